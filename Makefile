@@ -1,0 +1,42 @@
+# The two commands a newcomer needs are `make demo` and `make test`; the rest serve CI and development.
+.PHONY: deps demo test build sanitize fuzz-smoke bench format format-check check-macos clean
+
+JOBS ?= $(shell nproc 2>/dev/null || sysctl -n hw.ncpu 2>/dev/null || echo 2)
+
+deps:
+	@scripts/install-deps
+
+build: deps
+	@cmake --preset debug >/dev/null
+	@cmake --build --preset debug -j $(JOBS)
+
+demo: build
+	@scripts/demo build/debug/tools/gaugely/gaugely
+
+test: build
+	@ctest --preset debug -j $(JOBS)
+
+sanitize: deps
+	@cmake --preset asan >/dev/null
+	@cmake --build --preset asan -j $(JOBS)
+	@ctest --preset asan -j $(JOBS)
+
+fuzz-smoke: deps
+	@scripts/fuzz-smoke
+
+bench: deps
+	@cmake --preset release >/dev/null
+	@cmake --build --preset release -j $(JOBS) --target gaugely_bench
+	@build/release/bench/gaugely_bench
+
+format:
+	@git ls-files '*.h' '*.cpp' '*.mm' | xargs clang-format -i
+
+format-check:
+	@git ls-files '*.h' '*.cpp' '*.mm' | xargs clang-format --dry-run --Werror
+
+check-macos:
+	@scripts/check-macos
+
+clean:
+	@rm -rf build

@@ -1,0 +1,6 @@
+#include <iostream>
+
+int main() {
+    std::cout << "gaugely\n";
+    return 0;
+}
