@@ -88,6 +88,8 @@ public:
     public:
         virtual ~Impl() = default;
         virtual bool equals(const Impl& other) const = 0;
+        // Consistent with equals (CFHash on the platform), so handles can key a map.
+        virtual std::size_t hash() const = 0;
     };
 
     AXElement() = default;
@@ -103,8 +105,14 @@ public:
         return a.impl_ == b.impl_ || a.impl_->equals(*b.impl_);
     }
 
+    std::size_t hash() const { return impl_ ? impl_->hash() : 0; }
+
 private:
     std::shared_ptr<const Impl> impl_;
+};
+
+struct AXElementHash {
+    std::size_t operator()(const AXElement& element) const { return element.hash(); }
 };
 
 // An attribute value as the platform hands it over. `std::monostate` stands for a value of a type
