@@ -3,6 +3,9 @@
 if(APPLE)
     add_library(gaugely_icu INTERFACE)
     target_link_libraries(gaugely_icu INTERFACE icucore)
+    # Apple's ICU headers make UChar uint16_t; ICU's own default (and Linux's) is char16_t, which
+    # the code relies on. Both are 16-bit and the C API has no mangled names, so this is safe.
+    target_compile_definitions(gaugely_icu INTERFACE UCHAR_TYPE=char16_t)
 else()
     find_package(ICU REQUIRED COMPONENTS uc i18n)
     add_library(gaugely_icu INTERFACE)

@@ -1,0 +1,41 @@
+# The macOS adapters (Objective-C++ and C++ over the Apple frameworks) and a link check that pulls
+# every object of them and of the core into one executable, so a missing symbol fails the build here
+# rather than on a Mac.
+enable_language(OBJCXX)
+set(CMAKE_OBJCXX_STANDARD 20)
+set(CMAKE_OBJCXX_STANDARD_REQUIRED ON)
+set(CMAKE_OBJCXX_EXTENSIONS OFF)
+
+file(GLOB gaugely_macos_sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/Meterlane/macOS/*.mm
+     ${PROJECT_SOURCE_DIR}/Meterlane/macOS/*.cpp)
+if(NOT gaugely_macos_sources)
+    set(gaugely_macos_sources ${CMAKE_BINARY_DIR}/empty_MeterlaneMacOS.cpp)
+    file(WRITE ${gaugely_macos_sources} "")
+endif()
+
+add_library(MeterlaneMacOS STATIC ${gaugely_macos_sources})
+target_include_directories(MeterlaneMacOS PUBLIC ${PROJECT_SOURCE_DIR})
+target_compile_options(MeterlaneMacOS PRIVATE $<$<COMPILE_LANGUAGE:OBJCXX>:-fobjc-arc>)
+target_link_libraries(
+    MeterlaneMacOS
+    PUBLIC MeterlaneCore
+           "-framework ApplicationServices"
+           "-framework CoreFoundation"
+           "-framework CoreGraphics"
+           "-framework Foundation"
+           "-framework AppKit"
+           "-framework UserNotifications"
+           "-framework ServiceManagement")
+gaugely_warnings(MeterlaneMacOS)
+
+add_executable(gaugely_macos_link_check ${PROJECT_SOURCE_DIR}/tools/macos-link-check/main.cpp)
+target_link_libraries(gaugely_macos_link_check PRIVATE MeterlaneMacOS MeterlaneCore
+                                                       LowUsageNotificationSupport)
+foreach(library SharedUpdateSupport ProductionUpdateSupport)
+    if(TARGET ${library})
+        target_link_libraries(gaugely_macos_link_check PRIVATE ${library})
+    endif()
+endforeach()
+# Load every archive member, not only the referenced ones, so nothing escapes the check.
+target_link_options(gaugely_macos_link_check PRIVATE LINKER:-all_load)
+gaugely_warnings(gaugely_macos_link_check)
