@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "LowUsageNotificationSupport/UsageSnapshot.h"
+#include "core/CorePrinters.h"
 
 namespace gaugely {
 namespace {
@@ -10,13 +11,197 @@ TEST(PercentageValue, ReadsOnlyWholePercentagesFromZeroToHundred) {
         const char* text;
         std::optional<int> expected;
     } cases[] = {
-        {"100%", 100}, {"101%", std::nullopt}, {"0%", 0},          {"-5%", std::nullopt},
-        {"%", std::nullopt}, {"7 2%", std::nullopt}, {"72 %", std::nullopt}, {"+7%", 7},
-        {"Not Found", std::nullopt}, {"99999999999999999999999%", std::nullopt}, {"", std::nullopt},
-        {"4%0", 40}, {"+", std::nullopt}, {"-0%", 0},
+        {"100%", 100},
+        {"101%", std::nullopt},
+        {"0%", 0},
+        {"-5%", std::nullopt},
+        {"%", std::nullopt},
+        {"7 2%", std::nullopt},
+        {"72 %", std::nullopt},
+        {"+7%", 7},
+        {"Not Found", std::nullopt},
+        {"99999999999999999999999%", std::nullopt},
+        {"", std::nullopt},
+        {"4%0", 40},
+        {"+", std::nullopt},
+        {"-0%", 0},
     };
     for (const auto& c : cases) {
         EXPECT_EQ(percentageValue(c.text), c.expected) << c.text;
+    }
+}
+
+UsageSnapshot snapshotWith(
+    std::initializer_list<std::pair<std::string UsageSnapshot::*, const char*>> fields) {
+    UsageSnapshot snapshot;
+    for (const auto& [field, value] : fields) {
+        snapshot.*field = value;
+    }
+    return snapshot;
+}
+
+TEST(UsageSnapshotCompleteness, NeedsEveryRequiredWindowWithAWellFormedReset) {
+    using S = UsageSnapshot;
+    const struct {
+        const char* name;
+        UsageSnapshot snapshot;
+        QuotaSchema schema;
+        bool complete;
+    } cases[] = {
+        {"plus, all four",
+         snapshotWith({{&S::fiveHour, "72%"},
+                       {&S::fiveHourReset, "3:45 PM"},
+                       {&S::weekly, "40%"},
+                       {&S::weeklyReset, "Sep 12"}}),
+         QuotaSchema::dualWindow, true},
+        {"plus, 5-hour reset missing",
+         snapshotWith({{&S::fiveHour, "72%"}, {&S::weekly, "40%"}, {&S::weeklyReset, "Sep 12"}}),
+         QuotaSchema::dualWindow, false},
+        {"plus, 5-hour percentage above 100",
+         snapshotWith({{&S::fiveHour, "150%"},
+                       {&S::fiveHourReset, "3:45 PM"},
+                       {&S::weekly, "40%"},
+                       {&S::weeklyReset, "Sep 12"}}),
+         QuotaSchema::dualWindow, false},
+        {"resets are trimmed first",
+         snapshotWith({{&S::fiveHour, "0%"},
+                       {&S::fiveHourReset, "\n 9:05pm\u00A0"},
+                       {&S::weekly, "100%"},
+                       {&S::weeklyReset, " Sept 12, 2026\n"}}),
+         QuotaSchema::dualWindow, true},
+        {"pro needs only the weekly percentage", snapshotWith({{&S::weekly, "40%"}}),
+         QuotaSchema::proGeneralWeeklyPercentageOnly, true},
+        {"pro with an unreadable percentage", snapshotWith({{&S::weekly, "40 %"}}),
+         QuotaSchema::proGeneralWeeklyPercentageOnly, false},
+        {"weekly-only needs a reset date, unlike pro", snapshotWith({{&S::weekly, "40%"}}),
+         QuotaSchema::weeklyOnly, false},
+        {"monthly", snapshotWith({{&S::monthly, "85%"}, {&S::monthlyReset, "Oct 3"}}),
+         QuotaSchema::monthlyOnly, true},
+        {"monthly ignores the plus fields",
+         snapshotWith({{&S::weekly, "40%"}, {&S::weeklyReset, "Sep 12"}}), QuotaSchema::monthlyOnly,
+         false},
+        {"the empty snapshot", UsageSnapshot::empty(), QuotaSchema::dualWindow, false},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(isCompleteUsageSnapshot(c.snapshot, c.schema), c.complete) << c.name;
+    }
+}
+
+TEST(UsageSnapshotCompleteness, ResetPatterns) {
+    const struct {
+        const char* text;
+        bool time;
+        bool date;
+    } cases[] = {
+        {"Sept 12, 2026", false, true},  {"sep. 3", false, true},
+        {"December 31", false, true},    {"Sep 32", false, false},
+        {"Sep 0", false, false},         {"Sep 12 2026 10:00", false, false},
+        {"Sep12", false, false},         {"Septem 12", false, false},
+        {"9:05pm", true, false},         {"11:59 AM", true, false},
+        {"3:45\u202FPM", true, false},   {"13:00", false, false},
+        {"123:00 PM", false, false},     {"3:5 PM", false, false},
+        {"3:45 PM today", false, false},
+    };
+    for (const auto& c : cases) {
+        UsageSnapshot plus;
+        plus.fiveHour = "50%";
+        plus.fiveHourReset = c.text;
+        plus.weekly = "50%";
+        plus.weeklyReset = "Sep 1";
+        UsageSnapshot monthly;
+        monthly.monthly = "50%";
+        monthly.monthlyReset = c.text;
+        EXPECT_EQ(isCompleteUsageSnapshot(plus, QuotaSchema::dualWindow), c.time) << c.text;
+        EXPECT_EQ(isCompleteUsageSnapshot(monthly, QuotaSchema::monthlyOnly), c.date) << c.text;
+    }
+}
+
+TEST(QuotaPercentages, ListsReadableWindowsOfTheSchemaInOrder) {
+    using Pairs = std::vector<std::pair<QuotaWindow, int>>;
+    UsageSnapshot snapshot;
+    snapshot.fiveHour = "Not Found";
+    snapshot.weekly = "40%";
+    snapshot.monthly = "85%";
+    EXPECT_EQ(quotaPercentages(snapshot, QuotaSchema::dualWindow),
+              (Pairs{{QuotaWindow::weekly, 40}}));
+    EXPECT_EQ(quotaPercentages(snapshot, QuotaSchema::monthlyOnly),
+              (Pairs{{QuotaWindow::monthly, 85}}));
+    snapshot.fiveHour = "72%";
+    EXPECT_EQ(quotaPercentages(snapshot, QuotaSchema::dualWindow),
+              (Pairs{{QuotaWindow::fiveHour, 72}, {QuotaWindow::weekly, 40}}));
+    EXPECT_EQ(quotaPercentages(UsageSnapshot::empty(), QuotaSchema::proGeneralWeeklyPercentageOnly),
+              Pairs{});
+}
+
+TEST(UsageSnapshotJson, SixStringKeysInOrder) {
+    UsageSnapshot snapshot;
+    snapshot.fiveHour = "72%";
+    snapshot.fiveHourReset = "3:45\u202FPM";
+    const std::string text = encodeJson(snapshot);
+    EXPECT_EQ(text,
+              "{\"fiveHour\":\"72%\",\"fiveHourReset\":\"3:45\u202FPM\",\"weekly\":\"Not "
+              "Found\",\"weeklyReset\":\"Not Found\",\"monthly\":\"Not Found\",\"monthlyReset\":"
+              "\"Not Found\"}");
+    EXPECT_EQ(decodeJson<UsageSnapshot>(text), snapshot);
+    // Key order does not matter when reading; every key and its type does.
+    EXPECT_EQ(
+        decodeJson<UsageSnapshot>(
+            R"({"monthlyReset":"a","monthly":"b","weeklyReset":"c","weekly":"d","fiveHourReset":"e","fiveHour":"f","extra":1})"),
+        (UsageSnapshot{"f", "e", "d", "c", "b", "a"}));
+    for (
+        const char* bad :
+        {R"({"fiveHour":"72%","fiveHourReset":"","weekly":"","weeklyReset":"","monthly":""})",
+         R"({"fiveHour":72,"fiveHourReset":"","weekly":"","weeklyReset":"","monthly":"","monthlyReset":""})",
+         R"([])", R"("Not Found")", R"({"fiveHour":)"}) {
+        EXPECT_EQ(decodeJson<UsageSnapshot>(bad), std::nullopt) << bad;
+    }
+}
+
+TEST(Enumerations, RawValuesRoundTripAndUnknownTextFails) {
+    EXPECT_EQ(allCases<CodexPlan>(),
+              (std::array{CodexPlan::freeGo, CodexPlan::plus, CodexPlan::pro}));
+    for (const CodexPlan plan : allCases<CodexPlan>()) {
+        EXPECT_EQ(fromRawValue<CodexPlan>(rawValue(plan)), plan);
+    }
+    for (const QuotaWindow window : allCases<QuotaWindow>()) {
+        EXPECT_EQ(fromRawValue<QuotaWindow>(rawValue(window)), window);
+    }
+    for (const QuotaSchema schema : allCases<QuotaSchema>()) {
+        EXPECT_EQ(fromRawValue<QuotaSchema>(rawValue(schema)), schema);
+    }
+    EXPECT_EQ(fromRawValue<CodexPlan>("Plus"), std::nullopt);
+    EXPECT_EQ(fromRawValue<CodexPlan>("team"), std::nullopt);
+    EXPECT_EQ(fromRawValue<QuotaWindow>("daily"), std::nullopt);
+    EXPECT_EQ(fromRawValue<QuotaSchema>(""), std::nullopt);
+    EXPECT_EQ(planWindowKey(rawValue(CodexPlan::plus), QuotaWindow::fiveHour), "plus.fiveHour");
+}
+
+TEST(PlanQuotaConfiguration, PlansTheirSchemasAndTitles) {
+    const struct {
+        CodexPlan plan;
+        PlanQuotaConfiguration configuration;
+        const char* weeklyTitle;
+        ProfileUsageReadStrategy strategy;
+    } cases[] = {
+        {CodexPlan::freeGo,
+         {QuotaSchema::monthlyOnly, QuotaReaderSupport::validated, true, true},
+         "Weekly",
+         ProfileUsageReadStrategy::expandUsageRemaining},
+        {CodexPlan::plus,
+         {QuotaSchema::dualWindow, QuotaReaderSupport::validated, true, true},
+         "Weekly",
+         ProfileUsageReadStrategy::expandUsageRemaining},
+        {CodexPlan::pro,
+         {QuotaSchema::proGeneralWeeklyPercentageOnly, QuotaReaderSupport::validated, true, false},
+         "General Weekly",
+         ProfileUsageReadStrategy::readDirectProfileUsagePercentage},
+    };
+    for (const auto& c : cases) {
+        const auto configuration = PlanQuotaConfiguration::configuration(c.plan);
+        EXPECT_EQ(configuration, c.configuration) << rawValue(c.plan);
+        EXPECT_EQ(configuration.lowUsageNotificationTitle(QuotaWindow::weekly), c.weeklyTitle);
+        EXPECT_EQ(configuration.lowUsageNotificationTitle(QuotaWindow::fiveHour), "5h");
+        EXPECT_EQ(profileUsageReadStrategy(c.plan), c.strategy);
     }
 }
 
