@@ -1,0 +1,247 @@
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <sstream>
+
+#include "Meterlane/Posix/FilePreferences.h"
+#include "Meterlane/Simulation/MemoryPreferences.h"
+
+namespace gaugely {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string readFile(const fs::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream out;
+    out << in.rdbuf();
+    return out.str();
+}
+
+void writeFile(const fs::path& path, std::string_view text) {
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    out << text;
+}
+
+class FilePreferencesTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        std::string pattern = (fs::temp_directory_path() / "gaugely-prefs-XXXXXX").string();
+        ASSERT_NE(::mkdtemp(pattern.data()), nullptr);
+        folder = pattern;
+        file = folder / "nested" / "com.vostrel.gaugely.json";
+    }
+    void TearDown() override { fs::remove_all(folder); }
+
+    std::unique_ptr<FilePreferences> open() {
+        return std::make_unique<FilePreferences>(
+            file, [this](const std::string& message) { warnings.push_back(message); });
+    }
+
+    std::vector<fs::path> filesInFolder() const {
+        std::vector<fs::path> names;
+        for (const auto& entry : fs::directory_iterator(file.parent_path())) {
+            names.push_back(entry.path().filename());
+        }
+        std::sort(names.begin(), names.end());
+        return names;
+    }
+
+    fs::path folder;
+    fs::path file;
+    std::vector<std::string> warnings;
+};
+
+// Both implementations must agree on what a typed getter sees.
+template <class Store>
+void expectTypedValues(Store& store) {
+    const std::string bytes("{\"a\":1}\0\xff", 9);
+    store.setBool("flag", false);
+    store.setString("text", "Weekly usage reset \u2014 100% available");
+    store.setData("record", bytes);
+    store.setDate("when", Date{785000000.25});
+
+    EXPECT_EQ(store.boolValue("flag"), false);
+    EXPECT_EQ(store.stringValue("text"), "Weekly usage reset \u2014 100% available");
+    EXPECT_EQ(store.dataValue("record"), bytes);
+    EXPECT_EQ(store.dateValue("when"), Date{785000000.25});
+    // Another type under the key reads as absent, never converted.
+    EXPECT_EQ(store.stringValue("flag"), std::nullopt);
+    EXPECT_EQ(store.dataValue("text"), std::nullopt);
+    EXPECT_EQ(store.stringValue("record"), std::nullopt);
+    EXPECT_EQ(store.boolValue("when"), std::nullopt);
+    EXPECT_TRUE(store.hasObject("flag"));
+    store.remove("flag");
+    EXPECT_FALSE(store.hasObject("flag"));
+}
+
+TEST(MemoryPreferences, KeepsEachValueItsType) {
+    MemoryPreferences store;
+    expectTypedValues(store);
+    EXPECT_EQ(store.writeCount(), 5u);
+}
+
+TEST_F(FilePreferencesTest, ValuesSurviveReopeningWithTheirTypes) {
+    {
+        auto store = open();
+        expectTypedValues(*store);
+    }
+    auto reopened = open();
+    EXPECT_EQ(reopened->boolValue("flag"), std::nullopt);
+    EXPECT_EQ(reopened->stringValue("text"), "Weekly usage reset \u2014 100% available");
+    EXPECT_EQ(reopened->dataValue("record"), std::string("{\"a\":1}\0\xff", 9));
+    EXPECT_EQ(reopened->dateValue("when"), Date{785000000.25});
+    EXPECT_TRUE(warnings.empty());
+    EXPECT_EQ(filesInFolder(), std::vector<fs::path>{file.filename()}) << "no temporary file left";
+}
+
+// Restores an environment variable when the test ends.
+class ScopedEnvironment {
+  public:
+    ScopedEnvironment(const char* name, const char* value) : name_(name) {
+        if (const char* old = std::getenv(name)) {
+            saved_ = old;
+        }
+        value ? ::setenv(name, value, 1) : ::unsetenv(name);
+    }
+    ~ScopedEnvironment() { saved_ ? ::setenv(name_, saved_->c_str(), 1) : ::unsetenv(name_); }
+
+  private:
+    const char* name_;
+    std::optional<std::string> saved_;
+};
+
+TEST(FilePreferencesLocation, FollowsXdgConfigHomeThenHome) {
+    const struct {
+        const char* xdg;
+        const char* home;
+        const char* expected;
+    } cases[] = {
+        {"/xdg/config", "/home/someone", "/xdg/config/gaugely/com.vostrel.gaugely.json"},
+        {"relative/ignored", "/home/someone",
+         "/home/someone/.config/gaugely/com.vostrel.gaugely.json"},
+        {nullptr, "/home/someone", "/home/someone/.config/gaugely/com.vostrel.gaugely.json"},
+    };
+    for (const auto& c : cases) {
+        ScopedEnvironment xdg("XDG_CONFIG_HOME", c.xdg);
+        ScopedEnvironment home("HOME", c.home);
+        EXPECT_EQ(FilePreferences::defaultFile("com.vostrel.gaugely"), fs::path(c.expected));
+    }
+}
+
+TEST_F(FilePreferencesTest, UnreadableDocumentsAreMovedAsideNotDiscarded) {
+    const struct {
+        const char* name;
+        std::string contents;
+    } cases[] = {
+        {"torn JSON", "{\"codex-plan-v1\": \"pl"},
+        {"empty file", ""},
+        {"array", "[1, 2]"},
+        {"invalid UTF-8", "{\"k\": \"\xff\"}"},
+    };
+    for (const auto& c : cases) {
+        fs::remove_all(folder);
+        fs::create_directories(file.parent_path());
+        writeFile(file.parent_path() / (file.filename().string() + ".corrupt-1"), "older");
+        writeFile(file, c.contents);
+        warnings.clear();
+
+        auto store = open();
+        EXPECT_TRUE(store->isPersistent()) << c.name;
+        EXPECT_FALSE(store->hasObject("codex-plan-v1")) << c.name;
+        ASSERT_EQ(warnings.size(), 1u) << c.name;
+        EXPECT_NE(warnings[0].find(".corrupt-2"), std::string::npos) << warnings[0];
+        EXPECT_EQ(readFile(file.string() + ".corrupt-2"), c.contents) << c.name;
+        EXPECT_EQ(readFile(file.string() + ".corrupt-1"), "older") << c.name;
+        EXPECT_FALSE(fs::exists(file)) << c.name << ": nothing written by the read itself";
+
+        store->setString("codex-plan-v1", "plus");
+        EXPECT_EQ(open()->stringValue("codex-plan-v1"), "plus") << c.name;
+    }
+}
+
+TEST_F(FilePreferencesTest, EntriesOfUnknownShapeAreKeptThroughRewrites) {
+    fs::create_directories(file.parent_path());
+    writeFile(file, R"({"future": {"type": "url", "value": "x"}, "count": 3,
+                        "bad-data": {"type": "data", "value": "not base64!"}})");
+    auto store = open();
+    EXPECT_TRUE(store->hasObject("future"));
+    EXPECT_EQ(store->dataValue("bad-data"), std::nullopt);
+    store->setBool("automatic-refresh-enabled-v1", false);
+
+    const auto document = decodePreferencesDocument(readFile(file));
+    ASSERT_TRUE(document);
+    EXPECT_EQ(std::get<Json>(document->at("future")), Json::parse(R"({"type":"url","value":"x"})"));
+    EXPECT_EQ(std::get<Json>(document->at("count")), Json(3));
+    EXPECT_EQ(std::get<Json>(document->at("bad-data")),
+              Json::parse(R"({"type":"data","value":"not base64!"})"));
+    EXPECT_EQ(std::get<bool>(document->at("automatic-refresh-enabled-v1")), false);
+}
+
+TEST_F(FilePreferencesTest, AFileThatCannotBeReadIsNeverOverwritten) {
+    // A folder where the file should be: opening works, reading fails.
+    fs::create_directories(file);
+    auto store = open();
+    EXPECT_FALSE(store->isPersistent());
+    ASSERT_EQ(warnings.size(), 1u);
+    store->setString("codex-plan-v1", "pro");
+    EXPECT_EQ(store->stringValue("codex-plan-v1"), "pro") << "kept in memory";
+    EXPECT_TRUE(fs::is_directory(file));
+    EXPECT_EQ(warnings.size(), 1u) << "writes are skipped, not reported each time";
+}
+
+// A process killed at any point of a save leaves either the old or the new file.
+TEST_F(FilePreferencesTest, AKillDuringASaveLeavesTheOldOrTheNewFile) {
+    const struct {
+        FilePreferences::WriteStage killedAfter;
+        const char* expected;
+    } cases[] = {
+        {FilePreferences::WriteStage::temporaryFileWritten, "old"},
+        {FilePreferences::WriteStage::renamed, "new"},
+    };
+    for (const auto& c : cases) {
+        fs::remove_all(folder);
+        open()->setString("value", "old");
+
+        const pid_t child = ::fork();
+        ASSERT_GE(child, 0);
+        if (child == 0) {
+            FilePreferences store(file, nullptr);
+            store.setWriteObserverForTesting([&](FilePreferences::WriteStage stage) {
+                if (stage == c.killedAfter) {
+                    ::_exit(0);
+                }
+            });
+            store.setString("value", "new");
+            ::_exit(3);
+        }
+        int status = 0;
+        ASSERT_EQ(::waitpid(child, &status, 0), child);
+        ASSERT_TRUE(WIFEXITED(status));
+        ASSERT_EQ(WEXITSTATUS(status), 0) << "the child did not stop mid-write";
+
+        warnings.clear();
+        EXPECT_EQ(open()->stringValue("value"), c.expected);
+        EXPECT_TRUE(warnings.empty()) << warnings.front();
+    }
+}
+
+TEST(PreferencesDocument, Base64RoundTripsAndRejectsLooseSpellings) {
+    for (const std::string& bytes :
+         {std::string(), std::string("f"), std::string("fo"), std::string("foo"),
+          std::string("foob"), std::string("\0\xff\x10", 3)}) {
+        EXPECT_EQ(base64Decoded(base64Encoded(bytes)), bytes);
+    }
+    EXPECT_EQ(base64Encoded("foob"), "Zm9vYg==");
+    for (const char* bad : {"Zm9vYg=", "Zm9v Yg==", "Zm=vYg==", "Zm9vYh==", "====", "Zg=a"}) {
+        EXPECT_EQ(base64Decoded(bad), std::nullopt) << bad;
+    }
+}
+
+}  // namespace
+}  // namespace gaugely
