@@ -1,0 +1,99 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "LowUsageNotificationSupport/QuotaSchema.h"
+#include "LowUsageNotificationSupport/RefreshMenuPresence.h"
+#include "Meterlane/Platform/Accessibility.h"
+#include "Meterlane/Platform/Workspace.h"
+
+namespace gaugely {
+
+inline constexpr std::string_view codexBundleIdentifier = "com.openai.codex";
+inline constexpr std::string_view profileMenuLabel = "Open profile menu";
+
+// Finds Codex and the few elements a refresh needs in its accessibility tree. Every search is a
+// bounded depth-first walk, so a huge, deep or cyclic tree cannot stall the reader.
+//
+// Each accessibility call is a blocking round trip to Codex, so an element's attributes are read
+// in one call and kept until `forgetReads()`: the walks of one step then share their reads. The
+// reader forgets at every step boundary, because Codex's tree changes as menus open and close.
+class CodexElementSearch {
+public:
+    static constexpr int applicationBudget = 2500;
+    static constexpr int menuTextBudget = 400;
+    static constexpr int menuSearchBudget = 300;
+    static constexpr int pressableClimbSteps = 12;
+    static constexpr int descendantClimbSteps = 20;
+
+    CodexElementSearch(Accessibility& accessibility, Workspace& workspace)
+        : ax_(accessibility), workspace_(workspace) {}
+
+    void forgetReads() { reads_.clear(); }
+
+    // Single-attribute reads: absent on any error or a value of another type.
+    std::optional<std::string> textAttribute(const AXElement& element, std::string_view name);
+    std::optional<bool> flagAttribute(const AXElement& element, std::string_view name);
+    std::optional<std::vector<AXElement>> childrenAttribute(const AXElement& element);
+    std::optional<Point> pointAttribute(const AXElement& element, std::string_view name);
+    std::optional<Size> sizeAttribute(const AXElement& element, std::string_view name);
+    std::vector<std::string> actionNames(const AXElement& element);
+    // The element's frame from its position and size, when both are readable.
+    std::optional<Rect> frame(const AXElement& element);
+
+    std::optional<RunningApplication> findCodexApplication();
+    bool isCodexFrontmost();
+
+    AXElement profileMenuControl(const AXElement& application);
+    AXElement profileMenuElement(const AXElement& application);
+    RefreshMenuInspection profileMenuInspection(const AXElement& application);
+    std::vector<std::string> orderedMenuText(const AXElement& root);
+    AXElement usageRemainingMenu(const AXElement& application);
+    AXElement usageRemainingControl(const AXElement& application);
+    AXElement labeledUsageControl(const AXElement& menu);
+    AXElement proUsageProfileMenuItem(const AXElement& menu);
+    AXElement nearestPressableMenuAncestor(const AXElement& from, const AXElement& within);
+    bool isSameOrDescendant(const AXElement& element, const AXElement& ancestor);
+    bool usageRemainingIsExpanded(const AXElement& application, QuotaSchema schema);
+
+    // The menu's direct AXMenuItem children, in order (the entries keyboard focus moves through).
+    std::vector<AXElement> menuItems(const AXElement& menu);
+    // The element's AXTitle as the walks read it.
+    std::optional<std::string> title(const AXElement& element);
+    // The text of an element's own title, value and description (walk-free).
+    std::vector<std::string> ownTexts(const AXElement& element);
+
+    // What one element's walk-time read returned.
+    struct ElementReads {
+        AXAttributeResult role;
+        AXAttributeResult title;
+        AXAttributeResult description;
+        AXAttributeResult value;
+        AXAttributeResult children;
+        AXAttributeResult hidden;
+        AXAttributeResult expanded;
+        AXAttributeResult parent;
+    };
+    const ElementReads& reads(const AXElement& element);
+
+private:
+    enum class Visit { descend, skip, stop };
+    struct WalkEnd {
+        bool stopped = false;
+        bool budgetRanOut = false;
+        bool elementsLeft = false;
+    };
+    template <class Visitor>
+    WalkEnd walk(const AXElement& root, int budget, Visitor&& visit);
+
+    std::optional<std::string> roleOf(const AXElement& element);
+
+    Accessibility& ax_;
+    Workspace& workspace_;
+    std::unordered_map<AXElement, ElementReads, AXElementHash> reads_;
+};
+
+}  // namespace gaugely

@@ -1,0 +1,207 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "LowUsageNotificationSupport/CodexPlan.h"
+#include "LowUsageNotificationSupport/PlanSynchronizationState.h"
+#include "LowUsageNotificationSupport/ProProfileUsageMenuParser.h"
+#include "LowUsageNotificationSupport/RefreshRunGuard.h"
+#include "LowUsageNotificationSupport/RefreshRunOutcome.h"
+#include "LowUsageNotificationSupport/RefreshSnapshotStability.h"
+#include "LowUsageNotificationSupport/UsageSnapshot.h"
+#include "Meterlane/Platform/Accessibility.h"
+#include "Meterlane/Platform/Input.h"
+#include "Meterlane/Platform/Log.h"
+#include "Meterlane/Platform/MainQueue.h"
+#include "Meterlane/Platform/Workspace.h"
+#include "Meterlane/Reader/CodexElementSearch.h"
+#include "Meterlane/Reader/RealInputMonitor.h"
+#include "Meterlane/Reader/RefreshTrace.h"
+
+namespace gaugely {
+
+// What the reader talks to. Everything is used from the main queue only.
+struct ReaderEnvironment {
+    Accessibility& accessibility;
+    Input& input;
+    Workspace& workspace;
+    MainQueue& mainQueue;
+    Clock& clock;
+    Log& log;
+    // The text form of a new random UUID.
+    std::function<std::string()> makeUUID;
+};
+
+// The one long-lived model object: it owns every piece of mutable state, runs the refresh that
+// reads Codex's usage, and tells its observers of every change of published state.
+class UsageReader {
+public:
+    explicit UsageReader(ReaderEnvironment environment);
+    ~UsageReader();
+    UsageReader(const UsageReader&) = delete;
+    UsageReader& operator=(const UsageReader&) = delete;
+
+    // Observation: the handler runs after every change of published state.
+    using ObserverID = uint64_t;
+    ObserverID addObserver(std::function<void()> handler);
+    void removeObserver(ObserverID id);
+
+    // Published state.
+    bool accessibilityGranted() const { return accessibilityGranted_; }
+    bool codexFound() const { return codexFound_; }
+    const UsageSnapshot& snapshot() const { return snapshot_; }
+    CodexPlan codexPlan() const { return codexPlan_; }
+    bool hasExplicitPlanSelection() const { return hasExplicitPlanSelection_; }
+    std::optional<CodexPlan> activeSnapshotPlan() const { return activeSnapshotPlan_; }
+    std::optional<int> countdown() const { return countdown_; }
+    bool automationInProgress() const { return automationInProgress_; }
+    std::optional<Date> lastUpdated() const { return lastUpdated_; }
+    std::optional<Date> nextAutomaticRefreshDate() const { return nextAutomaticRefreshDate_; }
+    bool automaticRefreshIsPending() const { return automaticRefreshIsPending_; }
+    bool automaticRefreshEnabled() const { return automaticRefreshEnabled_; }
+    const std::optional<std::string>& statusMessage() const { return statusMessage_; }
+    const std::optional<RefreshRunOutcome>& lastRefreshOutcome() const {
+        return lastRefreshOutcome_;
+    }
+
+    // Requests a refresh; the only way a run starts. Manual requests pass false.
+    void beginReadCountdown(bool isAutomatic);
+
+    void setCodexPlan(CodexPlan plan);
+    void setAutomaticRefreshEnabled(bool enabled);
+
+    // Closed while an update installs: no run may start.
+    bool updateRefreshGate() const { return updateRefreshGate_; }
+    void setUpdateRefreshGate(bool closed) { updateRefreshGate_ = closed; }
+
+    bool refreshPermission(bool requestPrompt);
+
+    // Exposed for the demo's statistics and for tests.
+    CodexElementSearch& elementSearch() { return search_; }
+    const RealInputMonitor* realInputMonitor() const { return realInputMonitor_.get(); }
+    RefreshCleanupResult refreshCleanupResult() const { return refreshCleanupResult_; }
+
+private:
+    // Run steps, in run order.
+    void clickProfileControlDynamically();
+    void hitTestAndClickProfileControl(const RunningApplication& codex);
+    void verifySyntheticClickProfileMenu(const RunningApplication& codex, int attempt);
+    void beginUsageKeyboardFocusExperiment(const RunningApplication& codex, int attempt);
+    void retryUsageKeyboardReadiness(const RunningApplication& codex, int attempt);
+    void activateFocusedUsageItemWithReturn(const RunningApplication& codex,
+                                            const UsageFocusBaseline& baseline, int attempt);
+    void verifyUsageKeyboardActivation(const RunningApplication& codex,
+                                       const UsageFocusBaseline& baseline, int attempt);
+    void readStableUsage(const RunningApplication& codex, int attempt, bool directProfile);
+    void restoreOwnedCodexMenuAfterRead(const std::optional<RunningApplication>& codex,
+                                        std::optional<std::string> statusMessage,
+                                        bool requiresUsageExpansion);
+    void verifyOwnedCodexMenuRestoration(const RunningApplication& codex,
+                                         std::optional<std::string> statusMessage);
+    void completeRefreshAfterRead(std::optional<std::string> statusMessage);
+    void deferRefreshForOpenProfileMenu();
+    void markProfileMenuOpenedByMonitor(const AXElement& menu);
+
+    // Ends the run through restoration with a user-visible message.
+    void endRunThroughRestoration(const std::optional<RunningApplication>& codex,
+                                  const std::string& message);
+
+    // Countdown and step scheduling.
+    void scheduleCountdown(double after, uint64_t generation);
+    void scheduleAutomation(double after, std::function<void()> step);
+    void cancelPendingCountdownWorkItems();
+    void cancelRefreshForPlanChange();
+    bool automaticCountdownMayContinue();
+    // The wait before the next poll of a step that waits for Codex; none past the last attempt.
+    static std::optional<double> pollDelay(int attempt);
+    static constexpr int lastPollAttempt = 13;
+
+    // Reading.
+    std::optional<UsageSnapshot> usageSnapshotFromUsageRemainingMenu(const AXElement& menu);
+    std::optional<ProProfileUsageValues> proProfileUsageValues(const AXElement& menu);
+    bool commitCompleteUsageSnapshot(const UsageSnapshot& snapshot);
+
+    // Synthetic input and the real-input guard.
+    bool sendSyntheticLeftClick(Point point);
+    bool sendEscapeKey(uint16_t keyCode);
+    bool beginRealInputMonitoringForSyntheticSequence();
+    bool automaticSyntheticInputMayContinue();
+    void deferAutomaticSyntheticInteraction(const std::string& message);
+    void stopRealInputMonitor();
+    void deferForAutomaticRefreshSwitchedOff();
+
+    // Trace.
+    void beginRefreshTrace(RefreshRunKind kind, RefreshMenuPresence initialMenu);
+    void recordRefreshStage(std::string_view stage, std::optional<std::string_view> detail = {});
+    void recordRefreshTiming(std::string_view mark);
+    void finishRefreshTrace(const RefreshRunOutcome& outcome);
+    void recordRejectedRefresh(RefreshRunKind kind, const RefreshRunOutcome& outcome);
+    std::string newTraceIdentifier();
+    long elapsedMilliseconds() const;
+    void clearRunState();
+
+    // Scheduling seams used by the run.
+    void setAutomaticRefreshSchedule(Date date, bool pending);
+    void stopAutomaticRefreshIfNeeded();
+
+    // Publishing.
+    template <class T>
+    void publish(T& field, T value);
+    void notifyObservers();
+    void setStatusMessage(std::optional<std::string> message);
+
+    AXElement applicationElement(const RunningApplication& codex);
+    QuotaSchema currentSchema() const;
+    RefreshRunKind activeKind() const {
+        return activeRefreshIsAutomatic_ ? RefreshRunKind::automatic : RefreshRunKind::manual;
+    }
+
+    ReaderEnvironment env_;
+    CodexElementSearch search_;
+
+    // Published.
+    bool accessibilityGranted_ = false;
+    bool codexFound_ = false;
+    UsageSnapshot snapshot_;
+    CodexPlan codexPlan_ = CodexPlan::plus;
+    bool hasExplicitPlanSelection_ = false;
+    std::optional<CodexPlan> activeSnapshotPlan_;
+    std::optional<int> countdown_;
+    bool automationInProgress_ = false;
+    std::optional<Date> lastUpdated_;
+    std::optional<Date> nextAutomaticRefreshDate_;
+    bool automaticRefreshIsPending_ = false;
+    bool automaticRefreshEnabled_ = true;
+    std::optional<std::string> statusMessage_;
+    std::optional<RefreshRunOutcome> lastRefreshOutcome_;
+
+    // Selection.
+    CodexPlanSelectionState planSelectionState_;
+    PlanSynchronizationState planSynchronization_;
+    bool updateRefreshGate_ = false;
+
+    // The run in progress.
+    bool activeRefreshIsAutomatic_ = false;
+    std::vector<std::shared_ptr<Cancellable>> countdownWorkItems_;
+    uint64_t countdownGeneration_ = 0;
+    RefreshRunGuard refreshRun_;
+    std::shared_ptr<Cancellable> pendingStep_;
+    std::optional<RefreshUIState> refreshUIState_;
+    std::optional<RefreshTiming> refreshTiming_;
+    std::optional<RefreshTrace> refreshTrace_;
+    RefreshCleanupResult refreshCleanupResult_ = RefreshCleanupResult::notRequired;
+    std::unique_ptr<RealInputMonitor> realInputMonitor_;
+    RefreshSnapshotStability<UsageSnapshot> snapshotStability_;
+
+    std::vector<std::pair<ObserverID, std::function<void()>>> observers_;
+    ObserverID nextObserverID_ = 1;
+    // Lets work items scheduled on the queue notice that the reader is gone.
+    std::shared_ptr<UsageReader*> alive_;
+};
+
+}  // namespace gaugely
