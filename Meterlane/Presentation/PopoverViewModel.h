@@ -1,0 +1,131 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "LowUsageNotificationSupport/CodexPlan.h"
+#include "LowUsageNotificationSupport/Date.h"
+#include "LowUsageNotificationSupport/RefreshFrequency.h"
+#include "LowUsageNotificationSupport/UsageSnapshot.h"
+#include "LowUsageNotificationSupport/UsageSnapshotPresentationState.h"
+
+namespace gaugely {
+
+// Formats a time of day (no date) in the user's locale: the medium style with seconds when
+// `includesSeconds`, the short style otherwise. The host supplies its platform's formatter.
+using TimeOfDayFormatter = std::function<std::string(Date date, bool includesSeconds)>;
+
+// The portable default: the C library's local time in the current locale's time format
+// (LC_TIME), with the seconds field left out of the short style.
+std::string formatTimeOfDayInCurrentLocale(Date date, bool includesSeconds);
+
+// A strftime time format without its seconds field: "%H:%M:%S" → "%H:%M",
+// "%I:%M:%S %p" → "%I:%M %p", "%H時%M分%S秒" → "%H時%M分".
+std::string timeFormatWithoutSeconds(std::string_view format);
+
+// Seconds are only worth showing when refreshes come every thirty seconds.
+std::string formattedTimestamp(Date date, RefreshFrequency frequency,
+                               const TimeOfDayFormatter& formatter);
+
+// The bar's fill, 0 to 1, for a percentage text: "%" removed, then read as a decimal number; text
+// that is not a number fills nothing, and the value is held to 0...100.
+double usageProgress(std::string_view percentage);
+
+// The reader's state that the popover draws, gathered by the caller so the popover's content can
+// be decided without a reader.
+struct PopoverInput {
+    CodexPlan plan = CodexPlan::plus;
+    bool hasExplicitPlanSelection = false;
+    bool accessibilityGranted = false;
+    UsageSnapshotPresentationState presentationState =
+        UsageSnapshotPresentationState::planSelectionRequired;
+    UsageSnapshot currentDisplaySnapshot;
+    std::optional<Date> currentDisplayLastUpdated;
+    // The reader's `userFacingStatusMessage`.
+    std::optional<std::string> statusMessage;
+    RefreshFrequency refreshFrequency = defaultRefreshFrequency;
+    bool automaticRefreshEnabled = true;
+    bool automaticRefreshIsPending = false;
+    std::optional<Date> nextAutomaticRefreshDate;
+    // The version of an offered update, when there is one.
+    std::optional<std::string> updateOfferVersion;
+};
+
+// What the popover's main area holds.
+enum class PopoverBlock {
+    planSelection,
+    accessibilityPermission,
+    usageNotSynced,
+    unvalidatedPlan,
+    usageMonitor,
+};
+
+// One window of the usage monitor.
+struct UsageSection {
+    std::string title;
+    // The percentage text exactly as read, "Not Found" included.
+    std::string percentage;
+    double progress = 0;
+    // "Reset " followed by the reset text; none for a window whose reading has no reset time.
+    std::optional<std::string> resetLine;
+
+    bool operator==(const UsageSection&) const = default;
+};
+
+enum class StatusLineStyle {
+    // Drawn in orange: the numbers on screen may no longer be true.
+    warning,
+    secondary,
+};
+
+struct StatusLine {
+    std::string text;
+    StatusLineStyle style = StatusLineStyle::secondary;
+
+    bool operator==(const StatusLine&) const = default;
+};
+
+struct UpdateOfferRow {
+    std::string text;
+    std::string actionTitle;
+
+    bool operator==(const UpdateOfferRow&) const = default;
+};
+
+inline constexpr std::string_view accessibilitySettingsURL =
+    "x-apple.systempreferences:com.apple.preference.security?Privacy_Accessibility";
+
+// Everything the popover shows, as text and values; the platform view only lays it out.
+struct PopoverViewModel {
+    PopoverBlock block = PopoverBlock::planSelection;
+    // The texts of every block but the usage monitor.
+    std::optional<std::string> blockTitle;
+    std::optional<std::string> blockText;
+    // "Open System Settings" in the permission block; it runs `openAccessibilitySettings`.
+    std::optional<std::string> blockActionTitle;
+    // One per window of the plan, in the usage monitor only.
+    std::vector<UsageSection> sections;
+
+    // The footer, shown once a plan is chosen: status, last update, schedule and "Refresh".
+    bool showsFooter = false;
+    std::optional<StatusLine> statusLine;
+    std::optional<std::string> lastUpdatedText;
+    std::string automaticRefreshStatusText;
+    std::string refreshActionTitle = "Refresh";
+
+    std::optional<UpdateOfferRow> updateOffer;
+
+    static PopoverViewModel make(const PopoverInput& input, const TimeOfDayFormatter& formatter =
+                                                                formatTimeOfDayInCurrentLocale);
+};
+
+// The popover's one line about the schedule.
+std::string automaticRefreshStatusText(bool automaticRefreshEnabled, bool automaticRefreshIsPending,
+                                       std::optional<Date> nextAutomaticRefreshDate,
+                                       RefreshFrequency frequency,
+                                       const TimeOfDayFormatter& formatter);
+
+}  // namespace gaugely

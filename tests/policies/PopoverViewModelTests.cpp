@@ -1,0 +1,175 @@
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <ctime>
+
+#include "Meterlane/Presentation/PopoverViewModel.h"
+
+namespace gaugely {
+namespace {
+
+// Shows which date was formatted and whether seconds were asked for.
+std::string fakeTime(Date date, bool includesSeconds) {
+    return std::to_string(static_cast<long long>(date.timeIntervalSinceReferenceDate)) +
+           (includesSeconds ? "s" : "");
+}
+
+PopoverInput plusWithData() {
+    PopoverInput input;
+    input.plan = CodexPlan::plus;
+    input.hasExplicitPlanSelection = true;
+    input.accessibilityGranted = true;
+    input.presentationState = UsageSnapshotPresentationState::dataAvailable;
+    input.currentDisplaySnapshot.fiveHour = "72%";
+    input.currentDisplaySnapshot.fiveHourReset = "3:45 PM";
+    input.currentDisplaySnapshot.weekly = "Not Found";
+    input.currentDisplaySnapshot.weeklyReset = "Sep 12";
+    input.currentDisplayLastUpdated = Date{100};
+    input.nextAutomaticRefreshDate = Date{160};
+    return input;
+}
+
+TEST(PopoverViewModel, BlockFollowsPlanChoiceThenPermissionThenState) {
+    using S = UsageSnapshotPresentationState;
+    const struct {
+        S state;
+        bool granted;
+        PopoverBlock block;
+        std::optional<std::string> title, text, action;
+        bool footer;
+    } rows[] = {
+        {S::planSelectionRequired, false, PopoverBlock::planSelection, "Choose your Codex plan",
+         "Open Settings to select Free / Go or Plus before refreshing usage.", std::nullopt, false},
+        {S::dataAvailable, false, PopoverBlock::accessibilityPermission,
+         "Accessibility permission required", std::nullopt, "Open System Settings", true},
+        {S::noUsageData, true, PopoverBlock::usageNotSynced, "Usage not synced",
+         "Refresh to load usage for this plan.", std::nullopt, true},
+        {S::unvalidatedPlan, true, PopoverBlock::unvalidatedPlan, std::nullopt,
+         "Pro usage reading is not yet validated.", std::nullopt, true},
+        {S::dataAvailable, true, PopoverBlock::usageMonitor, std::nullopt, std::nullopt,
+         std::nullopt, true},
+    };
+    for (const auto& row : rows) {
+        PopoverInput input;
+        input.plan = CodexPlan::pro;
+        input.presentationState = row.state;
+        input.accessibilityGranted = row.granted;
+        // The permission block already says this; the status line must not repeat it.
+        input.statusMessage = "Accessibility permission required";
+        const auto model = PopoverViewModel::make(input, fakeTime);
+        EXPECT_EQ(model.block, row.block);
+        EXPECT_EQ(model.blockTitle, row.title);
+        EXPECT_EQ(model.blockText, row.text);
+        EXPECT_EQ(model.blockActionTitle, row.action);
+        EXPECT_EQ(model.showsFooter, row.footer);
+        EXPECT_EQ(model.sections.size(), row.block == PopoverBlock::usageMonitor ? 1u : 0u);
+        EXPECT_EQ(model.statusLine.has_value(), row.granted);
+    }
+}
+
+TEST(PopoverViewModel, OneSectionPerWindowOfThePlan) {
+    PopoverInput input = plusWithData();
+    auto model = PopoverViewModel::make(input, fakeTime);
+    ASSERT_EQ(model.sections.size(), 2u);
+    EXPECT_EQ(model.sections[0], (UsageSection{"5h", "72%", 0.72, "Reset 3:45 PM"}));
+    EXPECT_EQ(model.sections[1], (UsageSection{"Weekly", "Not Found", 0, "Reset Sep 12"}));
+
+    input.plan = CodexPlan::freeGo;
+    input.currentDisplaySnapshot.monthly = "120%";
+    input.currentDisplaySnapshot.monthlyReset = "Oct 3";
+    EXPECT_EQ(PopoverViewModel::make(input, fakeTime).sections,
+              (std::vector<UsageSection>{{"Monthly", "120%", 1, "Reset Oct 3"}}));
+
+    input.plan = CodexPlan::pro;
+    input.currentDisplaySnapshot.weekly = "-5%";
+    EXPECT_EQ(PopoverViewModel::make(input, fakeTime).sections,
+              (std::vector<UsageSection>{{"General Weekly", "-5%", 0, std::nullopt}}));
+}
+
+TEST(UsageProgress, ClampsAndTreatsTextThatIsNotANumberAsEmpty) {
+    const struct {
+        const char* text;
+        double progress;
+    } rows[] = {
+        {"Not Found", 0}, {"120%", 1},      {"-5%", 0},    {"0%", 0},
+        {"100%", 1},      {"42.5%", 0.425}, {"+40%", 0.4}, {"72 %", 0},
+        {"%", 0},         {"", 0},          {".5", 0.005}, {"1.2.3", 0},
+        {"1e2", 0},       {"nan", 0},       {"inf%", 0},   {"99999999999999999999999", 1},
+    };
+    for (const auto& row : rows) {
+        EXPECT_DOUBLE_EQ(usageProgress(row.text), row.progress) << row.text;
+    }
+}
+
+TEST(PopoverViewModel, FooterTextsAndSecondsOnlyAtThirtySeconds) {
+    PopoverInput input = plusWithData();
+    auto model = PopoverViewModel::make(input, fakeTime);
+    EXPECT_EQ(model.lastUpdatedText, "Last updated: 100");
+    EXPECT_EQ(model.automaticRefreshStatusText, "Next automatic refresh: 160");
+    EXPECT_EQ(model.refreshActionTitle, "Refresh");
+    EXPECT_EQ(model.statusLine, std::nullopt);
+    EXPECT_EQ(model.updateOffer, std::nullopt);
+
+    input.refreshFrequency = RefreshFrequency::thirtySeconds;
+    input.statusMessage = "Data may be outdated";
+    input.updateOfferVersion = "1.0.4";
+    model = PopoverViewModel::make(input, fakeTime);
+    EXPECT_EQ(model.lastUpdatedText, "Last updated: 100s");
+    EXPECT_EQ(model.automaticRefreshStatusText, "Next automatic refresh: 160s");
+    EXPECT_EQ(model.statusLine, (StatusLine{"Data may be outdated", StatusLineStyle::warning}));
+    EXPECT_EQ(model.updateOffer, (UpdateOfferRow{"Gaugely 1.0.4 is available.", "View Update →"}));
+
+    input.statusMessage = "Refreshing Codex usage...";
+    input.automaticRefreshIsPending = true;
+    input.currentDisplayLastUpdated.reset();
+    model = PopoverViewModel::make(input, fakeTime);
+    EXPECT_EQ(model.statusLine,
+              (StatusLine{"Refreshing Codex usage...", StatusLineStyle::secondary}));
+    EXPECT_EQ(model.automaticRefreshStatusText, "Automatic refresh: Pending");
+    EXPECT_EQ(model.lastUpdatedText, std::nullopt);
+
+    input.automaticRefreshEnabled = false;
+    EXPECT_EQ(PopoverViewModel::make(input, fakeTime).automaticRefreshStatusText,
+              "Automatic refresh: Off");
+    input.automaticRefreshEnabled = true;
+    input.automaticRefreshIsPending = false;
+    input.nextAutomaticRefreshDate.reset();
+    EXPECT_EQ(PopoverViewModel::make(input, fakeTime).automaticRefreshStatusText,
+              "Next automatic refresh: —");
+}
+
+TEST(TimeFormat, SecondsFieldIsDroppedWithItsSeparatorOrUnit) {
+    const struct {
+        const char* format;
+        const char* shortFormat;
+    } rows[] = {
+        {"%H:%M:%S", "%H:%M"},
+        {"%T", "%H:%M"},
+        {"%r", "%I:%M %p"},
+        {"%I:%M:%S %p", "%I:%M %p"},
+        {"%p %I:%M:%S", "%p %I:%M"},
+        {"%H.%M.%S", "%H.%M"},
+        {"%H時%M分%S秒", "%H時%M分"},
+        {"%H시 %M분 %S초", "%H시 %M분"},
+        {"%H:%M", "%H:%M"},
+        {"100%%S", "100%%S"},
+        {"", ""},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(timeFormatWithoutSeconds(row.format), row.shortFormat) << row.format;
+    }
+}
+
+TEST(TimeFormat, DefaultFormatterUsesLocalTimeInTheCurrentLocale) {
+    setenv("TZ", "UTC", 1);
+    tzset();
+    // 13:05:09 UTC; the test runs in the "C" locale, whose time form is %H:%M:%S.
+    const Date date = Date::fromUnixTime(13 * 3600 + 5 * 60 + 9.75);
+    EXPECT_EQ(formatTimeOfDayInCurrentLocale(date, true), "13:05:09");
+    EXPECT_EQ(formatTimeOfDayInCurrentLocale(date, false), "13:05");
+    EXPECT_EQ(formattedTimestamp(date, RefreshFrequency::thirtySeconds, nullptr), "13:05:09");
+    EXPECT_EQ(formattedTimestamp(date, RefreshFrequency::tenMinutes, nullptr), "13:05");
+}
+
+}  // namespace
+}  // namespace gaugely

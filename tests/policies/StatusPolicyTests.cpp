@@ -1,0 +1,165 @@
+#include <gtest/gtest.h>
+
+#include <set>
+
+#include "LowUsageNotificationSupport/CurrentPlanNotificationFeature.h"
+#include "LowUsageNotificationSupport/RefreshFrequency.h"
+#include "LowUsageNotificationSupport/UsageDataFreshnessPolicy.h"
+#include "LowUsageNotificationSupport/UsageSnapshotPresentationPolicy.h"
+#include "LowUsageNotificationSupport/UsageStatusPresentationPolicy.h"
+
+namespace gaugely {
+namespace {
+
+TEST(UsageDataFreshnessPolicy, DataTurnsStaleOneSecondAfterTheThresholdOfEachFrequency) {
+    const struct {
+        RefreshFrequency frequency;
+        double staleAfter;
+    } rows[] = {
+        {RefreshFrequency::thirtySeconds, 120}, {RefreshFrequency::oneMinute, 210},
+        {RefreshFrequency::twoMinutes, 390},    {RefreshFrequency::fiveMinutes, 930},
+        {RefreshFrequency::tenMinutes, 1830},   {RefreshFrequency::thirtyMinutes, 5430},
+    };
+    const Date now{800000000};
+    for (const auto& row : rows) {
+        const double interval = timeInterval(row.frequency);
+        const auto aged = [&](double age) {
+            return UsageDataFreshnessPolicy::isStale(now.addingTimeInterval(-age), interval, now);
+        };
+        EXPECT_FALSE(aged(row.staleAfter)) << rawValue(row.frequency);
+        EXPECT_TRUE(aged(row.staleAfter + 1)) << rawValue(row.frequency);
+        EXPECT_FALSE(aged(-3600)) << "a date in the future is not stale";
+    }
+    EXPECT_FALSE(UsageDataFreshnessPolicy::isStale(std::nullopt, 60, now));
+}
+
+TEST(RecoveryMessage, FirstMatchingPhraseDecidesInTableOrder) {
+    const std::string openCodex = "Open Codex to refresh usage";
+    const std::string closeMenu = "Close the Codex profile menu and try Refresh again";
+    const std::string idle = "Refresh deferred — try again when Codex is idle";
+    const std::string unconfirmed = "Usage refreshed — Codex menu state could not be confirmed";
+    const struct {
+        const char* message;
+        std::string withValues;
+        std::string withoutValues;
+    } rows[] = {
+        {"Please OPEN CODEX first", openCodex, openCodex},
+        {"Codex is not running", openCodex, openCodex},
+        {"Automatic refresh deferred — Codex profile menu is open.", closeMenu, closeMenu},
+        {"Refresh deferred — Codex profile menu state is uncertain.", closeMenu, closeMenu},
+        {"Usage Remaining did not receive keyboard focus", closeMenu, closeMenu},
+        {"Automatic refresh deferred while you are active.", idle, idle},
+        {"Input Monitoring stopped the run", idle, idle},
+        {"Codex was no longer frontmost", idle, idle},
+        {"Refresh deferred — return to Codex when idle", idle, idle},
+        {"try again when Codex is idle", idle, idle},
+        {"Codex menu state could not be confirmed", unconfirmed, unconfirmed},
+        {"Refresh failed", "Couldn't refresh Codex usage — showing last valid data",
+         "Couldn't read Codex usage — open Codex and try Refresh"},
+        {"Values could not be read", "Couldn't refresh Codex usage — showing last valid data",
+         "Couldn't read Codex usage — open Codex and try Refresh"},
+        {"The menu did not appear", "Couldn't refresh Codex usage — showing last valid data",
+         "Couldn't read Codex usage — open Codex and try Refresh"},
+        {"Usage remaining did not expand", "Couldn't refresh Codex usage — showing last valid data",
+         "Couldn't read Codex usage — open Codex and try Refresh"},
+        // Earlier rows win over later ones.
+        {"Codex is not running; profile menu could not open", openCodex, openCodex},
+        {"profile menu did not appear", closeMenu, closeMenu},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(recoveryMessage(std::string(row.message), true), row.withValues) << row.message;
+        EXPECT_EQ(recoveryMessage(std::string(row.message), false), row.withoutValues)
+            << row.message;
+    }
+    EXPECT_EQ(recoveryMessage(std::nullopt, true), std::nullopt);
+    EXPECT_EQ(recoveryMessage(std::string("Accessibility permission required"), true),
+              std::nullopt);
+    EXPECT_EQ(recoveryMessage(std::string(""), false), std::nullopt);
+}
+
+TEST(UsageStatusPresentationPolicy, EachConcernOutranksTheOnesBelowIt) {
+    // Arguments: plan chosen, validated, permission, valid snapshot, running, recovery, stale.
+    using P = UsageStatusPresentationPolicy;
+    constexpr auto ok = QuotaReaderSupport::validated;
+    constexpr auto no = QuotaReaderSupport::unvalidated;
+    EXPECT_EQ(P::highestPriority(false, no, false, false, true, true, true),
+              UsageStatusPriority::noSelectedPlan);
+    EXPECT_EQ(P::highestPriority(true, no, false, false, true, true, true),
+              UsageStatusPriority::unsupportedPlan);
+    EXPECT_EQ(P::highestPriority(true, ok, false, false, true, true, true),
+              UsageStatusPriority::accessibilityPermission);
+    EXPECT_EQ(P::highestPriority(true, ok, true, false, true, true, true),
+              UsageStatusPriority::noUsageData);
+    EXPECT_EQ(P::highestPriority(true, ok, true, true, true, true, true),
+              UsageStatusPriority::activeRefresh);
+    EXPECT_EQ(P::highestPriority(true, ok, true, true, false, true, true),
+              UsageStatusPriority::refreshRecovery);
+    EXPECT_EQ(P::highestPriority(true, ok, true, true, false, false, true),
+              UsageStatusPriority::staleData);
+    EXPECT_EQ(P::highestPriority(true, ok, true, true, false, false, false),
+              UsageStatusPriority::normal);
+    EXPECT_LT(UsageStatusPriority::activeRefresh, UsageStatusPriority::accessibilityPermission);
+    EXPECT_EQ(rawValue(UsageStatusPriority::unsupportedPlan), 7);
+}
+
+TEST(UserFacingStatusMessage, EachPriorityHasItsText) {
+    const std::optional<std::string> hint = "Open Codex to refresh usage";
+    const std::optional<std::string> none;
+    const struct {
+        UsageStatusPriority priority;
+        std::optional<std::string> text;
+    } rows[] = {
+        {UsageStatusPriority::normal, none},
+        {UsageStatusPriority::staleData, "Data may be outdated"},
+        {UsageStatusPriority::refreshRecovery, hint},
+        {UsageStatusPriority::activeRefresh, "Refreshing Codex usage..."},
+        {UsageStatusPriority::noUsageData, none},
+        {UsageStatusPriority::noSelectedPlan, none},
+        {UsageStatusPriority::accessibilityPermission, "Accessibility permission required"},
+        {UsageStatusPriority::unsupportedPlan, "Free / Go usage reading is not yet validated."},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(userFacingStatusMessage(row.priority, CodexPlan::freeGo, hint), row.text)
+            << rawValue(row.priority);
+    }
+}
+
+TEST(UsageSnapshotPresentationPolicy, PlanChoiceThenSupportThenData) {
+    using P = UsageSnapshotPresentationPolicy;
+    using S = UsageSnapshotPresentationState;
+    EXPECT_EQ(P::state(false, QuotaReaderSupport::unvalidated, true), S::planSelectionRequired);
+    EXPECT_EQ(P::state(true, QuotaReaderSupport::unvalidated, true), S::unvalidatedPlan);
+    EXPECT_EQ(P::state(true, QuotaReaderSupport::validated, true), S::dataAvailable);
+    EXPECT_EQ(P::state(true, QuotaReaderSupport::validated, false), S::noUsageData);
+}
+
+TEST(HasEnabledCurrentPlanNotificationFeature, OnlyThePlansOwnWindowsAndResetsCount) {
+    const auto only = [](std::set<QuotaWindow> enabled) {
+        return [enabled](QuotaWindow window) { return enabled.contains(window); };
+    };
+    const struct {
+        bool explicitPlan;
+        CodexPlan plan;
+        std::set<QuotaWindow> lowUsage;
+        bool resets;
+        bool expected;
+    } rows[] = {
+        {false, CodexPlan::plus, {QuotaWindow::fiveHour}, true, false},
+        {true, CodexPlan::plus, {QuotaWindow::weekly}, false, true},
+        {true, CodexPlan::plus, {QuotaWindow::monthly}, false, false},
+        {true, CodexPlan::plus, {QuotaWindow::monthly}, true, true},
+        {true, CodexPlan::freeGo, {QuotaWindow::monthly}, false, true},
+        {true, CodexPlan::freeGo, {QuotaWindow::fiveHour, QuotaWindow::weekly}, false, false},
+        {true, CodexPlan::pro, {QuotaWindow::weekly}, false, true},
+        {true, CodexPlan::pro, {QuotaWindow::fiveHour}, true, false},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(hasEnabledCurrentPlanNotificationFeature(row.explicitPlan, row.plan,
+                                                           only(row.lowUsage), row.resets),
+                  row.expected)
+            << rawValue(row.plan) << " resets " << row.resets;
+    }
+}
+
+}  // namespace
+}  // namespace gaugely
