@@ -41,7 +41,9 @@ struct RefreshRunOutcome {
     static RefreshRunOutcome deferred(std::string reason) {
         return {Kind::deferred, std::move(reason)};
     }
-    static RefreshRunOutcome failed(std::string reason) { return {Kind::failed, std::move(reason)}; }
+    static RefreshRunOutcome failed(std::string reason) {
+        return {Kind::failed, std::move(reason)};
+    }
     static RefreshRunOutcome committed() { return {Kind::committed, {}}; }
     static RefreshRunOutcome cleanupUncertain() { return {Kind::cleanupUncertain, {}}; }
 

@@ -42,9 +42,9 @@ const CodexElementSearch::ElementReads& CodexElementSearch::reads(const AXElemen
     if (const auto found = reads_.find(element); found != reads_.end()) {
         return found->second;
     }
-    static constexpr std::array<std::string_view, 8> names{ax::role,     ax::title,  ax::description,
-                                                           ax::value,    ax::children, ax::hidden,
-                                                           ax::expanded, ax::parent};
+    static constexpr std::array<std::string_view, 8> names{
+        ax::role,     ax::title,  ax::description, ax::value,
+        ax::children, ax::hidden, ax::expanded,    ax::parent};
     std::vector<AXAttributeResult> results = ax_.copyMultipleAttributeValues(element, names);
     results.resize(names.size());
     ElementReads entry{std::move(results[0]), std::move(results[1]), std::move(results[2]),
@@ -228,7 +228,8 @@ RefreshMenuInspection CodexElementSearch::profileMenuInspection(const AXElement&
             if (!r.children.ok()) {
                 // No value and an unsupported attribute both mean a leaf; anything else means the
                 // tree could not be read.
-                if (r.children.error != ax::noValue && r.children.error != ax::attributeUnsupported) {
+                if (r.children.error != ax::noValue &&
+                    r.children.error != ax::attributeUnsupported) {
                     incomplete = true;
                 }
             } else if (r.children.get<std::vector<AXElement>>() == nullptr) {
@@ -416,10 +417,9 @@ bool CodexElementSearch::usageRemainingIsExpanded(const AXElement& application,
         return false;
     }
     // Collapsed, the menu holds only items; the expanded usage section adds rows of other roles.
-    const bool hasNonItemRow = std::any_of(children->begin(), children->end(),
-                                           [&](const AXElement& child) {
-                                               return roleOf(child) != ax::menuItemRole;
-                                           });
+    const bool hasNonItemRow =
+        std::any_of(children->begin(), children->end(),
+                    [&](const AXElement& child) { return roleOf(child) != ax::menuItemRole; });
     if (!hasNonItemRow) {
         return false;
     }

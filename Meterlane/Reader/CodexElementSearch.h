@@ -22,7 +22,7 @@ inline constexpr std::string_view profileMenuLabel = "Open profile menu";
 // in one call and kept until `forgetReads()`: the walks of one step then share their reads. The
 // reader forgets at every step boundary, because Codex's tree changes as menus open and close.
 class CodexElementSearch {
-public:
+  public:
     static constexpr int applicationBudget = 2500;
     static constexpr int menuTextBudget = 400;
     static constexpr int menuSearchBudget = 300;
@@ -79,7 +79,7 @@ public:
     };
     const ElementReads& reads(const AXElement& element);
 
-private:
+  private:
     enum class Visit { descend, skip, stop };
     struct WalkEnd {
         bool stopped = false;

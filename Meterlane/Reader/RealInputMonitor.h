@@ -19,7 +19,7 @@ inline constexpr uint16_t escape = 53;
 // Watches, through a listen-only tap, for input that did not come from us. One monitor serves one
 // synthetic sequence; once it has seen real input it stays tripped.
 class RealInputMonitor {
-public:
+  public:
     explicit RealInputMonitor(Input& input) : input_(input) {}
     ~RealInputMonitor() { stop(); }
     RealInputMonitor(const RealInputMonitor&) = delete;
@@ -37,7 +37,7 @@ public:
     // Every event the tap delivers; the event itself passes on unchanged.
     void realInputMonitorCallback(InputEventType type, int64_t userData);
 
-private:
+  private:
     Input& input_;
     std::unique_ptr<InputEventTap> eventTap_;
     bool realInputDetected_ = false;

@@ -8,9 +8,19 @@ namespace gaugely {
 UsageReader::UsageReader(ReaderEnvironment environment)
     : env_(std::move(environment)),
       search_(env_.accessibility, env_.workspace),
+      lowUsageNotificationState_(env_.preferences),
+      quotaResetNotificationState_(env_.preferences),
       alive_(std::make_shared<UsageReader*>(this)) {
+    restoreRefreshSettings();
     refreshPermission(false);
     codexFound_ = search_.findCodexApplication().has_value();
+    restorePersistedSnapshots();
+    migrateLegacyPlanSelectionIfNeeded();
+    presentCachedSnapshot(codexPlan_);
+    restorePersistedAutomaticRefreshDate();
+    startAutomaticRefresh();
+    observeWorkspaceWake();
+    observeApplicationActivation();
 }
 
 UsageReader::~UsageReader() {
@@ -21,6 +31,9 @@ UsageReader::~UsageReader() {
     }
     if (pendingStep_) {
         pendingStep_->cancel();
+    }
+    if (automaticRefreshTimer_) {
+        automaticRefreshTimer_->cancel();
     }
 }
 
@@ -69,56 +82,11 @@ QuotaSchema UsageReader::currentSchema() const {
     return PlanQuotaConfiguration::configuration(codexPlan_).schema;
 }
 
-void UsageReader::setCodexPlan(CodexPlan plan) {
-    if (plan == codexPlan_ && hasExplicitPlanSelection_) {
-        return;
-    }
-    cancelRefreshForPlanChange();
-    planSelectionState_.select(plan);
-    planSynchronization_.invalidateForPlanChange();
-    publish(codexPlan_, plan);
-    publish(hasExplicitPlanSelection_, true);
-    setStatusMessage(std::nullopt);
-}
-
-void UsageReader::setAutomaticRefreshEnabled(bool enabled) {
-    if (enabled == automaticRefreshEnabled_) {
-        return;
-    }
-    publish(automaticRefreshEnabled_, enabled);
-    if (!enabled) {
-        stopAutomaticRefreshIfNeeded();
-    }
-}
-
-void UsageReader::setAutomaticRefreshSchedule(Date date, bool pending) {
-    publish(nextAutomaticRefreshDate_, std::optional<Date>(date));
-    publish(automaticRefreshIsPending_, pending);
-}
-
-void UsageReader::stopAutomaticRefreshIfNeeded() {
-    if (!activeRefreshIsAutomatic_) {
-        return;
-    }
-    publish(countdown_, std::optional<int>());
-    cancelPendingCountdownWorkItems();
-    activeRefreshIsAutomatic_ = false;
-    stopRealInputMonitor();
-    refreshUIState_.reset();
-    refreshTiming_.reset();
-    if (pendingStep_) {
-        pendingStep_->cancel();
-        pendingStep_.reset();
-    }
-    refreshRun_.end();
-    publish(automationInProgress_, false);
-}
-
 // ---- Synthetic input and the real-input guard ----
 
 bool UsageReader::sendSyntheticLeftClick(Point point) {
-    for (const InputEventType type : {InputEventType::mouseMoved, InputEventType::leftMouseDown,
-                                      InputEventType::leftMouseUp}) {
+    for (const InputEventType type :
+         {InputEventType::mouseMoved, InputEventType::leftMouseDown, InputEventType::leftMouseUp}) {
         if (!env_.input.postMouseEvent(type, point, syntheticEventMarker)) {
             return false;
         }
@@ -226,7 +194,8 @@ void UsageReader::beginRefreshTrace(RefreshRunKind kind, RefreshMenuPresence ini
                        "menu presence: " + std::string(rawValue(initialMenu)));
 }
 
-void UsageReader::recordRefreshStage(std::string_view stage, std::optional<std::string_view> detail) {
+void UsageReader::recordRefreshStage(std::string_view stage,
+                                     std::optional<std::string_view> detail) {
     if (!refreshTrace_) {
         return;
     }

@@ -4,20 +4,30 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "LowUsageNotificationSupport/CodexPlan.h"
+#include "LowUsageNotificationSupport/LowUsageAlertSettings.h"
+#include "LowUsageNotificationSupport/MenuBarDisplay.h"
+#include "LowUsageNotificationSupport/PersistedPlanUsageSnapshots.h"
 #include "LowUsageNotificationSupport/PlanSynchronizationState.h"
 #include "LowUsageNotificationSupport/ProProfileUsageMenuParser.h"
+#include "LowUsageNotificationSupport/RefreshFrequency.h"
 #include "LowUsageNotificationSupport/RefreshRunGuard.h"
 #include "LowUsageNotificationSupport/RefreshRunOutcome.h"
 #include "LowUsageNotificationSupport/RefreshSnapshotStability.h"
+#include "LowUsageNotificationSupport/ResetNotificationSettings.h"
 #include "LowUsageNotificationSupport/UsageSnapshot.h"
+#include "LowUsageNotificationSupport/UsageSnapshotPresentationState.h"
+#include "Meterlane/Notifications/LowUsageNotificationStateStore.h"
+#include "Meterlane/Notifications/QuotaResetNotificationStateStore.h"
 #include "Meterlane/Platform/Accessibility.h"
 #include "Meterlane/Platform/Input.h"
 #include "Meterlane/Platform/Log.h"
 #include "Meterlane/Platform/MainQueue.h"
+#include "Meterlane/Platform/Preferences.h"
 #include "Meterlane/Platform/Workspace.h"
 #include "Meterlane/Reader/CodexElementSearch.h"
 #include "Meterlane/Reader/RealInputMonitor.h"
@@ -33,6 +43,7 @@ struct ReaderEnvironment {
     MainQueue& mainQueue;
     Clock& clock;
     Log& log;
+    Preferences& preferences;
     // The text form of a new random UUID.
     std::function<std::string()> makeUUID;
 };
@@ -40,7 +51,7 @@ struct ReaderEnvironment {
 // The one long-lived model object: it owns every piece of mutable state, runs the refresh that
 // reads Codex's usage, and tells its observers of every change of published state.
 class UsageReader {
-public:
+  public:
     explicit UsageReader(ReaderEnvironment environment);
     ~UsageReader();
     UsageReader(const UsageReader&) = delete;
@@ -68,12 +79,55 @@ public:
     const std::optional<RefreshRunOutcome>& lastRefreshOutcome() const {
         return lastRefreshOutcome_;
     }
+    bool firstRunPlanSelectionIsEligible() const { return firstRunPlanSelectionIsEligible_; }
+    bool accessibilityGuidanceIsEligible() const { return accessibilityGuidanceIsEligible_; }
+    RefreshFrequency refreshFrequency() const { return refreshFrequency_; }
+    MenuBarDisplay menuBarDisplay() const { return menuBarDisplay_; }
+    const LowUsageAlertSettings& lowUsageAlertSettings() const { return lowUsageAlertSettings_; }
+    const ResetNotificationSettings& resetNotificationSettings() const {
+        return resetNotificationSettings_;
+    }
+    const LowUsageThresholdState& lowUsageNotificationState() const {
+        return lowUsageNotificationState_.state();
+    }
+    const QuotaResetState& quotaResetNotificationState() const {
+        return quotaResetNotificationState_.state();
+    }
+
+    // Derived state, computed on demand.
+    UsageSnapshot currentDisplaySnapshot() const;
+    std::optional<Date> currentDisplayLastUpdated() const;
+    bool hasValidValues() const;
+    UsageSnapshotPresentationState usageSnapshotPresentationState() const;
+    bool currentSnapshotMayBeStale() const;
+    std::optional<std::string> userFacingStatusMessage() const;
+    std::optional<std::string> recoveryMessage(const std::optional<std::string>& message) const;
+    std::string menuBarUsageSummary() const;
+    bool hasEnabledCurrentPlanNotificationFeature() const;
+    // The summary format in force: the chosen one when the plan offers it, else standard.
+    MenuBarDisplay effectiveMenuBarDisplay() const;
 
     // Requests a refresh; the only way a run starts. Manual requests pass false.
     void beginReadCountdown(bool isAutomatic);
 
+    // Settings; each is stored the moment it changes.
     void setCodexPlan(CodexPlan plan);
     void setAutomaticRefreshEnabled(bool enabled);
+    void setRefreshFrequency(RefreshFrequency frequency);
+    void setMenuBarDisplay(MenuBarDisplay display);
+    void setLowUsageAlertsEnabled(bool enabled, QuotaWindow window);
+    void setLowUsageAlertThreshold(LowUsageAlertThreshold threshold, QuotaWindow window);
+    void setLowUsageAlertRepeat(LowUsageAlertRepeat repeat, QuotaWindow window);
+    void setResetNotificationsEnabled(bool enabled);
+
+    // Crossings and recoveries of a committed snapshot go here (the notification dispatcher).
+    using LowUsageDelivery = std::function<void(const std::vector<LowUsageThresholdCrossing>&,
+                                                const PlanQuotaConfiguration&)>;
+    using ResetDelivery = std::function<void(const std::vector<QuotaResetRecovery>&)>;
+    void setNotificationDelivery(LowUsageDelivery lowUsage, ResetDelivery resets);
+
+    // The scheduler's tick; also run at start and after wake.
+    void evaluateAutomaticRefresh();
 
     // Closed while an update installs: no run may start.
     bool updateRefreshGate() const { return updateRefreshGate_; }
@@ -86,7 +140,7 @@ public:
     const RealInputMonitor* realInputMonitor() const { return realInputMonitor_.get(); }
     RefreshCleanupResult refreshCleanupResult() const { return refreshCleanupResult_; }
 
-private:
+  private:
     // Run steps, in run order.
     void clickProfileControlDynamically();
     void hitTestAndClickProfileControl(const RunningApplication& codex);
@@ -145,9 +199,35 @@ private:
     long elapsedMilliseconds() const;
     void clearRunState();
 
-    // Scheduling seams used by the run.
+    // Restore and persistence.
+    void restoreRefreshSettings();
+    void restorePersistedSnapshots();
+    void migrateLegacyPlanSelectionIfNeeded();
+    void presentCachedSnapshot(CodexPlan plan);
+    void persistCompleteSnapshot(Date lastUpdated, CodexPlan plan);
+    void persistPlanSnapshots();
+    void restoreNotificationSettings();
+    void persistLowUsageAlertSettings();
+    void persistResetNotificationSettings();
+    void invalidateNotificationStates(CodexPlan plan);
+    void rebaselineLowUsageAlerts(std::optional<std::set<QuotaWindow>> only, bool clearReminder);
+    void rebaselineResetNotifications();
+    // After a commit: store it for its plan, move the deadline on, advance the alert state.
+    void snapshotCommitted(Date committedAt);
+
+    // The automatic refresh schedule.
+    void startAutomaticRefresh();
+    void scheduleNextAutomaticRefresh(Date from);
     void setAutomaticRefreshSchedule(Date date, bool pending);
+    void clearAutomaticRefreshSchedule();
+    void restorePersistedAutomaticRefreshDate();
+    void recoverAutomaticRefreshSchedule();
     void stopAutomaticRefreshIfNeeded();
+    void observeWorkspaceWake();
+    void observeApplicationActivation();
+    void recordPreflightDeferredAutomatic(const std::string& reason);
+    void logSchedule(const std::string& line);
+    double refreshInterval() const;
 
     // Publishing.
     template <class T>
@@ -179,10 +259,22 @@ private:
     bool automaticRefreshEnabled_ = true;
     std::optional<std::string> statusMessage_;
     std::optional<RefreshRunOutcome> lastRefreshOutcome_;
+    bool firstRunPlanSelectionIsEligible_ = false;
+    bool accessibilityGuidanceIsEligible_ = false;
+    RefreshFrequency refreshFrequency_ = RefreshFrequency::oneMinute;
+    MenuBarDisplay menuBarDisplay_ = MenuBarDisplay::standard;
+    LowUsageAlertSettings lowUsageAlertSettings_;
+    ResetNotificationSettings resetNotificationSettings_;
 
     // Selection.
     CodexPlanSelectionState planSelectionState_;
     PlanSynchronizationState planSynchronization_;
+    std::optional<CodexPlan> legacyPersistedSnapshotPlan_;
+    PersistedPlanUsageSnapshots persistedPlanSnapshots_;
+    LowUsageNotificationStateStore lowUsageNotificationState_;
+    QuotaResetNotificationStateStore quotaResetNotificationState_;
+    LowUsageDelivery deliverLowUsage_;
+    ResetDelivery deliverResets_;
     bool updateRefreshGate_ = false;
 
     // The run in progress.
@@ -197,6 +289,11 @@ private:
     RefreshCleanupResult refreshCleanupResult_ = RefreshCleanupResult::notRequired;
     std::unique_ptr<RealInputMonitor> realInputMonitor_;
     RefreshSnapshotStability<UsageSnapshot> snapshotStability_;
+
+    // The scheduler's tick and the two notification registrations; they live as long as the reader.
+    std::shared_ptr<Cancellable> automaticRefreshTimer_;
+    std::unique_ptr<Subscription> workspaceWakeObserver_;
+    std::unique_ptr<Subscription> applicationActiveObserver_;
 
     std::vector<std::pair<ObserverID, std::function<void()>>> observers_;
     ObserverID nextObserverID_ = 1;

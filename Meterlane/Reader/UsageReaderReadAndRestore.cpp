@@ -67,9 +67,10 @@ void UsageReader::readStableUsage(const RunningApplication& codex, int attempt,
             recordRefreshStage("usage row found/not found", "found");
             reading = usageSnapshotFromUsageRemainingMenu(menu);
             const QuotaSchema schema = currentSchema();
-            const bool percentages =
-                reading && quotaPercentages(*reading, schema).size() == requiredWindows(schema).size();
-            recordRefreshStage("percentage parsed/not parsed", percentages ? "parsed" : "not parsed");
+            const bool percentages = reading && quotaPercentages(*reading, schema).size() ==
+                                                    requiredWindows(schema).size();
+            recordRefreshStage("percentage parsed/not parsed",
+                               percentages ? "parsed" : "not parsed");
             const bool complete = reading && isCompleteUsageSnapshot(*reading, schema);
             recordRefreshStage("reset data parsed/not parsed", complete ? "parsed" : "not parsed");
         }
@@ -88,10 +89,10 @@ void UsageReader::readStableUsage(const RunningApplication& codex, int attempt,
             return;
         case RefreshReadOutcome::waiting:
             recordRefreshStage("stable-read confirmation", "waiting for a second matching value");
-            scheduleAutomation(pollDelay(attempt).value_or(0.25), [this, codex, attempt,
-                                                                   directProfile] {
-                readStableUsage(codex, attempt + 1, directProfile);
-            });
+            scheduleAutomation(pollDelay(attempt).value_or(0.25),
+                               [this, codex, attempt, directProfile] {
+                                   readStableUsage(codex, attempt + 1, directProfile);
+                               });
             return;
         case RefreshReadOutcome::failed:
             break;
@@ -99,7 +100,8 @@ void UsageReader::readStableUsage(const RunningApplication& codex, int attempt,
     std::string message;
     if (!menu) {
         message = "Refresh failed — Codex Usage row was not available.";
-    } else if (activeSnapshotPlan_ == codexPlan_ && isCompleteUsageSnapshot(snapshot_, currentSchema())) {
+    } else if (activeSnapshotPlan_ == codexPlan_ &&
+               isCompleteUsageSnapshot(snapshot_, currentSchema())) {
         message = "Refresh failed — previous data kept";
     } else {
         message = "Refresh failed — usage could not be read.";
@@ -114,9 +116,11 @@ bool UsageReader::commitCompleteUsageSnapshot(const UsageSnapshot& snapshot) {
     recordRefreshStage("snapshot validated and committed");
     publish(snapshot_, snapshot);
     publish(activeSnapshotPlan_, std::optional<CodexPlan>(codexPlan_));
-    publish(lastUpdated_, std::optional<Date>(env_.clock.now()));
+    const Date committedAt = env_.clock.now();
+    publish(lastUpdated_, std::optional<Date>(committedAt));
     planSynchronization_.markFreshSnapshotCommitted();
     setStatusMessage(std::nullopt);
+    snapshotCommitted(committedAt);
     return true;
 }
 
@@ -144,8 +148,7 @@ void UsageReader::restoreOwnedCodexMenuAfterRead(const std::optional<RunningAppl
     const bool inputQuiet = !realInputMonitor_ || !realInputMonitor_->realInputDetected();
     const bool mayDismiss = RefreshRunGuard::mayDismiss(
         refreshUIState_->profileMenuPresenceAtStart != RefreshMenuPresence::closed, true,
-        menuNow && menuNow == refreshUIState_->openedMenu, search_.isCodexFrontmost(),
-        inputQuiet);
+        menuNow && menuNow == refreshUIState_->openedMenu, search_.isCodexFrontmost(), inputQuiet);
     if (!mayDismiss) {
         refreshCleanupResult_ = RefreshCleanupResult::uncertain;
         recordRefreshStage("cleanup result", rawValue(refreshCleanupResult_));
@@ -171,8 +174,9 @@ void UsageReader::verifyOwnedCodexMenuRestoration(const RunningApplication& code
         refreshCleanupResult_ = RefreshCleanupResult::closed;
         recordRefreshStage("cleanup result", rawValue(refreshCleanupResult_));
         recordRefreshTiming("Profile menu confirmed closed");
-        env_.log.write(logSubsystem, refreshLogCategory, LogLevel::info,
-                       "Refresh cleanup completed; owned Codex profile menu restored to closed state");
+        env_.log.write(
+            logSubsystem, refreshLogCategory, LogLevel::info,
+            "Refresh cleanup completed; owned Codex profile menu restored to closed state");
     } else if (inspection.presence == RefreshMenuPresence::open) {
         refreshCleanupResult_ = RefreshCleanupResult::uncertain;
         recordRefreshStage("cleanup result", "owned menu remained visible");
@@ -186,11 +190,11 @@ void UsageReader::verifyOwnedCodexMenuRestoration(const RunningApplication& code
     }
     if (refreshTiming_ && refreshTiming_->menuOpenedAt) {
         const double dwell = env_.clock.monotonicSeconds() - *refreshTiming_->menuOpenedAt;
-        env_.log.write(logSubsystem, refreshLogCategory, LogLevel::info,
-                       "Refresh menu dwell: " +
-                           std::to_string(std::isfinite(dwell) ? static_cast<long>(dwell * 1000.0)
-                                                               : 0L) +
-                           " ms");
+        env_.log.write(
+            logSubsystem, refreshLogCategory, LogLevel::info,
+            "Refresh menu dwell: " +
+                std::to_string(std::isfinite(dwell) ? static_cast<long>(dwell * 1000.0) : 0L) +
+                " ms");
     }
     completeRefreshAfterRead(std::move(statusMessage));
 }

@@ -108,10 +108,9 @@ void UsageReader::beginReadCountdown(bool isAutomatic) {
             setAutomaticRefreshSchedule(env_.clock.now(), true);
         }
         // An automatic request stays due, so it is only put off; a manual one has failed.
-        recordRejectedRefresh(kind, isAutomatic ? RefreshRunOutcome::deferred(
-                                                      "Accessibility permission unavailable")
-                                                : RefreshRunOutcome::failed(
-                                                      "Accessibility permission unavailable"));
+        recordRejectedRefresh(
+            kind, isAutomatic ? RefreshRunOutcome::deferred("Accessibility permission unavailable")
+                              : RefreshRunOutcome::failed("Accessibility permission unavailable"));
         return;
     }
 
@@ -195,7 +194,8 @@ void UsageReader::clickProfileControlDynamically() {
     }
     setStatusMessage("Locating Codex profile control...");
     env_.workspace.activate(codex->processIdentifier, activateIgnoringOtherApps);
-    scheduleAutomation(activationWait, [this, app = *codex] { hitTestAndClickProfileControl(app); });
+    scheduleAutomation(activationWait,
+                       [this, app = *codex] { hitTestAndClickProfileControl(app); });
 }
 
 void UsageReader::hitTestAndClickProfileControl(const RunningApplication& codex) {
@@ -214,7 +214,8 @@ void UsageReader::hitTestAndClickProfileControl(const RunningApplication& codex)
                            std::string(rawValue(inspection.traversal)));
     if (inspection.traversal != RefreshTraversalResult::complete) {
         recordRefreshStage("read failure", "Accessibility traversal incomplete");
-        endRunThroughRestoration(codex, "Refresh deferred — Codex profile menu state is uncertain.");
+        endRunThroughRestoration(codex,
+                                 "Refresh deferred — Codex profile menu state is uncertain.");
         return;
     }
     if (inspection.presence == RefreshMenuPresence::open) {
@@ -233,7 +234,8 @@ void UsageReader::hitTestAndClickProfileControl(const RunningApplication& codex)
         return;
     }
     if (inspection.presence == RefreshMenuPresence::uncertain) {
-        endRunThroughRestoration(codex, "Refresh deferred — Codex profile menu state is uncertain.");
+        endRunThroughRestoration(codex,
+                                 "Refresh deferred — Codex profile menu state is uncertain.");
         return;
     }
 
@@ -246,7 +248,8 @@ void UsageReader::hitTestAndClickProfileControl(const RunningApplication& codex)
 
     const std::optional<Rect> controlFrame = search_.frame(control);
     if (!controlFrame || controlFrame->isEmpty()) {
-        endRunThroughRestoration(codex, "Codex profile control has invalid bounds — click skipped.");
+        endRunThroughRestoration(codex,
+                                 "Codex profile control has invalid bounds — click skipped.");
         return;
     }
     const Point point{controlFrame->origin.x + controlFrame->size.width * 0.5,
@@ -289,9 +292,9 @@ void UsageReader::hitTestAndClickProfileControl(const RunningApplication& codex)
 }
 
 void UsageReader::deferRefreshForOpenProfileMenu() {
-    const std::string message =
-        activeRefreshIsAutomatic_ ? "Automatic refresh deferred — Codex profile menu is open."
-                                  : "Refresh deferred — close Codex profile menu and try again.";
+    const std::string message = activeRefreshIsAutomatic_
+                                    ? "Automatic refresh deferred — Codex profile menu is open."
+                                    : "Refresh deferred — close Codex profile menu and try again.";
     refreshCleanupResult_ = RefreshCleanupResult::preservedUserOwnedMenu;
     finishRefreshTrace(RefreshRunOutcome::deferred(message));
     publish(countdown_, std::optional<int>());
@@ -330,8 +333,9 @@ void UsageReader::verifySyntheticClickProfileMenu(const RunningApplication& code
         return;
     }
     if (const auto delay = pollDelay(attempt)) {
-        scheduleAutomation(*delay,
-                           [this, codex, attempt] { verifySyntheticClickProfileMenu(codex, attempt + 1); });
+        scheduleAutomation(*delay, [this, codex, attempt] {
+            verifySyntheticClickProfileMenu(codex, attempt + 1);
+        });
         return;
     }
     endRunThroughRestoration(codex, "Profile menu did not appear after synthetic click.");
@@ -364,11 +368,13 @@ void UsageReader::retryUsageKeyboardReadiness(const RunningApplication& codex, i
     }
     if (!usageIndex) {
         if (const auto delay = pollDelay(attempt)) {
-            scheduleAutomation(*delay,
-                               [this, codex, attempt] { retryUsageKeyboardReadiness(codex, attempt + 1); });
+            scheduleAutomation(*delay, [this, codex, attempt] {
+                retryUsageKeyboardReadiness(codex, attempt + 1);
+            });
             return;
         }
-        endRunThroughRestoration(codex, "Could not determine Usage remaining's live menu position.");
+        endRunThroughRestoration(codex,
+                                 "Could not determine Usage remaining's live menu position.");
         return;
     }
     recordRefreshTiming("Usage remaining item discoverable");

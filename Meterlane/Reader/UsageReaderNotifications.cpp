@@ -1,0 +1,132 @@
+// Low-usage and reset notification settings, and the alert state machines a commit advances.
+#include "LowUsageNotificationSupport/CurrentPlanNotificationFeature.h"
+#include "Meterlane/Reader/UsageReader.h"
+#include "Meterlane/Reader/UserDefaultsKeys.h"
+
+namespace gaugely {
+
+void UsageReader::setNotificationDelivery(LowUsageDelivery lowUsage, ResetDelivery resets) {
+    deliverLowUsage_ = std::move(lowUsage);
+    deliverResets_ = std::move(resets);
+}
+
+void UsageReader::restoreNotificationSettings() {
+    Preferences& defaults = env_.preferences;
+    if (const auto data = defaults.dataValue(defaultsKey::lowUsageAlertSettings)) {
+        if (const auto settings = decodeJson<LowUsageAlertSettings>(*data)) {
+            lowUsageAlertSettings_ = *settings;
+            if (settings->needsLegacyWindowConfigurationMigration) {
+                // Store the per-window form now, so the older one is read only once.
+                persistLowUsageAlertSettings();
+            }
+        }
+    }
+    if (const auto data = defaults.dataValue(defaultsKey::resetNotificationSettings)) {
+        if (const auto settings = decodeJson<ResetNotificationSettings>(*data)) {
+            resetNotificationSettings_ = *settings;
+        }
+    }
+}
+
+void UsageReader::persistLowUsageAlertSettings() {
+    env_.preferences.setData(defaultsKey::lowUsageAlertSettings,
+                             encodeJson(lowUsageAlertSettings_));
+}
+
+void UsageReader::persistResetNotificationSettings() {
+    env_.preferences.setData(defaultsKey::resetNotificationSettings,
+                             encodeJson(resetNotificationSettings_));
+}
+
+void UsageReader::invalidateNotificationStates(CodexPlan plan) {
+    lowUsageNotificationState_.invalidate(rawValue(plan));
+    quotaResetNotificationState_.invalidate(rawValue(plan));
+}
+
+void UsageReader::setLowUsageAlertsEnabled(bool enabled, QuotaWindow window) {
+    LowUsageAlertSettings settings = lowUsageAlertSettings_;
+    LowUsageWindowAlertSettings entry = settings.setting(window);
+    entry.isEnabled = enabled;
+    settings.set(entry, window);
+    publish(lowUsageAlertSettings_, settings);
+    persistLowUsageAlertSettings();
+    // Switching an alert on while usage is already low must not notify at once.
+    rebaselineLowUsageAlerts(std::set<QuotaWindow>{window}, true);
+}
+
+void UsageReader::setLowUsageAlertThreshold(LowUsageAlertThreshold threshold, QuotaWindow window) {
+    LowUsageAlertSettings settings = lowUsageAlertSettings_;
+    LowUsageWindowAlertSettings entry = settings.setting(window);
+    entry.threshold = threshold;
+    settings.set(entry, window);
+    publish(lowUsageAlertSettings_, settings);
+    persistLowUsageAlertSettings();
+    rebaselineLowUsageAlerts(std::set<QuotaWindow>{window}, true);
+}
+
+void UsageReader::setLowUsageAlertRepeat(LowUsageAlertRepeat repeat, QuotaWindow window) {
+    LowUsageAlertSettings settings = lowUsageAlertSettings_;
+    LowUsageWindowAlertSettings entry = settings.setting(window);
+    entry.repeatInterval = repeat;
+    settings.set(entry, window);
+    publish(lowUsageAlertSettings_, settings);
+    // No rebaseline: a running reminder carries on at the new interval.
+    persistLowUsageAlertSettings();
+}
+
+void UsageReader::setResetNotificationsEnabled(bool enabled) {
+    publish(resetNotificationSettings_, ResetNotificationSettings{enabled});
+    persistResetNotificationSettings();
+    // A reset that happened while the feature was off is never reported afterwards.
+    rebaselineResetNotifications();
+}
+
+void UsageReader::rebaselineLowUsageAlerts(std::optional<std::set<QuotaWindow>> only,
+                                           bool clearReminder) {
+    if (activeSnapshotPlan_ != codexPlan_ || !isCompleteUsageSnapshot(snapshot_, currentSchema())) {
+        return;
+    }
+    lowUsageNotificationState_.rebaseline(rawValue(codexPlan_),
+                                          quotaPercentages(snapshot_, currentSchema()),
+                                          lowUsageAlertSettings_, only, clearReminder);
+}
+
+void UsageReader::rebaselineResetNotifications() {
+    if (activeSnapshotPlan_ != codexPlan_ || !isCompleteUsageSnapshot(snapshot_, currentSchema())) {
+        return;
+    }
+    quotaResetNotificationState_.rebaseline(rawValue(codexPlan_),
+                                            quotaPercentages(snapshot_, currentSchema()));
+}
+
+bool UsageReader::hasEnabledCurrentPlanNotificationFeature() const {
+    return gaugely::hasEnabledCurrentPlanNotificationFeature(
+        hasExplicitPlanSelection_, codexPlan_,
+        [this](QuotaWindow window) { return lowUsageAlertSettings_.setting(window).isEnabled; },
+        resetNotificationSettings_.isEnabled);
+}
+
+void UsageReader::snapshotCommitted(Date committedAt) {
+    const CodexPlan plan = codexPlan_;
+    persistCompleteSnapshot(committedAt, plan);
+    scheduleNextAutomaticRefresh(committedAt);
+
+    const PlanQuotaConfiguration configuration = PlanQuotaConfiguration::configuration(plan);
+    const auto percentages = quotaPercentages(snapshot_, configuration.schema);
+    const auto crossings = lowUsageNotificationState_.recordCommittedPercentages(
+        rawValue(plan), percentages, lowUsageAlertSettings_, committedAt);
+    if (!crossings.empty() && deliverLowUsage_) {
+        deliverLowUsage_(crossings, configuration);
+    }
+    // A reading without reset times cannot tell a reset from a refill.
+    if (!configuration.supportsResetNotifications) {
+        return;
+    }
+    const auto recoveries = quotaResetNotificationState_.recordCommittedPercentages(
+        rawValue(plan), percentages, resetNotificationSettings_);
+    if (!recoveries.empty() && deliverResets_) {
+        deliverResets_(recoveries);
+    }
+}
+
+}  // namespace gaugely

@@ -1,0 +1,64 @@
+// What the interface shows, derived from the reader's state on demand: which snapshot, whether it
+// may be stale, the one status line, and the menu-bar summary.
+#include "LowUsageNotificationSupport/MenuBarUsageSummary.h"
+#include "LowUsageNotificationSupport/UsageDataFreshnessPolicy.h"
+#include "LowUsageNotificationSupport/UsageSnapshotPresentationPolicy.h"
+#include "LowUsageNotificationSupport/UsageStatusPresentationPolicy.h"
+#include "Meterlane/Reader/UsageReader.h"
+
+namespace gaugely {
+
+UsageSnapshot UsageReader::currentDisplaySnapshot() const {
+    // One plan's numbers never appear under another plan.
+    if (hasExplicitPlanSelection_ && activeSnapshotPlan_ == codexPlan_) {
+        return snapshot_;
+    }
+    return UsageSnapshot::empty();
+}
+
+std::optional<Date> UsageReader::currentDisplayLastUpdated() const {
+    if (hasExplicitPlanSelection_ && activeSnapshotPlan_ == codexPlan_) {
+        return lastUpdated_;
+    }
+    return std::nullopt;
+}
+
+bool UsageReader::hasValidValues() const {
+    return activeSnapshotPlan_ == codexPlan_ && isCompleteUsageSnapshot(snapshot_, currentSchema());
+}
+
+UsageSnapshotPresentationState UsageReader::usageSnapshotPresentationState() const {
+    return UsageSnapshotPresentationPolicy::state(hasExplicitPlanSelection_,
+                                                  QuotaReaderSupport::validated,
+                                                  currentDisplayLastUpdated().has_value());
+}
+
+bool UsageReader::currentSnapshotMayBeStale() const {
+    return UsageDataFreshnessPolicy::isStale(currentDisplayLastUpdated(), refreshInterval(),
+                                             env_.clock.now());
+}
+
+std::optional<std::string> UsageReader::recoveryMessage(
+    const std::optional<std::string>& message) const {
+    return gaugely::recoveryMessage(message, hasValidValues());
+}
+
+std::optional<std::string> UsageReader::userFacingStatusMessage() const {
+    const std::optional<std::string> recovery = recoveryMessage(statusMessage_);
+    const UsageStatusPriority priority = UsageStatusPresentationPolicy::highestPriority(
+        hasExplicitPlanSelection_, QuotaReaderSupport::validated, accessibilityGranted_,
+        currentDisplayLastUpdated().has_value(), automationInProgress_, recovery.has_value(),
+        currentSnapshotMayBeStale());
+    return gaugely::userFacingStatusMessage(priority, codexPlan_, recovery);
+}
+
+MenuBarDisplay UsageReader::effectiveMenuBarDisplay() const {
+    return compatibleChoice(menuBarDisplay_, currentSchema());
+}
+
+std::string UsageReader::menuBarUsageSummary() const {
+    return gaugely::menuBarUsageSummary(hasExplicitPlanSelection_, codexPlan_,
+                                        effectiveMenuBarDisplay(), currentDisplaySnapshot());
+}
+
+}  // namespace gaugely

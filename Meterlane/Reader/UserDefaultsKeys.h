@@ -1,0 +1,21 @@
+#pragma once
+
+#include <string_view>
+
+// The reader's keys in the application's user-defaults domain. A format change takes a new key
+// rather than rewriting an old one.
+namespace gaugely::defaultsKey {
+inline constexpr std::string_view automaticRefreshEnabled = "automatic-refresh-enabled-v1";
+inline constexpr std::string_view automaticRefreshFrequency = "automatic-refresh-frequency-v1";
+inline constexpr std::string_view menuBarDisplay = "menu-bar-display-v1";
+inline constexpr std::string_view codexPlan = "codex-plan-v1";
+inline constexpr std::string_view explicitPlanSelectionMigration =
+    "explicit-plan-selection-migration-v1";
+inline constexpr std::string_view lowUsageAlertSettings = "low-usage-alert-settings-v1";
+inline constexpr std::string_view resetNotificationSettings = "reset-notification-settings-v1";
+inline constexpr std::string_view planSpecificUsageSnapshots = "plan-specific-usage-snapshots-v1";
+inline constexpr std::string_view lastCompleteUsageSnapshot = "last-complete-usage-snapshot-v1";
+inline constexpr std::string_view nextAutomaticRefreshDate = "next-automatic-refresh-date-v1";
+inline constexpr std::string_view lowUsageNotificationState = "low-usage-notification-state-v1";
+inline constexpr std::string_view quotaResetNotificationState = "quota-reset-notification-state-v1";
+}  // namespace gaugely::defaultsKey
