@@ -25,7 +25,10 @@ target_link_libraries(
            "-framework Foundation"
            "-framework AppKit"
            "-framework UserNotifications"
-           "-framework ServiceManagement")
+           "-framework ServiceManagement"
+           objc) # the ARC runtime calls
+# Set by the cross toolchain when its SDK needs a sub-framework named outright.
+target_link_options(MeterlaneMacOS INTERFACE ${GAUGELY_MACOS_SDK_LINK_OPTIONS})
 gaugely_warnings(MeterlaneMacOS)
 
 add_executable(gaugely_macos_link_check ${PROJECT_SOURCE_DIR}/tools/macos-link-check/main.cpp)

@@ -66,6 +66,19 @@ find_program(GAUGELY_MACOS_LINKER NAMES ld64.lld ld64.lld-17 ld64.lld-16 ld64.ll
 # The SDK's libc++ and libSystem; the version lets clang pass the modern -platform_version flag.
 set(gaugely_macos_flags "-stdlib=libc++")
 set(gaugely_macos_link_flags "--ld-path=${GAUGELY_MACOS_LINKER} -mlinker-version=711")
+# Some trimmed SDKs drop the re-export list from the ApplicationServices stub, so the umbrella no
+# longer provides the Accessibility functions of its HIServices sub-framework; name it directly then.
+# An intact SDK re-exports it and needs nothing.
+set(gaugely_umbrella "${GAUGELY_MACOS_SDK}/System/Library/Frameworks/ApplicationServices.framework")
+if(EXISTS "${gaugely_umbrella}/ApplicationServices.tbd")
+    file(STRINGS "${gaugely_umbrella}/ApplicationServices.tbd" gaugely_reexports
+         REGEX "reexported-libraries|reexports" LIMIT_COUNT 1)
+    if(NOT gaugely_reexports)
+        # Applied by cmake/MacOS.cmake to whatever links the macOS adapters.
+        set(GAUGELY_MACOS_SDK_LINK_OPTIONS "-F${gaugely_umbrella}/Frameworks"
+                                           "LINKER:-framework,HIServices")
+    endif()
+endif()
 foreach(lang C CXX OBJC OBJCXX)
     set(CMAKE_${lang}_FLAGS_INIT "${gaugely_macos_flags}")
 endforeach()

@@ -1,0 +1,235 @@
+#include "Meterlane/macOS/MacAccessibility.h"
+
+#include "Meterlane/macOS/CFStringConversion.h"
+
+namespace gaugely {
+
+namespace {
+
+// Every call is a synchronous round trip on the main thread, so a busy or hung target freezes our
+// menu bar item until the call times out, and the system default is around six seconds. Codex
+// normally answers within 10–50 ms; one second still covers a slow moment, and a call that runs
+// out fails with kAXErrorCannotComplete, which the reader treats as an unreadable value.
+constexpr float messagingTimeoutSeconds = 1.0f;
+
+AXValue translate(CFTypeRef value) {
+    if (!value) {
+        return std::monostate{};
+    }
+    const CFTypeID type = CFGetTypeID(value);
+    if (type == CFStringGetTypeID()) {
+        return stringFromCFString(static_cast<CFStringRef>(value));
+    }
+    if (type == CFBooleanGetTypeID()) {
+        return static_cast<bool>(CFBooleanGetValue(static_cast<CFBooleanRef>(value)));
+    }
+    if (type == CFNumberGetTypeID()) {
+        double number = 0;
+        CFNumberGetValue(static_cast<CFNumberRef>(value), kCFNumberDoubleType, &number);
+        return number;
+    }
+    if (type == AXUIElementGetTypeID()) {
+        return MacAXElement::wrap(static_cast<AXUIElementRef>(value));
+    }
+    if (type == CFArrayGetTypeID()) {
+        const auto array = static_cast<CFArrayRef>(value);
+        const CFIndex count = CFArrayGetCount(array);
+        std::vector<AXElement> elements;
+        elements.reserve(static_cast<std::size_t>(count));
+        for (CFIndex index = 0; index < count; ++index) {
+            const CFTypeRef item = CFArrayGetValueAtIndex(array, index);
+            if (!item || CFGetTypeID(item) != AXUIElementGetTypeID()) {
+                return std::monostate{};
+            }
+            elements.push_back(MacAXElement::wrap(static_cast<AXUIElementRef>(item)));
+        }
+        return elements;
+    }
+    if (type == AXValueGetTypeID()) {
+        const auto geometry = static_cast<AXValueRef>(value);
+        switch (AXValueGetType(geometry)) {
+            case kAXValueTypeCGPoint: {
+                CGPoint point{};
+                if (AXValueGetValue(geometry, kAXValueTypeCGPoint, &point)) {
+                    return Point{point.x, point.y};
+                }
+                break;
+            }
+            case kAXValueTypeCGSize: {
+                CGSize size{};
+                if (AXValueGetValue(geometry, kAXValueTypeCGSize, &size)) {
+                    return Size{size.width, size.height};
+                }
+                break;
+            }
+            default:
+                break;
+        }
+    }
+    return std::monostate{};
+}
+
+// One slot of a multiple-attribute copy: a failed attribute comes back as an AXValue wrapping its
+// error, or as kCFNull when it simply has no value.
+AXAttributeResult translateSlot(CFTypeRef slot) {
+    if (!slot || CFGetTypeID(slot) == CFNullGetTypeID()) {
+        return {ax::noValue, {}};
+    }
+    if (CFGetTypeID(slot) == AXValueGetTypeID() &&
+        AXValueGetType(static_cast<AXValueRef>(slot)) == kAXValueTypeAXError) {
+        AXError error = kAXErrorFailure;
+        AXValueGetValue(static_cast<AXValueRef>(slot), kAXValueTypeAXError, &error);
+        return {static_cast<int32_t>(error), {}};
+    }
+    return {ax::success, translate(slot)};
+}
+
+}  // namespace
+
+bool MacAXElement::equals(const Impl& other) const {
+    const auto* platform = dynamic_cast<const MacAXElement*>(&other);
+    return platform && CFEqual(element_.get(), platform->element_.get());
+}
+
+std::size_t MacAXElement::hash() const {
+    return static_cast<std::size_t>(CFHash(element_.get()));
+}
+
+AXElement MacAXElement::wrap(AXUIElementRef element) {
+    if (!element) {
+        return AXElement();
+    }
+    return AXElement(std::make_shared<MacAXElement>(CFRef<AXUIElementRef>::retain(element)));
+}
+
+AXUIElementRef MacAXElement::unwrap(const AXElement& element) {
+    const auto* platform = dynamic_cast<const MacAXElement*>(element.impl());
+    return platform ? platform->ref() : nullptr;
+}
+
+MacAccessibility::MacAccessibility() {
+    // A timeout set on an element covers only that element, not the children read from it, so
+    // the process-wide default is lowered too.
+    const auto systemWide = CFRef<AXUIElementRef>::adopt(AXUIElementCreateSystemWide());
+    if (systemWide) {
+        AXUIElementSetMessagingTimeout(systemWide.get(), messagingTimeoutSeconds);
+    }
+}
+
+AXElement MacAccessibility::applicationElement(ProcessID pid) {
+    const auto application = CFRef<AXUIElementRef>::adopt(AXUIElementCreateApplication(pid));
+    if (!application) {
+        return AXElement();
+    }
+    AXUIElementSetMessagingTimeout(application.get(), messagingTimeoutSeconds);
+    // Electron apps keep their web content's tree sparse until an assistive client asks for it;
+    // an app that does not know the attribute just returns an error, which changes nothing.
+    AXUIElementSetAttributeValue(application.get(), CFSTR("AXManualAccessibility"), kCFBooleanTrue);
+    return AXElement(std::make_shared<MacAXElement>(application));
+}
+
+AXAttributeResult MacAccessibility::copyAttributeValue(const AXElement& element,
+                                                       std::string_view attribute) {
+    const AXUIElementRef platform = MacAXElement::unwrap(element);
+    const auto name = makeCFString(attribute);
+    if (!platform || !name) {
+        return {ax::illegalArgument, {}};
+    }
+    CFRef<CFTypeRef> value;
+    const AXError error = AXUIElementCopyAttributeValue(platform, name.get(), value.receive());
+    if (error != kAXErrorSuccess) {
+        return {static_cast<int32_t>(error), {}};
+    }
+    return {ax::success, translate(value.get())};
+}
+
+std::vector<AXAttributeResult> MacAccessibility::copyMultipleAttributeValues(
+    const AXElement& element, std::span<const std::string_view> attributes) {
+    std::vector<AXAttributeResult> results(attributes.size(), AXAttributeResult{});
+    if (attributes.empty()) {
+        return results;
+    }
+    const AXUIElementRef platform = MacAXElement::unwrap(element);
+    const auto names = CFRef<CFMutableArrayRef>::adopt(CFArrayCreateMutable(
+        kCFAllocatorDefault, static_cast<CFIndex>(attributes.size()), &kCFTypeArrayCallBacks));
+    bool namesValid = platform && names;
+    for (std::size_t index = 0; namesValid && index < attributes.size(); ++index) {
+        const auto name = makeCFString(attributes[index]);
+        namesValid = static_cast<bool>(name);
+        if (namesValid) {
+            CFArrayAppendValue(names.get(), name.get());
+        }
+    }
+    if (!namesValid) {
+        for (auto& result : results) {
+            result.error = ax::illegalArgument;
+        }
+        return results;
+    }
+
+    // Options 0: keep going past a failed attribute, so each slot carries its own outcome.
+    CFRef<CFArrayRef> values;
+    const AXError error =
+        AXUIElementCopyMultipleAttributeValues(platform, names.get(), 0, values.receive());
+    if (error != kAXErrorSuccess || !values) {
+        for (auto& result : results) {
+            result.error = error != kAXErrorSuccess ? static_cast<int32_t>(error) : ax::failure;
+        }
+        return results;
+    }
+    const CFIndex count = CFArrayGetCount(values.get());
+    for (std::size_t index = 0; index < results.size(); ++index) {
+        const auto slot = static_cast<CFIndex>(index);
+        results[index] = slot < count ? translateSlot(CFArrayGetValueAtIndex(values.get(), slot))
+                                      : AXAttributeResult{ax::failure, {}};
+    }
+    return results;
+}
+
+std::optional<std::vector<std::string>> MacAccessibility::copyActionNames(
+    const AXElement& element) {
+    const AXUIElementRef platform = MacAXElement::unwrap(element);
+    if (!platform) {
+        return std::nullopt;
+    }
+    CFRef<CFArrayRef> names;
+    if (AXUIElementCopyActionNames(platform, names.receive()) != kAXErrorSuccess || !names) {
+        return std::nullopt;
+    }
+    std::vector<std::string> result;
+    const CFIndex count = CFArrayGetCount(names.get());
+    for (CFIndex index = 0; index < count; ++index) {
+        const CFTypeRef name = CFArrayGetValueAtIndex(names.get(), index);
+        if (name && CFGetTypeID(name) == CFStringGetTypeID()) {
+            result.push_back(stringFromCFString(static_cast<CFStringRef>(name)));
+        }
+    }
+    return result;
+}
+
+AXElementAtPositionResult MacAccessibility::elementAtPosition(const AXElement& application,
+                                                              Point point) {
+    const AXUIElementRef platform = MacAXElement::unwrap(application);
+    if (!platform) {
+        return {ax::illegalArgument, {}};
+    }
+    CFRef<AXUIElementRef> hit;
+    const AXError error = AXUIElementCopyElementAtPosition(
+        platform, static_cast<float>(point.x), static_cast<float>(point.y), hit.receive());
+    if (error != kAXErrorSuccess) {
+        return {static_cast<int32_t>(error), {}};
+    }
+    return {ax::success,
+            hit ? AXElement(std::make_shared<MacAXElement>(std::move(hit))) : AXElement()};
+}
+
+bool MacAccessibility::isProcessTrusted(bool prompt) {
+    const void* keys[] = {kAXTrustedCheckOptionPrompt};
+    const void* values[] = {prompt ? kCFBooleanTrue : kCFBooleanFalse};
+    const auto options = CFRef<CFDictionaryRef>::adopt(
+        CFDictionaryCreate(kCFAllocatorDefault, keys, values, 1, &kCFTypeDictionaryKeyCallBacks,
+                           &kCFTypeDictionaryValueCallBacks));
+    return AXIsProcessTrustedWithOptions(options.get());
+}
+
+}  // namespace gaugely

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <functional>
+
+#include "Meterlane/Platform/Workspace.h"
+
+namespace gaugely {
+
+// The Workspace port over NSWorkspace and NSRunningApplication. Notifications are delivered on the
+// main queue.
+class MacWorkspace final : public Workspace {
+  public:
+    // The settings window belongs to the app, which says how to ask about it; until then the
+    // answer is false.
+    void setSettingsWindowIsKeyProvider(std::function<bool()> provider) {
+        settingsWindowIsKeyProvider_ = std::move(provider);
+    }
+
+    std::vector<RunningApplication> runningApplications() override;
+    std::optional<RunningApplication> frontmostApplication() override;
+    bool activate(ProcessID pid, unsigned options) override;
+    bool settingsWindowIsKey() override;
+    void openURL(const std::string& url) override;
+    std::unique_ptr<Subscription> observeDidWake(std::function<void()> handler) override;
+    std::unique_ptr<Subscription> observeDidBecomeActive(std::function<void()> handler) override;
+
+  private:
+    std::function<bool()> settingsWindowIsKeyProvider_;
+};
+
+}  // namespace gaugely
