@@ -1,0 +1,255 @@
+#include <gtest/gtest.h>
+
+#include "LowUsageNotificationSupport/LowUsageThresholdState.h"
+
+namespace gaugely {
+namespace {
+
+using Percentages = std::vector<std::pair<QuotaWindow, int>>;
+using Crossings = std::vector<LowUsageThresholdCrossing>;
+
+constexpr Date tenOClock{800000000};  // any fixed moment; only differences matter
+
+Date at(int minutes, int seconds = 0) {
+    return tenOClock.addingTimeInterval(minutes * 60 + seconds);
+}
+
+// One committed weekly reading and the crossings it must produce.
+struct Reading {
+    Date when;
+    int weekly;
+    std::optional<int> crossing;
+};
+
+TEST(LowUsageThresholdState, CrossingsRemindersAndRearming) {
+    const struct {
+        const char* name;
+        LowUsageAlertSettings settings;
+        std::vector<Reading> readings;
+    } cases[] = {
+        {"once: one crossing, then silent until re-armed",
+         LowUsageAlertSettings{},
+         {{at(0), 25, {}}, {at(1), 15, 15}, {at(2), 14, {}}, {at(3), 25, {}}, {at(4), 18, 18}}},
+        {"the threshold itself is low, one point above is not",
+         LowUsageAlertSettings{},
+         {{at(0), 21, {}}, {at(1), 20, 20}, {at(2), 21, {}}, {at(3), 21, {}}, {at(4), 0, 0}}},
+        {"a low first reading is a silent baseline and never reminds",
+         LowUsageAlertSettings::make(LowUsageAlertRepeat::thirtyMinutes),
+         {{at(0), 15, {}},
+          {at(60), 14, {}},
+          {at(600), 14, {}},
+          {at(601), 21, {}},
+          {at(602), 20, 20}}},
+        {"every 30 minutes: a reminder at exactly 30:00, not a second before",
+         LowUsageAlertSettings::make(LowUsageAlertRepeat::thirtyMinutes),
+         {{at(-1), 25, {}},
+          {at(0), 15, 15},
+          {at(29, 59), 14, {}},
+          {at(30), 13, 13},
+          {at(59, 59), 12, {}},
+          {at(60), 12, 12}}},
+        {"every 2 hours",
+         LowUsageAlertSettings::make(LowUsageAlertRepeat::twoHours),
+         {{at(0), 50, {}}, {at(1), 5, 5}, {at(61), 5, {}}, {at(120), 5, {}}, {at(121), 4, 4}}},
+        {"a disabled window never notifies, and re-arms silently",
+         LowUsageAlertSettings::make(false),
+         {{at(0), 25, {}}, {at(1), 15, {}}, {at(40), 10, {}}, {at(41), 90, {}}, {at(42), 1, {}}}},
+        {"per-window thresholds",
+         LowUsageAlertSettings::make(true, LowUsageAlertThreshold::ten,
+                                     LowUsageAlertThreshold::forty, LowUsageAlertThreshold::ten,
+                                     LowUsageAlertRepeat::once),
+         {{at(0), 50, {}}, {at(1), 40, 40}}},
+    };
+    for (const auto& c : cases) {
+        LowUsageThresholdState state;
+        for (std::size_t i = 0; i < c.readings.size(); ++i) {
+            const Reading& reading = c.readings[i];
+            const Crossings expected = reading.crossing
+                                           ? Crossings{{QuotaWindow::weekly, *reading.crossing}}
+                                           : Crossings{};
+            EXPECT_EQ(
+                state.recordCommittedPercentages("plus", {{QuotaWindow::weekly, reading.weekly}},
+                                                 c.settings, reading.when),
+                expected)
+                << c.name << ", reading " << i;
+        }
+    }
+}
+
+TEST(LowUsageThresholdState, WindowsAdvanceIndependentlyAndCrossingsKeepReadingOrder) {
+    LowUsageThresholdState state;
+    const auto settings = LowUsageAlertSettings{};
+    state.recordCommittedPercentages(
+        "plus", {{QuotaWindow::fiveHour, 80}, {QuotaWindow::weekly, 50}}, settings, at(0));
+    EXPECT_EQ(state.recordCommittedPercentages(
+                  "plus", {{QuotaWindow::fiveHour, 18}, {QuotaWindow::weekly, 9}}, settings, at(1)),
+              (Crossings{{QuotaWindow::fiveHour, 18}, {QuotaWindow::weekly, 9}}));
+    // A new window (or plan) starts with its own baseline.
+    EXPECT_EQ(
+        state.recordCommittedPercentages("freeGo", {{QuotaWindow::monthly, 3}}, settings, at(2)),
+        Crossings{});
+}
+
+// Switching an alert on while usage is already low must not notify until the window re-arms.
+TEST(LowUsageThresholdState, EnablingALowWindowRebaselinesWithoutNotifying) {
+    LowUsageThresholdState state;
+    LowUsageAlertSettings settings = LowUsageAlertSettings::make(false);
+    EXPECT_TRUE(
+        state.recordCommittedPercentages("plus", {{QuotaWindow::weekly, 25}}, settings, at(0))
+            .empty());
+    EXPECT_TRUE(
+        state.recordCommittedPercentages("plus", {{QuotaWindow::weekly, 15}}, settings, at(1))
+            .empty());
+
+    settings = LowUsageAlertSettings::make(LowUsageAlertRepeat::thirtyMinutes);
+    state.rebaseline("plus", {{QuotaWindow::fiveHour, 5}, {QuotaWindow::weekly, 15}}, settings,
+                     std::set{QuotaWindow::weekly}, /*clearReminder=*/true);
+    EXPECT_FALSE(state.stateByPlanAndWindow.contains("plus.fiveHour")) << "outside the window set";
+    EXPECT_EQ(state.stateByPlanAndWindow.at("plus.weekly"), (LowUsageWindowAlertState{true, {}}));
+
+    EXPECT_TRUE(
+        state.recordCommittedPercentages("plus", {{QuotaWindow::weekly, 14}}, settings, at(90))
+            .empty());
+    EXPECT_TRUE(
+        state.recordCommittedPercentages("plus", {{QuotaWindow::weekly, 30}}, settings, at(91))
+            .empty());
+    EXPECT_EQ(
+        state.recordCommittedPercentages("plus", {{QuotaWindow::weekly, 12}}, settings, at(92)),
+        (Crossings{{QuotaWindow::weekly, 12}}));
+}
+
+TEST(LowUsageThresholdState, RebaselineKeepsARunningReminderUnlessCleared) {
+    const struct {
+        bool clearReminder;
+        int percentage;
+        LowUsageWindowAlertState expected;
+    } cases[] = {
+        {false, 15, {true, at(0)}},
+        {true, 15, {true, std::nullopt}},
+        {false, 25, {false, std::nullopt}},
+    };
+    for (const auto& c : cases) {
+        LowUsageThresholdState state;
+        state.stateByPlanAndWindow["plus.weekly"] = {true, at(0)};
+        state.rebaseline("plus", {{QuotaWindow::weekly, c.percentage}}, LowUsageAlertSettings{},
+                         std::nullopt, c.clearReminder);
+        EXPECT_EQ(state.stateByPlanAndWindow.at("plus.weekly"), c.expected)
+            << c.clearReminder << " " << c.percentage;
+    }
+}
+
+TEST(LowUsageThresholdState, InvalidateForgetsOnlyThatPlan) {
+    LowUsageThresholdState state;
+    for (const char* key :
+         {"plus.weekly", "plus.fiveHour", "pro.weekly", "plusPlus.weekly", "plus"}) {
+        state.stateByPlanAndWindow[key] = {true, std::nullopt};
+    }
+    state.invalidate("plus");
+    std::vector<std::string> kept;
+    for (const auto& [key, value] : state.stateByPlanAndWindow) {
+        kept.push_back(key);
+    }
+    EXPECT_EQ(kept, (std::vector<std::string>{"plus", "plusPlus.weekly", "pro.weekly"}));
+}
+
+TEST(LowUsageAlertSettings, DecodesCurrentAndOlderForms) {
+    const auto all = [](bool enabled, LowUsageAlertThreshold t5, LowUsageAlertThreshold tw,
+                        LowUsageAlertThreshold tm, LowUsageAlertRepeat repeat) {
+        return LowUsageAlertSettings::make(enabled, t5, tw, tm, repeat);
+    };
+    using T = LowUsageAlertThreshold;
+    using R = LowUsageAlertRepeat;
+    const struct {
+        const char* json;
+        std::optional<LowUsageAlertSettings> expected;
+        bool migrated;
+    } cases[] = {
+        {R"({"fiveHour":{"isEnabled":false,"threshold":10,"repeatInterval":"oneHour"},
+             "weekly":{"isEnabled":true,"threshold":40,"repeatInterval":"once"},
+             "monthly":{"isEnabled":true,"threshold":30,"repeatInterval":"twoHours"}})",
+         [] {
+             LowUsageAlertSettings s;
+             s.fiveHour = {false, T::ten, R::oneHour};
+             s.weekly = {true, T::forty, R::once};
+             s.monthly = {true, T::thirty, R::twoHours};
+             return s;
+         }(),
+         false},
+        {R"({"isEnabled": true, "threshold": 30})",
+         all(true, T::thirty, T::thirty, T::thirty, R::once), true},
+        {R"({"isEnabled":false,"threshold":10,"weeklyThreshold":40,"repeatInterval":"oneHour"})",
+         all(false, T::ten, T::forty, T::ten, R::oneHour), true},
+        {R"({"fiveHourThreshold":30,"monthlyThreshold":40})",
+         all(true, T::thirty, T::twenty, T::forty, R::once), true},
+        {"{}", LowUsageAlertSettings{}, true},
+        {R"({"isEnabled":null,"threshold":null})", LowUsageAlertSettings{}, true},
+        // A window object wins over the flat keys; only the missing ones are rebuilt.
+        {R"({"weekly":{"isEnabled":false,"threshold":10,"repeatInterval":"once"},"threshold":40})",
+         [] {
+             LowUsageAlertSettings s = LowUsageAlertSettings::make(true, T::forty, R::once);
+             s.weekly = {false, T::ten, R::once};
+             return s;
+         }(),
+         true},
+        {R"({"threshold": 30.0})", all(true, T::thirty, T::thirty, T::thirty, R::once), true},
+        {R"({"threshold": 35})", std::nullopt, false},
+        {R"({"threshold": "30"})", std::nullopt, false},
+        {R"({"repeatInterval": "daily"})", std::nullopt, false},
+        {R"({"isEnabled": 1})", std::nullopt, false},
+        {R"({"weeklyThreshold": 0})", std::nullopt, false},
+        {R"({"fiveHour":{"isEnabled":true,"threshold":20}})", std::nullopt, false},
+        {R"({"fiveHour":{"isEnabled":true,"threshold":20,"repeatInterval":"once"},"weekly":7})",
+         std::nullopt, false},
+        {R"([true])", std::nullopt, false},
+        {R"("once")", std::nullopt, false},
+    };
+    for (const auto& c : cases) {
+        const auto decoded = decodeJson<LowUsageAlertSettings>(c.json);
+        EXPECT_EQ(decoded, c.expected) << c.json;
+        if (decoded) {
+            EXPECT_EQ(decoded->needsLegacyWindowConfigurationMigration, c.migrated) << c.json;
+            const auto again = decodeJson<LowUsageAlertSettings>(encodeJson(*decoded));
+            ASSERT_TRUE(again) << c.json;
+            EXPECT_EQ(*again, *decoded);
+            EXPECT_FALSE(again->needsLegacyWindowConfigurationMigration) << "saved in the new form";
+        }
+    }
+    EXPECT_EQ(encodeJson(LowUsageAlertSettings{}),
+              R"({"fiveHour":{"isEnabled":true,"threshold":20,"repeatInterval":"once"},)"
+              R"("weekly":{"isEnabled":true,"threshold":20,"repeatInterval":"once"},)"
+              R"("monthly":{"isEnabled":true,"threshold":20,"repeatInterval":"once"}})");
+}
+
+TEST(LowUsageThresholdState, DecodesCurrentAndOlderFormsKeepingUnknownKeys) {
+    const struct {
+        const char* json;
+        std::optional<std::map<std::string, LowUsageWindowAlertState, std::less<>>> expected;
+    } cases[] = {
+        {R"({"stateByPlanAndWindow":{"plus.weekly":{"isLow":true,"lastNotifiedAt":800000000.5},
+                                     "team.daily":{"isLow":false}}})",
+         {{{"plus.weekly", {true, Date{800000000.5}}}, {"team.daily", {false, std::nullopt}}}}},
+        {R"({"isLowByPlanAndWindow": {"plus.weekly": true}})",
+         {{{"plus.weekly", {true, std::nullopt}}}}},
+        {R"({"stateByPlanAndWindow":{"plus.weekly":{"isLow":"yes"}},
+             "isLowByPlanAndWindow":{"plus.weekly":false}})",
+         {{{"plus.weekly", {false, std::nullopt}}}}},
+        {R"({"stateByPlanAndWindow":{"plus.weekly":{"isLow":true,"lastNotifiedAt":null}}})",
+         {{{"plus.weekly", {true, std::nullopt}}}}},
+        {R"({"stateByPlanAndWindow":{"plus.weekly":{"isLow":true,"lastNotifiedAt":"today"}}})",
+         std::nullopt},
+        {R"({"isLowByPlanAndWindow": {"plus.weekly": 1}})", std::nullopt},
+        {R"({"stateByPlanAndWindow": []})", std::nullopt},
+        {"{}", std::nullopt},
+    };
+    for (const auto& c : cases) {
+        const auto decoded = decodeJson<LowUsageThresholdState>(c.json);
+        ASSERT_EQ(decoded.has_value(), c.expected.has_value()) << c.json;
+        if (decoded) {
+            EXPECT_EQ(decoded->stateByPlanAndWindow, *c.expected) << c.json;
+            EXPECT_EQ(decodeJson<LowUsageThresholdState>(encodeJson(*decoded)), decoded);
+        }
+    }
+}
+
+}  // namespace
+}  // namespace gaugely
