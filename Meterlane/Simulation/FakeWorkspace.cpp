@@ -1,0 +1,75 @@
+#include "Meterlane/Simulation/FakeWorkspace.h"
+
+#include <algorithm>
+
+namespace gaugely {
+
+std::optional<RunningApplication> FakeWorkspace::frontmostApplication() {
+    if (!frontmost_) {
+        return std::nullopt;
+    }
+    for (const auto& application : applications_) {
+        if (application.processIdentifier == *frontmost_) {
+            return application;
+        }
+    }
+    return std::nullopt;
+}
+
+bool FakeWorkspace::activate(ProcessID pid, unsigned options) {
+    activations_.push_back({pid, options});
+    if (!isRunning(pid)) {
+        return false;
+    }
+    if (activationDelay) {
+        std::weak_ptr<FakeWorkspace*> weak = self_;
+        queue_.asyncAfter(*activationDelay, [weak, pid] {
+            if (auto self = weak.lock(); self && (*self)->isRunning(pid)) {
+                (*self)->frontmost_ = pid;
+            }
+        });
+    }
+    return true;
+}
+
+std::unique_ptr<Subscription> FakeWorkspace::observeDidWake(std::function<void()> handler) {
+    return wakeObservers_.add(std::move(handler));
+}
+
+std::unique_ptr<Subscription> FakeWorkspace::observeDidBecomeActive(std::function<void()> handler) {
+    return activeObservers_.add(std::move(handler));
+}
+
+void FakeWorkspace::addApplication(const RunningApplication& application) {
+    for (auto& existing : applications_) {
+        if (existing.processIdentifier == application.processIdentifier) {
+            existing = application;
+            return;
+        }
+    }
+    applications_.push_back(application);
+}
+
+void FakeWorkspace::removeApplication(ProcessID pid) {
+    std::erase_if(applications_, [&](const RunningApplication& application) {
+        return application.processIdentifier == pid;
+    });
+    if (frontmost_ == pid) {
+        frontmost_.reset();
+    }
+}
+
+bool FakeWorkspace::isRunning(ProcessID pid) const {
+    return std::any_of(applications_.begin(), applications_.end(),
+                       [&](const RunningApplication& application) {
+                           return application.processIdentifier == pid;
+                       });
+}
+
+void FakeWorkspace::setFrontmost(std::optional<ProcessID> pid) {
+    if (!pid || isRunning(*pid)) {
+        frontmost_ = pid;
+    }
+}
+
+}  // namespace gaugely

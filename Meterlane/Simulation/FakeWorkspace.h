@@ -1,0 +1,71 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Meterlane/Platform/MainQueue.h"
+#include "Meterlane/Platform/Workspace.h"
+#include "Meterlane/Simulation/ObserverList.h"
+
+namespace gaugely {
+
+// The running applications of the simulated world, which one is in front, and the two
+// notifications the reader listens to. Activation takes effect a little later, as on the
+// platform, through the main queue.
+class FakeWorkspace final : public Workspace {
+  public:
+    explicit FakeWorkspace(MainQueue& queue) : queue_(queue) {}
+    FakeWorkspace(const FakeWorkspace&) = delete;
+    FakeWorkspace& operator=(const FakeWorkspace&) = delete;
+
+    std::vector<RunningApplication> runningApplications() override { return applications_; }
+    std::optional<RunningApplication> frontmostApplication() override;
+    // Records the request; false for a process that is not running. Otherwise the application
+    // comes to the front after `activationDelay` if it is still running then.
+    bool activate(ProcessID pid, unsigned options) override;
+    bool settingsWindowIsKey() override { return settingsWindowIsKey_; }
+    void openURL(const std::string& url) override { openedURLs_.push_back(url); }
+    std::unique_ptr<Subscription> observeDidWake(std::function<void()> handler) override;
+    std::unique_ptr<Subscription> observeDidBecomeActive(std::function<void()> handler) override;
+
+    // Appended in platform order; an application already listed under the pid is replaced in
+    // place.
+    void addApplication(const RunningApplication& application);
+    // Leaves the list and, when it was in front, the front (nothing is frontmost then).
+    void removeApplication(ProcessID pid);
+    bool isRunning(ProcessID pid) const;
+    // Immediately; none for no frontmost application. An unknown pid is ignored.
+    void setFrontmost(std::optional<ProcessID> pid);
+    std::optional<ProcessID> frontmostPid() const { return frontmost_; }
+    void setSettingsWindowIsKey(bool isKey) { settingsWindowIsKey_ = isKey; }
+
+    void postWake() { wakeObservers_.notify(); }
+    void postDidBecomeActive() { activeObservers_.notify(); }
+
+    // How long an activation takes to bring the application forward; none: it never does
+    // (another application keeps the front).
+    std::optional<double> activationDelay = 0.05;
+
+    struct Activation {
+        ProcessID pid = 0;
+        unsigned options = 0;
+        bool operator==(const Activation&) const = default;
+    };
+    const std::vector<Activation>& activations() const { return activations_; }
+    const std::vector<std::string>& openedURLs() const { return openedURLs_; }
+
+  private:
+    MainQueue& queue_;
+    std::vector<RunningApplication> applications_;
+    std::optional<ProcessID> frontmost_;
+    bool settingsWindowIsKey_ = false;
+    std::vector<Activation> activations_;
+    std::vector<std::string> openedURLs_;
+    ObserverList<> wakeObservers_;
+    ObserverList<> activeObservers_;
+    // Lets pending activations tell that the workspace is gone.
+    std::shared_ptr<FakeWorkspace*> self_ = std::make_shared<FakeWorkspace*>(this);
+};
+
+}  // namespace gaugely
