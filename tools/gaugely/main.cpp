@@ -1,6 +1,59 @@
 #include <iostream>
+#include <string>
+#include <vector>
 
-int main() {
-    std::cout << "gaugely\n";
-    return 0;
+#include "tools/gaugely/Command.h"
+
+namespace gaugely::tool {
+namespace {
+
+// Add a subcommand here, with its own file.
+constexpr Command commands[] = {
+    {"parse", "read a usage snapshot from the text lines of Codex's menu", runParseCommand},
+};
+
+void printUsage(std::ostream& stream) {
+    stream << "Usage: gaugely <command> [options]\n"
+              "\n"
+              "The demo and debugging tool of Gaugely, the menu-bar gauge of remaining Codex "
+              "usage.\n"
+              "\n"
+              "Commands:\n";
+    for (const Command& command : commands) {
+        stream << "  " << command.name << std::string(10 - command.name.size(), ' ')
+               << command.summary << "\n";
+    }
+    stream << "\n"
+              "Run \"gaugely <command> --help\" for a command's options.\n";
+}
+
+int run(const std::vector<std::string>& arguments) {
+    if (arguments.empty()) {
+        printUsage(std::cerr);
+        return exitUsage;
+    }
+    const std::string& name = arguments.front();
+    if (name == "--help" || name == "-h" || name == "help") {
+        printUsage(std::cout);
+        return exitSuccess;
+    }
+    for (const Command& command : commands) {
+        if (command.name == name) {
+            return command.run(std::vector<std::string>(arguments.begin() + 1, arguments.end()),
+                               CommandStreams{std::cin, std::cout, std::cerr});
+        }
+    }
+    std::cerr << "gaugely: unknown command \"" << name << "\"\n\n";
+    printUsage(std::cerr);
+    return exitUsage;
+}
+
+}  // namespace
+}  // namespace gaugely::tool
+
+int main(int argc, char** argv) {
+    std::ios::sync_with_stdio(false);
+    const int status = gaugely::tool::run(std::vector<std::string>(argv + 1, argv + argc));
+    std::cout.flush();
+    return status;
 }

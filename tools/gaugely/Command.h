@@ -1,0 +1,33 @@
+#pragma once
+
+#include <iosfwd>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace gaugely::tool {
+
+// Exit statuses shared by every subcommand.
+inline constexpr int exitSuccess = 0;
+inline constexpr int exitNoResult = 1;  // the input was read but gave nothing
+inline constexpr int exitUsage = 2;     // bad arguments
+
+// Where a subcommand reads and writes; the tests hand in string streams.
+struct CommandStreams {
+    std::istream& in;
+    std::ostream& out;
+    std::ostream& err;
+};
+
+// One subcommand: `gaugely <name> <arguments...>`. `run` gets the arguments after the name and
+// handles its own --help.
+struct Command {
+    std::string_view name;
+    std::string_view summary;
+    int (*run)(const std::vector<std::string>& arguments, CommandStreams streams);
+};
+
+// Subcommands, each in its own file; main.cpp lists them.
+int runParseCommand(const std::vector<std::string>& arguments, CommandStreams streams);
+
+}  // namespace gaugely::tool

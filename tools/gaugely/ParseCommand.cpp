@@ -1,0 +1,142 @@
+#include <fstream>
+#include <iostream>
+#include <iterator>
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "LowUsageNotificationSupport/CodexPlan.h"
+#include "LowUsageNotificationSupport/ProProfileUsageMenuParser.h"
+#include "LowUsageNotificationSupport/QuotaSchema.h"
+#include "LowUsageNotificationSupport/Text.h"
+#include "LowUsageNotificationSupport/UsageMenuText.h"
+#include "LowUsageNotificationSupport/UsageSnapshot.h"
+#include "tools/gaugely/Command.h"
+
+namespace gaugely::tool {
+namespace {
+
+constexpr const char* parseHelp =
+    "Usage: gaugely parse --plan freeGo|plus|pro [--legacy FILE] < lines.txt\n"
+    "\n"
+    "Reads the text of Codex's menu from standard input, one element per line in reading order\n"
+    "(an empty line is an element too), and prints the usage snapshot Gaugely takes from it.\n"
+    "\n"
+    "  --plan freeGo|plus   the lines are the expanded \"Usage remaining\" menu\n"
+    "  --plan pro           the lines are the profile menu's item titles\n"
+    "  --legacy FILE        pro only: the older menu layout's lines, read when no title\n"
+    "                       carries the weekly percentage\n"
+    "  -h, --help           show this help\n"
+    "\n"
+    "Prints the snapshot as JSON on one line, then \"complete\" or \"incomplete\" for the plan.\n"
+    "Exit status: 0 a snapshot was read; 1 nothing could be read (the reason is on standard\n"
+    "error); 2 bad arguments.\n";
+
+int usageError(CommandStreams streams, const std::string& problem) {
+    streams.err << "gaugely parse: " << problem << "\n\n" << parseHelp;
+    return exitUsage;
+}
+
+std::string readAll(std::istream& in) {
+    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+struct ParseOptions {
+    std::optional<CodexPlan> plan;
+    std::optional<std::string> legacyPath;
+    bool help = false;
+};
+
+// Parses the arguments; the text is the problem when they are wrong.
+std::variant<ParseOptions, std::string> parseOptions(const std::vector<std::string>& arguments) {
+    ParseOptions options;
+    for (size_t index = 0; index < arguments.size(); ++index) {
+        const std::string& argument = arguments[index];
+        if (argument == "--help" || argument == "-h") {
+            options.help = true;
+            continue;
+        }
+        if (argument != "--plan" && argument != "--legacy") {
+            return "unexpected argument \"" + argument + "\"";
+        }
+        if (index + 1 == arguments.size()) {
+            return argument + " needs a value";
+        }
+        const std::string& value = arguments[++index];
+        if (argument == "--plan") {
+            options.plan = fromRawValue<CodexPlan>(value);
+            if (!options.plan) {
+                return "unknown plan \"" + value + "\" (freeGo, plus or pro)";
+            }
+        } else {
+            options.legacyPath = value;
+        }
+    }
+    if (options.help) {
+        return options;
+    }
+    if (!options.plan) {
+        return std::string("--plan is required");
+    }
+    if (options.legacyPath && *options.plan != CodexPlan::pro) {
+        return std::string("--legacy is for --plan pro only");
+    }
+    return options;
+}
+
+}  // namespace
+
+int runParseCommand(const std::vector<std::string>& arguments, CommandStreams streams) {
+    auto parsed = parseOptions(arguments);
+    if (auto* problem = std::get_if<std::string>(&parsed)) {
+        return usageError(streams, *problem);
+    }
+    const ParseOptions& options = std::get<ParseOptions>(parsed);
+    if (options.help) {
+        streams.out << parseHelp;
+        return exitSuccess;
+    }
+
+    std::vector<std::string> legacyLines;
+    if (options.legacyPath) {
+        std::ifstream file(*options.legacyPath, std::ios::binary);
+        if (!file) {
+            streams.err << "gaugely parse: cannot read " << *options.legacyPath << "\n";
+            return exitUsage;
+        }
+        legacyLines = text::splitLines(readAll(file));
+    }
+    const std::vector<std::string> lines = text::splitLines(readAll(streams.in));
+
+    const CodexPlan plan = *options.plan;
+    std::optional<UsageSnapshot> snapshot;
+    std::string reason;
+    if (plan == CodexPlan::pro) {
+        if (const auto values =
+                ProProfileUsageMenuParser::parse(lines, [&] { return legacyLines; })) {
+            snapshot.emplace();
+            snapshot->weekly = values->percentage;
+        }
+        reason = "no unambiguous supported usage value";
+    } else {
+        snapshot = usageSnapshotFromUsageRemainingMenu(plan, lines);
+        if (lines.empty()) {
+            reason = "no menu text on standard input";
+        } else if (plan == CodexPlan::freeGo) {
+            reason = "no \"Monthly\" line followed by a percentage and a reset date";
+        } else {
+            reason = "no \"5h\" line followed by a \"Weekly\" line";
+        }
+    }
+    if (!snapshot) {
+        streams.err << "gaugely parse: " << reason << "\n";
+        return exitNoResult;
+    }
+    const QuotaSchema schema = PlanQuotaConfiguration::configuration(plan).schema;
+    streams.out << encodeJson(*snapshot) << "\n"
+                << (isCompleteUsageSnapshot(*snapshot, schema) ? "complete" : "incomplete") << "\n";
+    return exitSuccess;
+}
+
+}  // namespace gaugely::tool
