@@ -1,0 +1,210 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "Meterlane/Simulation/SimulatedAccessibility.h"
+#include "Meterlane/Simulation/SimulatedTree.h"
+
+namespace gaugely {
+namespace {
+
+constexpr std::string_view fixture = R"(
+# A small Codex-like tree.
+AXApplication title="Codex"
+  AXWindow title="Codex" frame=0,0,1280,800
+    AXGroup frame=0,0,260,800
+      AXPopUpButton description="Open profile menu" frame=20,700,32,32 expanded=false actions=AXPress,AXShowMenu
+        AXImage
+    AXMenu title="Open profile menu"
+      AXMenuItem title="Usage remaining" actions=AXPress focused=false
+      AXStaticText value="5h"
+      AXStaticText value="72 %  left" AXCustomThing=3.5
+      AXGroup children-error=-25205 hidden=true expanded=true focused=true
+      AXGroup title="no parent" parent-error=-25204 actions-error=-25204
+      @2
+)";
+
+SimulatedTree parse(std::string_view text) {
+    std::string error;
+    auto tree = SimulatedTree::fromFixture(text, &error);
+    EXPECT_TRUE(tree) << error;
+    return tree ? std::move(*tree) : SimulatedTree();
+}
+
+TEST(TreeFixture, ReadsAsARealApplicationAnswers) {
+    SimulatedAccessibility ax(parse(fixture));
+    const auto& tree = ax.tree();
+    const auto app = ax.applicationElement(4242);
+    const auto control = tree.element(*tree.findByRole("AXPopUpButton"));
+    const auto menu = *tree.findByRole("AXMenu");
+    const auto hiddenGroup = tree.element(tree.children(menu)[3]);
+    const auto orphan = tree.element(tree.children(menu)[4]);
+    const auto percent = tree.element(*tree.findByRole("AXStaticText", "72 %  left"));
+
+    const struct {
+        const char* name;
+        AXElement element;
+        std::string_view attribute;
+        int32_t error;
+        AXValue value;
+    } cases[] = {
+        {"title", app, ax::title, ax::success, std::string("Codex")},
+        {"description", control, ax::description, ax::success, std::string("Open profile menu")},
+        {"flag", control, ax::expanded, ax::success, false},
+        {"position", control, ax::position, ax::success, Point{20, 700}},
+        {"size", control, ax::size, ax::success, Size{32, 32}},
+        {"common attribute not given", control, ax::title, ax::noValue, {}},
+        {"unknown attribute", control, "AXNoSuchThing", ax::attributeUnsupported, {}},
+        {"number", percent, "AXCustomThing", ax::success, 3.5},
+        {"children error", hiddenGroup, ax::children, -25205, {}},
+        {"hidden", hiddenGroup, ax::hidden, ax::success, true},
+        {"parent error", orphan, ax::parent, -25204, {}},
+        {"application has no parent", app, ax::parent, ax::noValue, {}},
+        {"empty child list", percent, ax::children, ax::success, std::vector<AXElement>{}},
+        {"parent", percent, ax::parent, ax::success, tree.element(menu)},
+    };
+    for (const auto& c : cases) {
+        const auto result = ax.copyAttributeValue(c.element, c.attribute);
+        EXPECT_EQ(result.error, c.error) << c.name;
+        EXPECT_EQ(result.value, c.value) << c.name;
+    }
+    EXPECT_EQ(ax.copyActionNames(control), (std::vector<std::string>{"AXPress", "AXShowMenu"}));
+    EXPECT_EQ(ax.copyActionNames(orphan), std::nullopt);
+    EXPECT_EQ(ax.copyActionNames(percent), std::vector<std::string>{});
+
+    // The @2 line lists the window again under the menu: a cycle.
+    const auto menuChildren = ax.copyAttributeValue(tree.element(menu), ax::children);
+    ASSERT_TRUE(menuChildren.get<std::vector<AXElement>>());
+    EXPECT_EQ(menuChildren.get<std::vector<AXElement>>()->back(),
+              tree.element(*tree.findByRole("AXWindow")));
+}
+
+TEST(TreeFixture, MalformedTextSaysWhereAndWhy) {
+    const struct {
+        const char* text;
+        const char* error;
+    } cases[] = {
+        {"", "line 1: no elements"},
+        {"  AXApplication", "line 1: the first element must not be indented"},
+        {"AXApplication\nAXWindow", "line 2: only one root element is allowed"},
+        {"AXApplication\n    AXWindow", "line 2: indented deeper than the line above allows"},
+        {"AXApplication\n   AXWindow", "line 2: indentation must be a multiple of two spaces"},
+        {"AXApplication\n\tAXWindow", "line 2: indent with spaces, not tabs"},
+        {"AXApplication\n  AXWindow title", "line 2: expected key=value, got 'title'"},
+        {"AXApplication\n  AXWindow title=\"open", "line 2: unterminated quoted value of 'title'"},
+        {"AXApplication\n  AXWindow frame=1,2,3", "line 2: frame needs x,y,width,height"},
+        {"AXApplication\n  AXWindow size=1", "line 2: 'size' needs two numbers"},
+        {"AXApplication\n  AXWindow children-error=x",
+         "line 2: 'children-error' needs an integer error code"},
+        {"AXApplication\n  AXWindow role=\"AXMenu\"", "line 2: 'role' follows from the structure"},
+        {"AXApplication\n  @3", "line 2: '@3' names no element declared so far"},
+        {"AXApplication\n  @1\n    AXGroup", "line 3: indented deeper than the line above allows"},
+        {"title=\"x\"", "line 1: a line starts with the element's role"},
+    };
+    for (const auto& c : cases) {
+        std::string error;
+        EXPECT_FALSE(SimulatedTree::fromFixture(c.text, &error)) << c.text;
+        EXPECT_EQ(error, c.error) << c.text;
+    }
+}
+
+TEST(SimulatedTree, HitTestFindsTheDeepestElementOfTheTopmostBranch) {
+    auto tree = parse(R"(
+AXApplication
+  AXWindow frame=0,0,1000,800
+    AXGroup frame=0,0,300,800
+      AXPopUpButton description="control" frame=20,700,32,32
+        AXImage description="icon" frame=24,704,24,24
+      AXGroup description="frameless"
+        AXButton description="inside frameless" frame=100,100,10,10
+      AXButton description="hidden" frame=200,200,10,10 hidden=true
+    AXGroup description="overlay" frame=0,690,100,50
+  AXGroup description="offscreen" frame=5000,5000,10,10
+    @2
+)");
+    auto hit = [&](Point point) -> std::string {
+        const auto node = tree.hitTest(point);
+        if (!node) {
+            return "none";
+        }
+        return tree.text(*node, ax::description).value_or(tree.role(*node));
+    };
+    EXPECT_EQ(hit({30, 710}), "overlay");
+    tree.remove(*tree.findByRole("AXGroup", "overlay"));
+    EXPECT_EQ(hit({30, 710}), "icon");
+    EXPECT_EQ(hit({21, 701}), "control");
+    EXPECT_EQ(hit({105, 105}), "inside frameless");
+    EXPECT_EQ(hit({205, 205}), "AXGroup");  // the hidden button is not hit
+    EXPECT_EQ(hit({900, 10}), "AXWindow");
+    EXPECT_EQ(hit({-1, -1}), "none");
+}
+
+TEST(SimulatedTree, RemovedElementsStayInvalidAndLinksDoNotOwn) {
+    SimulatedAccessibility ax;
+    auto& tree = ax.tree();
+    const auto window = tree.add(tree.root(), "AXWindow");
+    const auto menu = tree.add(window, "AXMenu");
+    const auto item = tree.add(menu, "AXMenuItem");
+    tree.link(menu, window);  // a cycle; removing the menu must not take the window
+    const auto stale = tree.element(item);
+    tree.remove(menu);
+    EXPECT_TRUE(tree.contains(window));
+    EXPECT_FALSE(tree.contains(item));
+    EXPECT_EQ(ax.copyAttributeValue(stale, ax::role).error, ax::invalidUIElement);
+    const auto reopened = tree.add(window, "AXMenu");
+    EXPECT_NE(tree.element(reopened), tree.element(menu));
+    EXPECT_EQ(tree.element(reopened), tree.element(reopened));
+    EXPECT_EQ(tree.find([&](NodeId node) { return tree.role(node) == "AXMenuItem"; }),
+              std::nullopt);
+}
+
+TEST(SimulatedAccessibility, FaultsAndRoundTripCounting) {
+    SimulatedAccessibility ax(parse(fixture));
+    const auto app = ax.applicationElement(4242);
+    const auto window = ax.tree().findByRole("AXWindow");
+    const std::string_view attributes[] = {ax::role, ax::title, ax::children};
+
+    EXPECT_EQ(ax.copyAttributeValue(app, ax::children).error, ax::success);
+    const auto several = ax.copyMultipleAttributeValues(app, attributes);
+    ASSERT_EQ(several.size(), 3u);
+    EXPECT_EQ(several[1].value, AXValue(std::string("Codex")));
+    EXPECT_EQ(ax.elementAtPosition(app, {30, 710}).element,
+              ax.tree().element(*ax.tree().findByRole("AXPopUpButton")));
+    EXPECT_EQ(ax.roundTrips(), 3u);
+    EXPECT_EQ(ax.callCount(AXCall::copyMultipleAttributeValues), 1u);
+    EXPECT_EQ(ax.callCount(AXCall::applicationElement), 1u);
+
+    ax.failAttribute(ax::children, ax::cannotComplete, [&](NodeId node) { return node == window; });
+    EXPECT_EQ(ax.copyAttributeValue(ax.tree().element(*window), ax::children).error,
+              ax::cannotComplete);
+    EXPECT_EQ(ax.copyAttributeValue(app, ax::children).error, ax::success);
+    EXPECT_EQ(ax.copyMultipleAttributeValues(ax.tree().element(*window), attributes)[2].error,
+              ax::cannotComplete);
+
+    EXPECT_EQ(ax.elementAtPosition(ax.tree().element(*window), {30, 710}).error,
+              ax::illegalArgument);
+    EXPECT_EQ(ax.elementAtPosition(app, {-5, -5}).error, ax::noValue);
+    ax.elementAtPositionFails = ax::failure;
+    EXPECT_EQ(ax.elementAtPosition(app, {30, 710}).error, ax::failure);
+
+    EXPECT_EQ(ax.copyAttributeValue(ax.applicationElement(1), ax::role).error,
+              ax::invalidUIElement);
+    ax.everyCallFails = ax::cannotComplete;
+    EXPECT_EQ(ax.copyAttributeValue(app, ax::role).error, ax::cannotComplete);
+    ax.trusted = false;
+    EXPECT_EQ(ax.copyMultipleAttributeValues(app, attributes)[0].error, ax::apiDisabled);
+    EXPECT_FALSE(ax.isProcessTrusted(true));
+    EXPECT_EQ(ax.trustPrompts(), 1u);
+
+    VirtualTime time;
+    ax.setRoundTripCost(&time, 0.02);
+    ax.resetCallCounts();
+    ax.copyActionNames(app);
+    ax.isProcessTrusted(false);
+    EXPECT_EQ(ax.roundTrips(), 1u);
+    EXPECT_DOUBLE_EQ(time.monotonicSeconds(), 1000.02);
+}
+
+}  // namespace
+}  // namespace gaugely
