@@ -1,0 +1,31 @@
+#include "Meterlane/Posix/TerminalNotificationCenter.h"
+
+namespace gaugely {
+
+void TerminalNotificationCenter::getNotificationSettings(
+    std::function<void(NotificationAuthorizationStatus)> completion) {
+    if (completion) {
+        completion(NotificationAuthorizationStatus::authorized);
+    }
+}
+
+void TerminalNotificationCenter::requestAuthorization(
+    uint32_t /*options*/,
+    std::function<void(bool granted, std::optional<std::string> error)> completion) {
+    if (completion) {
+        completion(true, std::nullopt);
+    }
+}
+
+void TerminalNotificationCenter::add(
+    const NotificationRequest& request,
+    std::function<void(std::optional<std::string> error)> completion) {
+    out_ << "notification [" << request.identifier << "] " << request.title << ": " << request.body
+         << '\n';
+    out_.flush();
+    if (completion) {
+        completion(std::nullopt);
+    }
+}
+
+}  // namespace gaugely
