@@ -42,14 +42,6 @@ TEST(RefreshSnapshotStability, NeedsTheSameReadingTwiceAtLeastASettlingIntervalA
     }
 }
 
-TEST(RefreshSnapshotStability, AMissingReadingKeepsTheStartTime) {
-    RefreshSnapshotStability<int> stability;
-    stability.observe(1, 4.0);
-    stability.observe(std::nullopt, 5.0);
-    EXPECT_EQ(stability.candidate, std::nullopt);
-    EXPECT_EQ(stability.since, 4.0);
-}
-
 TEST(RefreshSnapshotStability, ComparesWholeSnapshots) {
     UsageSnapshot first;
     first.weekly = "40%";
@@ -90,15 +82,6 @@ TEST(RefreshSnapshotStability, AdvanceCommitsOnlyAStableValueAndGivesUpAtTheLimi
         EXPECT_EQ(outcome, c.expected) << c.name;
         EXPECT_EQ(commits, c.commits) << c.name;
     }
-}
-
-TEST(PlanSynchronizationState, PlanChangeRequiresAFreshSnapshot) {
-    PlanSynchronizationState state;
-    EXPECT_FALSE(state.requiresFreshSynchronization);
-    state.invalidateForPlanChange();
-    EXPECT_TRUE(state.requiresFreshSynchronization);
-    state.markFreshSnapshotCommitted();
-    EXPECT_FALSE(state.requiresFreshSynchronization);
 }
 
 TEST(PlanSynchronizationState, JsonHasOneRequiredKey) {

@@ -157,52 +157,12 @@ TEST(UsageSnapshotJson, SixStringKeysInOrder) {
     }
 }
 
-TEST(Enumerations, RawValuesRoundTripAndUnknownTextFails) {
-    EXPECT_EQ(allCases<CodexPlan>(),
-              (std::array{CodexPlan::freeGo, CodexPlan::plus, CodexPlan::pro}));
-    for (const CodexPlan plan : allCases<CodexPlan>()) {
-        EXPECT_EQ(fromRawValue<CodexPlan>(rawValue(plan)), plan);
-    }
-    for (const QuotaWindow window : allCases<QuotaWindow>()) {
-        EXPECT_EQ(fromRawValue<QuotaWindow>(rawValue(window)), window);
-    }
-    for (const QuotaSchema schema : allCases<QuotaSchema>()) {
-        EXPECT_EQ(fromRawValue<QuotaSchema>(rawValue(schema)), schema);
-    }
+TEST(Enumerations, UnknownRawValuesDoNotDecode) {
+    EXPECT_EQ(fromRawValue<CodexPlan>("freeGo"), CodexPlan::freeGo);
     EXPECT_EQ(fromRawValue<CodexPlan>("Plus"), std::nullopt);
     EXPECT_EQ(fromRawValue<CodexPlan>("team"), std::nullopt);
     EXPECT_EQ(fromRawValue<QuotaWindow>("daily"), std::nullopt);
     EXPECT_EQ(fromRawValue<QuotaSchema>(""), std::nullopt);
-    EXPECT_EQ(planWindowKey(rawValue(CodexPlan::plus), QuotaWindow::fiveHour), "plus.fiveHour");
-}
-
-TEST(PlanQuotaConfiguration, PlansTheirSchemasAndTitles) {
-    const struct {
-        CodexPlan plan;
-        PlanQuotaConfiguration configuration;
-        const char* weeklyTitle;
-        ProfileUsageReadStrategy strategy;
-    } cases[] = {
-        {CodexPlan::freeGo,
-         {QuotaSchema::monthlyOnly, QuotaReaderSupport::validated, true, true},
-         "Weekly",
-         ProfileUsageReadStrategy::expandUsageRemaining},
-        {CodexPlan::plus,
-         {QuotaSchema::dualWindow, QuotaReaderSupport::validated, true, true},
-         "Weekly",
-         ProfileUsageReadStrategy::expandUsageRemaining},
-        {CodexPlan::pro,
-         {QuotaSchema::proGeneralWeeklyPercentageOnly, QuotaReaderSupport::validated, true, false},
-         "General Weekly",
-         ProfileUsageReadStrategy::readDirectProfileUsagePercentage},
-    };
-    for (const auto& c : cases) {
-        const auto configuration = PlanQuotaConfiguration::configuration(c.plan);
-        EXPECT_EQ(configuration, c.configuration) << rawValue(c.plan);
-        EXPECT_EQ(configuration.lowUsageNotificationTitle(QuotaWindow::weekly), c.weeklyTitle);
-        EXPECT_EQ(configuration.lowUsageNotificationTitle(QuotaWindow::fiveHour), "5h");
-        EXPECT_EQ(profileUsageReadStrategy(c.plan), c.strategy);
-    }
 }
 
 }  // namespace
