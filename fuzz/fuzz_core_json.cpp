@@ -1,11 +1,15 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "LowUsageNotificationSupport/LowUsageAlertSettings.h"
+#include "LowUsageNotificationSupport/LowUsageThresholdState.h"
 #include "LowUsageNotificationSupport/MonthlyUsageMenuParser.h"
 #include "LowUsageNotificationSupport/PersistedPlanUsageSnapshots.h"
 #include "LowUsageNotificationSupport/PersistedUsageSnapshot.h"
 #include "LowUsageNotificationSupport/PlanSynchronizationState.h"
 #include "LowUsageNotificationSupport/ProProfileUsageMenuParser.h"
+#include "LowUsageNotificationSupport/QuotaResetState.h"
+#include "LowUsageNotificationSupport/ResetNotificationSettings.h"
 #include "LowUsageNotificationSupport/UsageSnapshot.h"
 #include "fuzz/FuzzLines.h"
 
@@ -33,5 +37,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     decode<PlanSynchronizationState>(*json);
     decode<PersistedUsageSnapshot>(*json);
     decode<PersistedPlanUsageSnapshots>(*json);
+    decode<LowUsageWindowAlertSettings>(*json);
+    decode<LowUsageAlertSettings>(*json);
+    decode<LowUsageWindowAlertState>(*json);
+    decode<LowUsageThresholdState>(*json);
+    decode<QuotaResetWindowState>(*json);
+    decode<QuotaResetState>(*json);
+    decode<ResetNotificationSettings>(*json);
     return 0;
 }
