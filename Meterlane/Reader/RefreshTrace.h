@@ -16,6 +16,7 @@ struct RefreshTrace {
     std::string identifier;
     RefreshRunKind kind = RefreshRunKind::manual;
     double requestedAt = 0;  // monotonic seconds
+    // Stage lines already logged, with their details.
     std::vector<std::string> recordedStages;
 };
 

@@ -10,6 +10,9 @@ UsageReader::UsageReader(ReaderEnvironment environment)
       search_(env_.accessibility, env_.workspace),
       lowUsageNotificationState_(env_.preferences),
       quotaResetNotificationState_(env_.preferences),
+      notificationDispatcher_(UsageNotificationDispatcher::create(
+          env_.notificationCenter, env_.mainQueue,
+          env_.makeUUID ? UUIDSource(env_.makeUUID) : UUIDSource(&randomUUIDString))),
       alive_(std::make_shared<UsageReader*>(this)) {
     restoreRefreshSettings();
     refreshPermission(false);
@@ -53,15 +56,6 @@ void UsageReader::notifyObservers() {
     for (const auto& [id, handler] : observers) {
         handler();
     }
-}
-
-template <class T>
-void UsageReader::publish(T& field, T value) {
-    if (field == value) {
-        return;
-    }
-    field = std::move(value);
-    notifyObservers();
 }
 
 void UsageReader::setStatusMessage(std::optional<std::string> message) {
@@ -199,15 +193,22 @@ void UsageReader::recordRefreshStage(std::string_view stage,
     if (!refreshTrace_) {
         return;
     }
-    std::string line = "Refresh [" + refreshTrace_->identifier + "] " +
-                       std::string(rawValue(refreshTrace_->kind)) + ": " + std::string(stage);
+    std::string entry(stage);
     if (detail) {
-        line += " — ";
-        line += *detail;
+        entry += " — ";
+        entry += *detail;
     }
-    line += " at " + std::to_string(elapsedMilliseconds()) + " ms";
-    refreshTrace_->recordedStages.emplace_back(stage);
-    env_.log.write(logSubsystem, refreshLogCategory, LogLevel::info, line);
+    // A polling step passes the same stage on every attempt; the trail keeps the first of each,
+    // so it stays one screen long and a new detail still shows.
+    auto& recorded = refreshTrace_->recordedStages;
+    if (std::find(recorded.begin(), recorded.end(), entry) != recorded.end()) {
+        return;
+    }
+    env_.log.write(logSubsystem, refreshLogCategory, LogLevel::info,
+                   "Refresh [" + refreshTrace_->identifier + "] " +
+                       std::string(rawValue(refreshTrace_->kind)) + ": " + entry + " at " +
+                       std::to_string(elapsedMilliseconds()) + " ms");
+    recorded.push_back(std::move(entry));
 }
 
 void UsageReader::recordRefreshTiming(std::string_view mark) {

@@ -23,11 +23,13 @@
 #include "LowUsageNotificationSupport/UsageSnapshotPresentationState.h"
 #include "Meterlane/Notifications/LowUsageNotificationStateStore.h"
 #include "Meterlane/Notifications/QuotaResetNotificationStateStore.h"
+#include "Meterlane/Notifications/UsageNotificationDispatcher.h"
 #include "Meterlane/Platform/Accessibility.h"
 #include "Meterlane/Platform/Input.h"
 #include "Meterlane/Platform/Log.h"
 #include "Meterlane/Platform/MainQueue.h"
 #include "Meterlane/Platform/Preferences.h"
+#include "Meterlane/Platform/UserNotificationCenter.h"
 #include "Meterlane/Platform/Workspace.h"
 #include "Meterlane/Reader/CodexElementSearch.h"
 #include "Meterlane/Reader/RealInputMonitor.h"
@@ -44,6 +46,7 @@ struct ReaderEnvironment {
     Clock& clock;
     Log& log;
     Preferences& preferences;
+    UserNotificationCenter& notificationCenter;
     // The text form of a new random UUID.
     std::function<std::string()> makeUUID;
 };
@@ -120,11 +123,7 @@ class UsageReader {
     void setLowUsageAlertRepeat(LowUsageAlertRepeat repeat, QuotaWindow window);
     void setResetNotificationsEnabled(bool enabled);
 
-    // Crossings and recoveries of a committed snapshot go here (the notification dispatcher).
-    using LowUsageDelivery = std::function<void(const std::vector<LowUsageThresholdCrossing>&,
-                                                const PlanQuotaConfiguration&)>;
-    using ResetDelivery = std::function<void(const std::vector<QuotaResetRecovery>&)>;
-    void setNotificationDelivery(LowUsageDelivery lowUsage, ResetDelivery resets);
+    UsageNotificationDispatcher& notificationDispatcher() { return *notificationDispatcher_; }
 
     // The scheduler's tick; also run at start and after wake.
     void evaluateAutomaticRefresh();
@@ -231,7 +230,13 @@ class UsageReader {
 
     // Publishing.
     template <class T>
-    void publish(T& field, T value);
+    void publish(T& field, T value) {
+        if (field == value) {
+            return;
+        }
+        field = std::move(value);
+        notifyObservers();
+    }
     void notifyObservers();
     void setStatusMessage(std::optional<std::string> message);
 
@@ -273,8 +278,7 @@ class UsageReader {
     PersistedPlanUsageSnapshots persistedPlanSnapshots_;
     LowUsageNotificationStateStore lowUsageNotificationState_;
     QuotaResetNotificationStateStore quotaResetNotificationState_;
-    LowUsageDelivery deliverLowUsage_;
-    ResetDelivery deliverResets_;
+    std::shared_ptr<UsageNotificationDispatcher> notificationDispatcher_;
     bool updateRefreshGate_ = false;
 
     // The run in progress.

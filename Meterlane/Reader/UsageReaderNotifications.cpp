@@ -5,11 +5,6 @@
 
 namespace gaugely {
 
-void UsageReader::setNotificationDelivery(LowUsageDelivery lowUsage, ResetDelivery resets) {
-    deliverLowUsage_ = std::move(lowUsage);
-    deliverResets_ = std::move(resets);
-}
-
 void UsageReader::restoreNotificationSettings() {
     Preferences& defaults = env_.preferences;
     if (const auto data = defaults.dataValue(defaultsKey::lowUsageAlertSettings)) {
@@ -115,18 +110,14 @@ void UsageReader::snapshotCommitted(Date committedAt) {
     const auto percentages = quotaPercentages(snapshot_, configuration.schema);
     const auto crossings = lowUsageNotificationState_.recordCommittedPercentages(
         rawValue(plan), percentages, lowUsageAlertSettings_, committedAt);
-    if (!crossings.empty() && deliverLowUsage_) {
-        deliverLowUsage_(crossings, configuration);
-    }
+    notificationDispatcher_->deliverLowUsage(crossings, configuration);
     // A reading without reset times cannot tell a reset from a refill.
     if (!configuration.supportsResetNotifications) {
         return;
     }
     const auto recoveries = quotaResetNotificationState_.recordCommittedPercentages(
         rawValue(plan), percentages, resetNotificationSettings_);
-    if (!recoveries.empty() && deliverResets_) {
-        deliverResets_(recoveries);
-    }
+    notificationDispatcher_->deliverResets(recoveries);
 }
 
 }  // namespace gaugely

@@ -1,0 +1,68 @@
+#pragma once
+
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Meterlane/Reader/UsageReader.h"
+#include "Meterlane/Simulation/FakeInput.h"
+#include "Meterlane/Simulation/FakeUserNotificationCenter.h"
+#include "Meterlane/Simulation/FakeWorkspace.h"
+#include "Meterlane/Simulation/MemoryLog.h"
+#include "Meterlane/Simulation/MemoryPreferences.h"
+#include "Meterlane/Simulation/SimulatedCodex.h"
+#include "Meterlane/Simulation/VirtualTime.h"
+
+namespace gaugely {
+
+// A reader wired to a simulated Codex in virtual time, with deterministic trace identifiers.
+struct ReaderWorld {
+    VirtualTime time;
+    MemoryLog log;
+    FakeWorkspace workspace{time};
+    FakeInput input{time};
+    SimulatedCodex codex;
+    MemoryPreferences preferences;
+    FakeUserNotificationCenter notifications{time};
+    int uuids = 0;
+    std::unique_ptr<UsageReader> reader;
+
+    explicit ReaderWorld(CodexPlan plan = CodexPlan::plus, CodexTreeShape shape = {})
+        : codex(time, workspace, input, plan, shape) {
+        codex.bringToFront();
+        // Codex closes its menu well within the reader's 50 ms look after Escape.
+        codex.behaviour.escapeCloseDelay = 0.02;
+        input.setLastInputSecondsAgo(60);
+    }
+
+    ReaderEnvironment environment() {
+        return ReaderEnvironment{
+            codex, input, workspace, time, time, log, preferences, notifications, [this] {
+                char text[40];
+                std::snprintf(text, sizeof text, "%08X-0000-4000-8000-000000000000", ++uuids);
+                return std::string(text);
+            }};
+    }
+
+    // A reader with its plan chosen and automatic refresh off unless a test wants it.
+    UsageReader& makeReader(std::optional<CodexPlan> plan = CodexPlan::plus,
+                            bool automaticRefresh = false) {
+        reader = std::make_unique<UsageReader>(environment());
+        if (plan) {
+            reader->setCodexPlan(*plan);
+        }
+        reader->setAutomaticRefreshEnabled(automaticRefresh);
+        log.clear();
+        return *reader;
+    }
+
+    // Runs the queue until the reader is idle again (the scheduler's tick never stops by itself).
+    void runUntilRunEnds(double timeout = 60) {
+        time.runUntil([this] { return !reader->automationInProgress(); }, timeout);
+    }
+
+    std::vector<std::string> refreshLines() const { return log.lines("refresh"); }
+};
+
+}  // namespace gaugely
