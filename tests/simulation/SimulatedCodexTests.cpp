@@ -1,0 +1,320 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "Meterlane/Simulation/Simulation.h"
+
+namespace gaugely {
+namespace {
+
+using Texts = std::vector<std::string>;
+
+constexpr uint64_t marker = 0x4D4C4D4F4E49544F;
+constexpr uint16_t down = 125;
+constexpr uint16_t enter = 36;
+constexpr uint16_t escape = 53;
+
+// What the reader does, in the reader's terms: a marked click at a point, marked key presses.
+void click(Simulation& sim, Point point) {
+    for (auto type :
+         {InputEventType::mouseMoved, InputEventType::leftMouseDown, InputEventType::leftMouseUp}) {
+        sim.input.postMouseEvent(type, point, marker);
+    }
+}
+
+Point centre(const Rect& frame) {
+    return {frame.minX() + frame.size.width / 2, frame.minY() + frame.size.height / 2};
+}
+
+void clickControl(Simulation& sim) {
+    click(sim, centre(*sim.codex.tree().frame(*sim.codex.controlNode())));
+}
+
+void press(Simulation& sim, uint16_t key, int times = 1) {
+    for (int i = 0; i < times; ++i) {
+        sim.input.postKeyPress(key, marker);
+    }
+}
+
+TEST(SimulatedCodex, ClickFocusExpandAndCloseAsCodexDoes) {
+    Simulation sim;
+    auto& codex = sim.codex;
+    const auto control = codex.controlElement();
+    EXPECT_EQ(codex.copyAttributeValue(control, ax::expanded).value, AXValue(false));
+
+    clickControl(sim);
+    sim.time.advance(0.12);
+    EXPECT_FALSE(codex.menuIsOpen());  // input latency + open delay
+    sim.time.advance(0.01);
+    ASSERT_TRUE(codex.menuIsOpen());
+    EXPECT_EQ(codex.copyAttributeValue(control, ax::expanded).value, AXValue(true));
+    EXPECT_EQ(codex.tree().parent(*codex.menuNode()), codex.tree().findByRole("AXWindow"));
+    EXPECT_EQ(codex.menuTexts(), (Texts{"Settings", "Usage remaining", "Help", "Log out"}));
+    const auto menu = codex.menuElement();
+    EXPECT_EQ(codex.copyAttributeValue(menu, ax::title).value,
+              AXValue(std::string("Open profile menu")));
+
+    // Items are stacked top to bottom above the control, and can be pressed.
+    const auto items = codex.tree().children(*codex.menuNode());
+    for (std::size_t i = 1; i < items.size(); ++i) {
+        EXPECT_EQ(codex.tree().frame(items[i])->minY(), codex.tree().frame(items[i - 1])->maxY());
+    }
+    EXPECT_LE(codex.tree().frame(*codex.menuNode())->maxY(), 700);
+    EXPECT_EQ(codex.copyActionNames(codex.tree().element(items[1]))->front(), "AXPress");
+
+    press(sim, down, 2);
+    sim.time.advance(0.01);
+    EXPECT_EQ(codex.focusedItem(), "Usage remaining");
+    press(sim, enter);
+    sim.time.advance(0.08);
+    EXPECT_FALSE(codex.usageIsExpanded());
+    sim.time.advance(0.01);
+    EXPECT_EQ(codex.menuTexts(),
+              (Texts{"Settings", "Usage remaining", "5h", "72% left", "Resets 3:45 PM", "Weekly",
+                     "40% left", "Resets Sep 12", "Help", "Log out"}));
+    EXPECT_EQ(codex.tree().role(codex.tree().children(*codex.menuNode())[2]), "AXStaticText");
+
+    press(sim, escape);
+    sim.time.runUntilIdle();
+    EXPECT_FALSE(codex.menuIsOpen());
+    EXPECT_EQ(codex.copyAttributeValue(control, ax::expanded).value, AXValue(false));
+    EXPECT_EQ(codex.copyAttributeValue(menu, ax::role).error, ax::invalidUIElement);
+    EXPECT_TRUE(codex.pressedItems().empty());
+    EXPECT_EQ(codex.menuOpenings(), 1u);
+    EXPECT_EQ(codex.menuClosings(), 1u);
+}
+
+TEST(SimulatedCodex, EachPlanShowsItsOwnUsage) {
+    const struct {
+        CodexPlan plan;
+        int downs;
+        Texts texts;
+    } cases[] = {
+        {CodexPlan::plus,
+         2,
+         {"Settings", "Usage remaining", "5h", "72% left", "Resets 3:45 PM", "Weekly", "40% left",
+          "Resets Sep 12", "Help", "Log out"}},
+        {CodexPlan::freeGo,
+         2,
+         {"Settings", "Usage remaining", "Monthly", "85% left", "Resets Oct 3", "Help", "Log out"}},
+        // Pro reads the title directly; Return on it is an ordinary press that closes the menu.
+        {CodexPlan::pro, 0, {"Settings", "Weekly limit 40% left", "Help", "Log out"}},
+    };
+    for (const auto& c : cases) {
+        Simulation sim(c.plan);
+        clickControl(sim);
+        sim.time.advance(1);  // keys before the menu is there go nowhere
+        press(sim, down, c.downs);
+        if (c.downs > 0) {
+            press(sim, enter);
+        }
+        sim.time.advance(1);
+        EXPECT_EQ(sim.codex.menuTexts(), c.texts) << rawValue(c.plan);
+    }
+}
+
+TEST(SimulatedCodex, FocusClampsAndOtherItemsArePressed) {
+    Simulation sim;
+    clickControl(sim);
+    sim.time.advance(1);
+    press(sim, down, 9);
+    sim.time.advance(1);
+    EXPECT_EQ(sim.codex.focusedItem(), "Log out");
+    press(sim, 126);  // up
+    sim.time.advance(1);
+    EXPECT_EQ(sim.codex.focusedItem(), "Help");
+    press(sim, enter);
+    sim.time.advance(1);
+    EXPECT_EQ(sim.codex.pressedItems(), Texts{"Help"});
+    EXPECT_FALSE(sim.codex.menuIsOpen());
+
+    // A click on the control toggles; a click elsewhere closes.
+    for (const Point elsewhere : {Point{700, 300}, Point{-50, -50}}) {
+        clickControl(sim);
+        sim.time.advance(1);
+        ASSERT_TRUE(sim.codex.menuIsOpen());
+        click(sim, elsewhere);
+        sim.time.advance(1);
+        EXPECT_FALSE(sim.codex.menuIsOpen());
+    }
+    clickControl(sim);
+    sim.time.advance(1);
+    clickControl(sim);
+    sim.time.advance(1);
+    EXPECT_FALSE(sim.codex.menuIsOpen());
+    EXPECT_EQ(sim.codex.menuOpenings(), 4u);
+}
+
+TEST(SimulatedCodex, FaultKnobs) {
+    const struct {
+        const char* name;
+        std::function<void(Simulation&)> setUp;
+        bool menuOpenAfterClick;
+        bool closedAfterEscape;
+    } cases[] = {
+        {"ordinary", [](Simulation&) {}, true, true},
+        {"menu opens late", [](Simulation& sim) { sim.codex.behaviour.menuOpenDelay = 3; }, false,
+         true},
+        {"menu never opens", [](Simulation& sim) { sim.codex.behaviour.menuOpenDelay.reset(); },
+         false, true},
+        {"escape ignored", [](Simulation& sim) { sim.codex.behaviour.escapeCloseDelay.reset(); },
+         true, false},
+        {"not frontmost", [](Simulation& sim) { sim.bringFinderToFront(); }, false, true},
+        {"control occluded", [](Simulation& sim) { sim.codex.setControlOccluded(true); }, false,
+         true},
+        {"opened in the application",
+         [](Simulation& sim) { sim.codex.behaviour.menuPlacement = MenuPlacement::application; },
+         true, true},
+    };
+    for (const auto& c : cases) {
+        Simulation sim;
+        c.setUp(sim);
+        clickControl(sim);
+        sim.time.advance(2.3);
+        EXPECT_EQ(sim.codex.menuIsOpen(), c.menuOpenAfterClick) << c.name;
+        sim.codex.openMenuAsUser(false);
+        press(sim, escape);
+        sim.time.advance(0.5);  // before the late menu of the second case turns up
+        if (sim.workspace.frontmostPid() == sim.codex.pid()) {
+            EXPECT_EQ(!sim.codex.menuIsOpen(), c.closedAfterEscape) << c.name;
+        } else {
+            EXPECT_TRUE(sim.codex.menuIsOpen()) << c.name << ": keys reached a background app";
+        }
+    }
+
+    Simulation sim;
+    sim.codex.setControlOccluded(true);
+    const auto app = sim.codex.applicationElement(sim.codex.pid());
+    const auto controlFrame = *sim.codex.tree().frame(*sim.codex.controlNode());
+    const auto hit = sim.codex.elementAtPosition(app, centre(controlFrame));
+    ASSERT_EQ(hit.error, ax::success);
+    EXPECT_NE(hit.element, sim.codex.controlElement());
+    const auto hitNode = *sim.codex.tree().node(hit.element);
+    EXPECT_FALSE(controlFrame.contains(*sim.codex.tree().frame(hitNode)));
+    sim.codex.setControlOccluded(false);
+    // The avatar inside the control takes the hit now.
+    EXPECT_EQ(sim.codex.tree().parent(*sim.codex.tree().node(
+                  sim.codex.elementAtPosition(app, centre(controlFrame)).element)),
+              sim.codex.controlNode());
+
+    sim.codex.setControlFrame(Rect{{20, 700}, {0, 32}});
+    EXPECT_EQ(sim.codex.copyAttributeValue(sim.codex.controlElement(), ax::size).value,
+              AXValue(Size{0, 32}));
+}
+
+TEST(SimulatedCodex, UserOpenedMenuAndSettlingValues) {
+    Simulation sim;
+    sim.codex.openMenuAsUser(true);
+    EXPECT_TRUE(sim.codex.usageIsExpanded());
+    EXPECT_EQ(sim.codex.focusedItem(), std::nullopt);
+    EXPECT_EQ(sim.codex.menuTexts().size(), 10u);
+    sim.codex.setUsage({.fiveHourPercentLeft = 9, .fiveHourReset = "4:10\u202FPM"});
+    EXPECT_EQ(sim.codex.menuTexts()[3], "9% left");
+    EXPECT_EQ(sim.codex.menuTexts()[4], "Resets 4:10\u202FPM");
+    sim.codex.setUsageRows(Texts{"Weekly", "40% left", "5h", "72% left"});
+    EXPECT_EQ(sim.codex.menuTexts(), (Texts{"Settings", "Usage remaining", "Weekly", "40% left",
+                                            "5h", "72% left", "Help", "Log out"}));
+
+    const struct {
+        UnsettledRows style;
+        Texts first;
+        Texts second;
+    } cases[] = {
+        {UnsettledRows::placeholder,
+         {"5h", "--% left", "Resets --", "Weekly", "--% left", "Resets --"},
+         {"5h", "72% left", "Resets --", "Weekly", "--% left", "Resets --"}},
+        {UnsettledRows::missing, {"5h", "Weekly"}, {"5h", "72% left", "Weekly"}},
+    };
+    for (const auto& c : cases) {
+        Simulation settling;
+        settling.codex.behaviour.rowSettleDelay = 0.2;
+        settling.codex.behaviour.unsettledRows = c.style;
+        clickControl(settling);
+        settling.time.advance(1);
+        press(settling, down, 2);
+        press(settling, enter);
+        ASSERT_TRUE(settling.time.runUntil([&] { return settling.codex.usageIsExpanded(); }, 1));
+        auto rows = [&] {
+            auto texts = settling.codex.menuTexts();
+            return Texts(texts.begin() + 2, texts.end() - 2);
+        };
+        EXPECT_EQ(rows(), c.first);
+        settling.time.advance(0.2);
+        EXPECT_EQ(rows(), c.second);
+        settling.time.advance(0.7);
+        EXPECT_EQ(rows(), usageRows(CodexPlan::plus, CodexUsage{}));
+    }
+}
+
+TEST(SimulatedCodex, QuitAndRelaunch) {
+    Simulation sim;
+    const auto oldApp = sim.codex.applicationElement(sim.codex.pid());
+    const auto oldPid = sim.codex.pid();
+    clickControl(sim);
+    sim.codex.quit();
+    sim.time.runUntilIdle();
+    EXPECT_FALSE(sim.codex.menuIsOpen());
+    EXPECT_EQ(sim.codex.copyAttributeValue(oldApp, ax::role).error, ax::invalidUIElement);
+    EXPECT_EQ(sim.workspace.runningApplications().size(), 1u);
+    EXPECT_EQ(sim.workspace.frontmostApplication(), std::nullopt);
+
+    sim.codex.launch();
+    EXPECT_NE(sim.codex.pid(), oldPid);
+    EXPECT_EQ(sim.workspace.frontmostApplication()->bundleIdentifier, "com.openai.codex");
+    EXPECT_EQ(sim.codex.copyAttributeValue(oldApp, ax::role).error, ax::invalidUIElement);
+    const auto app = sim.codex.applicationElement(sim.codex.pid());
+    EXPECT_EQ(sim.codex.copyAttributeValue(app, ax::role).value,
+              AXValue(std::string("AXApplication")));
+}
+
+TEST(SimulatedCodex, TreeShapes) {
+    const struct {
+        const char* name;
+        CodexTreeShape shape;
+        std::size_t minimumElements;
+    } cases[] = {
+        {"default", {}, 2000},
+        {"huge", {.webContentElements = 2600}, 2600},
+        {"deep", {.webContentElements = 10, .deepChainDepth = 5000}, 5010},
+        {"cyclic", {.webContentElements = 10, .cyclic = true}, 10},
+        {"bare", {.webContentElements = 0, .menuBar = false}, 0},
+    };
+    for (const auto& c : cases) {
+        Simulation sim(CodexPlan::plus, c.shape);
+        const auto& tree = sim.codex.tree();
+        EXPECT_GE(tree.size(), c.minimumElements) << c.name;
+        // Walks end in a cyclic or deep tree, and the profile control is the only one.
+        std::size_t profileControls = 0;
+        tree.find([&](NodeId node) {
+            profileControls += tree.role(node) == "AXPopUpButton" &&
+                               tree.text(node, ax::description) == "Open profile menu";
+            return false;
+        });
+        EXPECT_EQ(profileControls, 1u) << c.name;
+        clickControl(sim);
+        sim.time.advance(1);
+        EXPECT_TRUE(sim.codex.menuIsOpen()) << c.name;
+    }
+    // The default content sits well inside the reader's 2,500-element walks.
+    Simulation sim;
+    EXPECT_LT(sim.codex.tree().size(), 2200u);
+}
+
+TEST(SimulatedCodex, FixtureTreesReactToo) {
+    Simulation sim;
+    auto tree = SimulatedTree::fromFixture(R"(
+AXApplication
+  AXWindow frame=0,0,400,400
+    AXPopUpButton description="Open profile menu" frame=10,300,20,20 expanded=false
+)");
+    ASSERT_TRUE(tree);
+    sim.codex.loadTree(std::move(*tree));
+    click(sim, {20, 310});
+    sim.time.advance(1);
+    EXPECT_EQ(sim.codex.menuTexts(), (Texts{"Settings", "Usage remaining", "Help", "Log out"}));
+    EXPECT_EQ(sim.codex.tree().flag(*sim.codex.controlNode(), ax::expanded), true);
+}
+
+}  // namespace
+}  // namespace gaugely
