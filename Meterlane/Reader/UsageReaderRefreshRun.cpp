@@ -233,7 +233,11 @@ void UsageReader::hitTestAndClickProfileControl(const RunningApplication& codex)
         }
         return;
     }
-    if (inspection.presence == RefreshMenuPresence::uncertain) {
+    // A run that could not tell at its start whether the user had a menu open never types, even
+    // if the menu looks closed now: it cannot know the menu it would close is its own.
+    const bool uncertainAtStart = refreshUIState_ && refreshUIState_->profileMenuPresenceAtStart ==
+                                                         RefreshMenuPresence::uncertain;
+    if (inspection.presence == RefreshMenuPresence::uncertain || uncertainAtStart) {
         endRunThroughRestoration(codex,
                                  "Refresh deferred — Codex profile menu state is uncertain.");
         return;
@@ -352,7 +356,12 @@ void UsageReader::retryUsageKeyboardReadiness(const RunningApplication& codex, i
     if (attempt > 0 && !automaticSyntheticInputMayContinue()) {
         return;
     }
-    const AXElement menu = search_.profileMenuElement(applicationElement(codex));
+    // The menu our click opened stays the same element while it is open; reading it directly
+    // spares a walk of Codex's whole window on every poll.
+    AXElement menu = refreshUIState_ ? refreshUIState_->openedMenu : AXElement();
+    if (!menu) {
+        menu = search_.profileMenuElement(applicationElement(codex));
+    }
     const std::vector<AXElement> items = menu ? search_.menuItems(menu) : std::vector<AXElement>{};
     std::optional<size_t> usageIndex;
     if (!items.empty()) {

@@ -171,6 +171,10 @@ void UsageReader::setAutomaticRefreshEnabled(bool enabled) {
     publish(automaticRefreshEnabled_, enabled);
     env_.preferences.setBool(defaultsKey::automaticRefreshEnabled, enabled);
     if (!enabled) {
+        if (activeRefreshIsAutomatic_) {
+            // The run in progress ends in the log as it would at its next countdown tick.
+            deferForAutomaticRefreshSwitchedOff();
+        }
         stopAutomaticRefreshIfNeeded();
         clearAutomaticRefreshSchedule();
         setStatusMessage(std::nullopt);

@@ -63,6 +63,28 @@ struct ReaderWorld {
     }
 
     std::vector<std::string> refreshLines() const { return log.lines("refresh"); }
+
+    // The run's last line: "final outcome …" without the trace identifier and elapsed time.
+    std::string finalOutcome() const {
+        for (auto line = log.entries().rbegin(); line != log.entries().rend(); ++line) {
+            const auto at = line->line.find("final outcome ");
+            if (at != std::string::npos) {
+                const auto end = line->line.rfind(" at ");
+                return line->line.substr(at + 14, end == std::string::npos ? end : end - at - 14);
+            }
+        }
+        return {};
+    }
+
+    std::size_t postedMouseEvents() const {
+        std::size_t count = 0;
+        for (const auto& event : input.postedEvents()) {
+            if (event.type != InputEventType::keyDown && event.type != InputEventType::keyUp) {
+                ++count;
+            }
+        }
+        return count;
+    }
 };
 
 }  // namespace gaugely

@@ -1,22 +1,373 @@
 #include <gtest/gtest.h>
 
+#include "Meterlane/Reader/UserDefaultsKeys.h"
 #include "ReaderWorld.h"
 
 namespace gaugely {
 namespace {
 
-void print(const std::vector<std::string>& lines) {
-    for (const auto& l : lines)
-        std::printf("%s\n", l.c_str());
+using Keys = std::vector<uint16_t>;
+constexpr uint16_t down = 125;
+constexpr uint16_t returnKey = 36;
+constexpr uint16_t escape = 53;
+
+TEST(RefreshRun, ManualRunCommitsEveryPlanAndClosesOnlyItsOwnMenu) {
+    const struct {
+        CodexPlan plan;
+        UsageSnapshot expected;
+        Keys keys;
+    } cases[] = {
+        {CodexPlan::plus,
+         {"72%", "3:45 PM", "40%", "Sep 12", "Not Found", "Not Found"},
+         {down, down, returnKey, escape}},
+        {CodexPlan::freeGo,
+         {"Not Found", "Not Found", "Not Found", "Not Found", "85%", "Oct 3"},
+         {down, down, returnKey, escape}},
+        // Pro reads the percentage from the item titles: nothing to expand.
+        {CodexPlan::pro,
+         {"Not Found", "Not Found", "40%", "Not Found", "Not Found", "Not Found"},
+         {escape}},
+    };
+    for (const auto& c : cases) {
+        ReaderWorld world(c.plan);
+        UsageReader& reader = world.makeReader(c.plan);
+        reader.beginReadCountdown(false);
+        world.runUntilRunEnds();
+        const std::string plan(rawValue(c.plan));
+        EXPECT_EQ(reader.snapshot(), c.expected) << plan;
+        EXPECT_EQ(reader.activeSnapshotPlan(), c.plan) << plan;
+        EXPECT_EQ(world.input.postedKeyPresses(), c.keys) << plan;
+        EXPECT_EQ(world.postedMouseEvents(), 3u) << plan;  // moved, down, up
+        EXPECT_FALSE(world.codex.menuIsOpen()) << plan;
+        EXPECT_TRUE(world.codex.pressedItems().empty()) << plan;
+        EXPECT_EQ(world.finalOutcome(), "success — snapshot committed; cleanup closed") << plan;
+        EXPECT_EQ(reader.lastRefreshOutcome(), RefreshRunOutcome::committed()) << plan;
+        EXPECT_FALSE(reader.automationInProgress()) << plan;
+        EXPECT_EQ(reader.statusMessage(), std::nullopt) << plan;
+        EXPECT_TRUE(world.preferences.dataValue(defaultsKey::planSpecificUsageSnapshots)) << plan;
+    }
 }
 
-TEST(RefreshRun, ManualPlusCommits) {
+TEST(RefreshRun, ManualPlusTraceReadsWordForWord) {
     ReaderWorld world(CodexPlan::plus);
     UsageReader& reader = world.makeReader(CodexPlan::plus);
     reader.beginReadCountdown(false);
     world.runUntilRunEnds();
-    print(world.log.lines());
+    const std::vector<std::string> expected{
+        "Refresh [00000001] manual: refresh requested at 0 ms",
+        "Refresh [00000001] manual: eligibility and safety evaluation passed — menu presence: "
+        "closed at 0 ms",
+        "Refresh timing: refresh requested at 0 ms",
+        "Refresh [00000001] manual: target app resolved at 399 ms",
+        "Refresh [00000001] manual: target menu inspection — presence closed; traversal complete "
+        "at 399 ms",
+        "Refresh [00000001] manual: profile control found at 399 ms",
+        "Refresh [00000001] manual: profile control open action attempted at 399 ms",
+        "Refresh timing: Profile click issued at 399 ms",
+        "Refresh [00000001] manual: profile menu became readable at 549 ms",
+        "Refresh timing: Profile menu first detected as open at 549 ms",
+        "Refresh timing: Profile Accessibility menu structure available at 549 ms",
+        "Refresh timing: Usage remaining item discoverable at 549 ms",
+        "Refresh timing: Usage remaining item focused at 599 ms",
+        "Refresh timing: Return expansion action issued at 599 ms",
+        "Refresh timing: Usage remaining expanded at 699 ms",
+        "Refresh [00000001] manual: menu became readable or timed out at 699 ms",
+        "Refresh [00000001] manual: usage row found/not found — found at 699 ms",
+        "Refresh [00000001] manual: percentage parsed/not parsed — parsed at 699 ms",
+        "Refresh [00000001] manual: reset data parsed/not parsed — parsed at 699 ms",
+        "Refresh [00000001] manual: stable-read confirmation — waiting for a second matching value "
+        "at 699 ms",
+        "Refresh [00000001] manual: snapshot validated and committed at 949 ms",
+        "Refresh [00000001] manual: snapshot committed at 949 ms",
+        "Refresh [00000001] manual: cleanup required/not required — required for refresh-owned "
+        "menu at 949 ms",
+        "Refresh [00000001] manual: cleanup result — closed at 999 ms",
+        "Refresh timing: Profile menu confirmed closed at 999 ms",
+        "Refresh cleanup completed; owned Codex profile menu restored to closed state",
+        "Refresh menu dwell: 449 ms",
+        "Refresh [00000001] manual: final outcome success — snapshot committed; cleanup closed at "
+        "999 ms",
+    };
+    EXPECT_EQ(world.refreshLines(), expected);
+    // Stage lines at info, timing marks at debug.
+    for (const auto& entry : world.log.entries()) {
+        if (entry.line.rfind("Refresh timing:", 0) == 0) {
+            EXPECT_EQ(entry.level, LogLevel::debug) << entry.line;
+        }
+    }
+}
+
+// An automatic run with the scheduler out of the way: the test asks for it directly.
+UsageReader& automaticReader(ReaderWorld& world) {
+    UsageReader& reader = world.makeReader(CodexPlan::plus, true);
+    return reader;
+}
+
+TEST(RefreshRun, AutomaticRunCountsDownTenSecondsBeforeItClicks) {
+    ReaderWorld world;
+    UsageReader& reader = automaticReader(world);
+    std::vector<int> countdown;
+    reader.addObserver([&] {
+        if (reader.countdown() && (countdown.empty() || countdown.back() != *reader.countdown())) {
+            countdown.push_back(*reader.countdown());
+        }
+    });
+    reader.beginReadCountdown(true);
+    EXPECT_EQ(reader.statusMessage(), "Inspecting account control in 10...");
+    world.time.advance(9.5);
+    EXPECT_EQ(reader.statusMessage(), "Inspecting account control in 1...");
+    EXPECT_TRUE(world.input.postedEvents().empty());
+    world.time.advance(0.95);  // 10 s, then Codex's 0.4 s activation wait
+    EXPECT_EQ(world.postedMouseEvents(), 3u);
+    world.runUntilRunEnds();
+    EXPECT_EQ(countdown, (std::vector<int>{10, 9, 8, 7, 6, 5, 4, 3, 2, 1}));
+    EXPECT_EQ(reader.snapshot().weekly, "40%");
+    EXPECT_TRUE(world.log.contains("Automatic refresh countdown started"));
+}
+
+TEST(RefreshRun, AutomaticCountdownDefersWheneverItsConditionsLapse) {
+    const struct {
+        const char* name;
+        std::function<void(ReaderWorld&)> meanwhile;
+        std::string status;
+    } cases[] = {
+        {"user typed 3 s ago", [](ReaderWorld& w) { w.input.setLastInputSecondsAgo(3); },
+         "Automatic refresh deferred while you are active."},
+        {"Codex left the front", [](ReaderWorld& w) { w.workspace.setFrontmost(std::nullopt); },
+         "Automatic refresh deferred — Codex is no longer frontmost."},
+        {"switched off", [](ReaderWorld& w) { w.reader->setAutomaticRefreshEnabled(false); },
+         "Inspecting account control in 6..."},
+    };
+    for (const auto& c : cases) {
+        ReaderWorld world;
+        UsageReader& reader = automaticReader(world);
+        reader.beginReadCountdown(true);
+        world.time.advance(4.5);
+        c.meanwhile(world);
+        // The next tick acts; later the scheduler's own tick may try again.
+        world.time.advance(1);
+        EXPECT_FALSE(reader.automationInProgress()) << c.name;
+        EXPECT_EQ(reader.countdown(), std::nullopt) << c.name;
+        EXPECT_TRUE(world.input.postedEvents().empty()) << c.name;
+        if (std::string(c.name) == "switched off") {
+            EXPECT_EQ(reader.lastRefreshOutcome(),
+                      RefreshRunOutcome::deferred("Automatic Refresh was turned off"));
+            continue;
+        }
+        EXPECT_EQ(reader.statusMessage(), c.status) << c.name;
+        EXPECT_EQ(reader.lastRefreshOutcome(), RefreshRunOutcome::deferred(c.status)) << c.name;
+        // It stays due, so the scheduler tries again at its next tick.
+        EXPECT_TRUE(reader.automaticRefreshIsPending()) << c.name;
+    }
+}
+
+TEST(RefreshRun, OwnSettingsWindowInFrontKeepsTheCountdownGoing) {
+    ReaderWorld world;
+    UsageReader& reader = automaticReader(world);
+    world.workspace.setFrontmost(std::nullopt);
+    world.workspace.setSettingsWindowIsKey(true);
+    reader.beginReadCountdown(true);
+    world.runUntilRunEnds();
+    EXPECT_EQ(reader.lastRefreshOutcome(), RefreshRunOutcome::committed());
+    EXPECT_EQ(world.workspace.activations().size(), 1u);
+}
+
+TEST(RefreshRun, MenuTheUserOpenedIsReadWhenExpandedAndNeverTypedInto) {
+    const struct {
+        bool expanded;
+        bool automatic;
+        std::string outcome;
+        std::string status;
+    } cases[] = {
+        {true, false, "success — snapshot committed; cleanup preservedUserOwnedMenu", ""},
+        {true, true, "success — snapshot committed; cleanup preservedUserOwnedMenu", ""},
+        {false, false, "deferred — Refresh deferred — close Codex profile menu and try again.",
+         "Refresh deferred — close Codex profile menu and try again."},
+        {false, true, "deferred — Automatic refresh deferred — Codex profile menu is open.",
+         "Automatic refresh deferred — Codex profile menu is open."},
+    };
+    for (const auto& c : cases) {
+        ReaderWorld world;
+        UsageReader& reader = c.automatic ? automaticReader(world) : world.makeReader();
+        world.codex.openMenuAsUser(c.expanded);
+        reader.beginReadCountdown(c.automatic);
+        world.runUntilRunEnds();
+        EXPECT_EQ(world.finalOutcome(), c.outcome);
+        EXPECT_TRUE(world.input.postedEvents().empty());
+        EXPECT_TRUE(world.codex.menuIsOpen());
+        EXPECT_EQ(reader.statusMessage().value_or(""), c.status);
+        EXPECT_EQ(reader.snapshot().fiveHour, c.expanded ? "72%" : "Not Found");
+    }
+}
+
+TEST(RefreshRun, FailuresEndTheRunWithTheirMessage) {
+    const struct {
+        const char* name;
+        std::function<void(ReaderWorld&)> fault;
+        std::string message;
+        std::size_t mouseEvents;
+    } cases[] = {
+        {"menu never appears", [](ReaderWorld& w) { w.codex.behaviour.menuOpenDelay.reset(); },
+         "Profile menu did not appear after synthetic click.", 3},
+        {"zero-size control",
+         [](ReaderWorld& w) {
+             w.codex.setControlFrame({{20, 700}, {0, 32}});
+         },
+         "Codex profile control has invalid bounds — click skipped.", 0},
+        {"occluded control", [](ReaderWorld& w) { w.codex.setControlOccluded(true); },
+         "Profile hit-test did not match — click skipped.", 0},
+        {"Codex not running", [](ReaderWorld& w) { w.codex.quit(); }, "Open Codex and try again.",
+         0},
+        {"Codex never comes to the front",
+         [](ReaderWorld& w) {
+             w.workspace.setFrontmost(std::nullopt);
+             w.workspace.activationDelay.reset();
+         },
+         "Codex did not become active.", 0},
+        {"Return does not expand", [](ReaderWorld& w) { w.codex.behaviour.expansionDelay.reset(); },
+         "Usage remaining did not expand after Return.", 3},
+        {"clicks cannot be made", [](ReaderWorld& w) { w.input.mouseEventsBeforeFailure = 0; },
+         "Could not create synthetic click — click skipped.", 0},
+        {"keys cannot be made", [](ReaderWorld& w) { w.input.keyPressesBeforeFailure = 0; },
+         "Could not send keyboard focus events.", 3},
+        {"children unreadable",
+         [](ReaderWorld& w) { w.codex.failAttribute(ax::children, ax::cannotComplete); },
+         "Refresh deferred — Codex profile menu state is uncertain.", 0},
+        {"menu without usage",
+         [](ReaderWorld& w) {
+             w.codex.behaviour.menuItems = {"Settings", "Help", "Log out"};
+         },
+         "Could not determine Usage remaining's live menu position.", 3},
+    };
+    for (const auto& c : cases) {
+        ReaderWorld world;
+        UsageReader& reader = world.makeReader();
+        c.fault(world);
+        const double start = world.time.monotonicSeconds();
+        reader.beginReadCountdown(false);
+        world.runUntilRunEnds();
+        EXPECT_EQ(reader.statusMessage(), c.message) << c.name;
+        EXPECT_EQ(world.postedMouseEvents(), c.mouseEvents) << c.name;
+        EXPECT_FALSE(reader.automationInProgress()) << c.name;
+        EXPECT_EQ(reader.snapshot(), UsageSnapshot::empty()) << c.name;
+        if (std::string(c.name) == "menu never appears") {
+            // Fourteen polls after the click: 0.4 s activation plus 2.05 s of back-off.
+            EXPECT_NEAR(world.time.monotonicSeconds() - start, 2.45, 1e-6);
+            EXPECT_FALSE(world.codex.menuIsOpen());
+        }
+    }
+}
+
+TEST(RefreshRun, RealInputMidRunDefersAndLeavesTheMenuAlone) {
+    ReaderWorld world;
+    UsageReader& reader = automaticReader(world);
+    reader.beginReadCountdown(true);
+    // Countdown 10 s, activation 0.4 s, the menu opens about 0.13 s after the click.
+    world.time.advance(10.6);
+    ASSERT_TRUE(world.codex.menuIsOpen());
+    const std::size_t postedBefore = world.input.postedEvents().size();
+    world.input.injectRealKeyPress(0);
+    world.runUntilRunEnds();
+    EXPECT_EQ(world.input.postedEvents().size(), postedBefore);
+    EXPECT_EQ(reader.refreshCleanupResult(), RefreshCleanupResult::preservedUserOwnedMenu);
+    EXPECT_EQ(reader.statusMessage(), "Automatic refresh deferred while you are active.");
+    EXPECT_TRUE(world.codex.menuIsOpen());
+    EXPECT_TRUE(reader.automaticRefreshIsPending());
+}
+
+TEST(RefreshRun, OwnedMenuThatStaysOpenStillCommits) {
+    ReaderWorld world;
+    UsageReader& reader = world.makeReader();
+    world.codex.behaviour.escapeCloseDelay.reset();
+    reader.beginReadCountdown(false);
+    world.runUntilRunEnds();
+    EXPECT_EQ(reader.lastRefreshOutcome(), RefreshRunOutcome::cleanupUncertain());
+    EXPECT_EQ(reader.statusMessage(), "Usage refreshed — Codex menu state could not be confirmed.");
     EXPECT_EQ(reader.snapshot().fiveHour, "72%");
+    EXPECT_TRUE(
+        world.log.contains("Refresh cleanup attempted; owned Codex profile menu remained visible"));
+}
+
+TEST(RefreshRun, InputMonitoringUnavailable) {
+    for (const bool automatic : {false, true}) {
+        ReaderWorld world;
+        UsageReader& reader = automatic ? automaticReader(world) : world.makeReader();
+        world.input.tapCreationFails = true;
+        reader.beginReadCountdown(automatic);
+        world.runUntilRunEnds();
+        if (automatic) {
+            EXPECT_TRUE(world.input.postedEvents().empty());
+            EXPECT_EQ(reader.statusMessage(),
+                      "Automatic refresh deferred — input monitoring is unavailable.");
+        } else {
+            // The user asked for it: the run goes on unguarded.
+            EXPECT_EQ(reader.lastRefreshOutcome(), RefreshRunOutcome::committed());
+        }
+    }
+}
+
+TEST(RefreshRun, RejectedRequestsLogOneLineAndChangeNothing) {
+    ReaderWorld world;
+    UsageReader& reader = world.makeReader();
+    reader.beginReadCountdown(false);
+    world.log.clear();
+    reader.beginReadCountdown(false);
+    EXPECT_EQ(world.refreshLines(),
+              (std::vector<std::string>{"Refresh [00000002] manual: refresh requested; final "
+                                        "outcome deferred — another refresh is in progress"}));
+    world.runUntilRunEnds();
+    EXPECT_EQ(reader.lastRefreshOutcome(), RefreshRunOutcome::committed());
+
+    reader.setUpdateRefreshGate(true);
+    reader.beginReadCountdown(false);
+    EXPECT_EQ(reader.lastRefreshOutcome(),
+              RefreshRunOutcome::deferred("update installation is in progress"));
+
+    ReaderWorld unchosen;
+    UsageReader& fresh = unchosen.makeReader(std::nullopt);
+    fresh.beginReadCountdown(false);
+    EXPECT_EQ(fresh.statusMessage(), "Choose your Codex plan in Settings before refreshing.");
+    EXPECT_FALSE(fresh.automationInProgress());
+
+    ReaderWorld untrusted;
+    untrusted.codex.trusted = false;
+    UsageReader& denied = untrusted.makeReader();
+    denied.beginReadCountdown(false);
+    EXPECT_EQ(denied.statusMessage(), "Accessibility permission required");
+    EXPECT_EQ(untrusted.codex.trustPrompts(), 1u);
+    EXPECT_TRUE(untrusted.input.postedEvents().empty());
+}
+
+TEST(RefreshRun, FailedRunKeepsThePreviousSnapshot) {
+    ReaderWorld world;
+    UsageReader& reader = world.makeReader();
+    reader.beginReadCountdown(false);
+    world.runUntilRunEnds();
+    const UsageSnapshot committed = reader.snapshot();
+    const auto stored = world.preferences.dataValue(defaultsKey::planSpecificUsageSnapshots);
+
+    world.codex.setUsageRows(std::vector<std::string>{"5h", "soon", "Weekly", "later"});
+    reader.beginReadCountdown(false);
+    world.runUntilRunEnds();
+    EXPECT_EQ(reader.statusMessage(), "Refresh failed — previous data kept");
+    EXPECT_EQ(reader.snapshot(), committed);
+    EXPECT_EQ(world.preferences.dataValue(defaultsKey::planSpecificUsageSnapshots), stored);
+    // Each run has its own identifier.
+    EXPECT_NE(world.finalOutcome(), "");
+    EXPECT_TRUE(world.log.contains("Refresh [00000002] manual: refresh requested at 0 ms"));
+}
+
+TEST(RefreshRun, PlanChangeAbandonsTheRunWithoutAnotherKey) {
+    ReaderWorld world;
+    UsageReader& reader = world.makeReader();
+    reader.beginReadCountdown(false);
+    world.time.advance(0.56);  // the menu is open and the focus keys are out
+    const std::size_t posted = world.input.postedEvents().size();
+    reader.setCodexPlan(CodexPlan::freeGo);
+    world.time.advance(5);
+    EXPECT_FALSE(reader.automationInProgress());
+    EXPECT_EQ(world.input.postedEvents().size(), posted);
+    EXPECT_EQ(reader.snapshot(), UsageSnapshot::empty());
 }
 
 }  // namespace
