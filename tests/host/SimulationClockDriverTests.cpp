@@ -1,0 +1,143 @@
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <string>
+#include <vector>
+
+#include "Meterlane/Posix/StopSignals.h"
+#include "Meterlane/Simulation/SimulationClockDriver.h"
+
+namespace gaugely {
+namespace {
+
+// A real clock that moves only when the driver sleeps, with a CPU clock that charges each work
+// item a fixed cost.
+struct FakeRealTime {
+    double now = 50;
+    double cpu = 0;
+    std::vector<double> sleeps;
+    // Stops once the real clock reaches this.
+    std::optional<double> stopAt;
+    // A sleep wakes this much before it was asked to end (a signal, a spurious wake-up).
+    double wakesEarlyBy = 0;
+
+    RealTimeSource source() {
+        return RealTimeSource{
+            [this] { return now; },
+            [this](double seconds) {
+                sleeps.push_back(seconds);
+                now += seconds > wakesEarlyBy * 2 ? seconds - wakesEarlyBy : seconds;
+            },
+            [this] { return stopAt && now >= *stopAt; },
+            [this] { return cpu; },
+        };
+    }
+};
+
+struct Recorded {
+    std::string name;
+    double virtualTime;
+    double realTime;
+};
+
+TEST(SimulationClockDriver, PlaysItemsAtTheirScaledDueTimesSleepingOnlyBetweenThem) {
+    const struct {
+        const char* name;
+        std::optional<double> speed;
+        std::vector<double> sleeps;
+        std::vector<double> realTimes;
+    } cases[] = {
+        {"1x", 1.0, {1.0, 2.0, 2.0}, {51, 53, 53, 55}},
+        {"4x", 4.0, {0.25, 0.5, 0.5}, {50.25, 50.75, 50.75, 51.25}},
+        // A speed that is not positive plays instantly, like none.
+        {"virtual", std::nullopt, {}, {50, 50, 50, 50}},
+        {"zero", 0.0, {}, {50, 50, 50, 50}},
+    };
+    for (const auto& c : cases) {
+        VirtualTime time;
+        FakeRealTime real;
+        std::vector<Recorded> ran;
+        auto record = [&](std::string name) {
+            return [&, name] { ran.push_back({name, time.monotonicSeconds(), real.now}); };
+        };
+        time.asyncAfter(1, record("a"));
+        time.asyncAfter(3, record("b"));
+        time.asyncAfter(3, record("c"));
+        SimulationClockDriver driver(time, c.speed, real.source());
+        EXPECT_EQ(driver.run(5), SimulationClockDriver::Ending::timeLimit) << c.name;
+
+        ASSERT_EQ(ran.size(), 3u) << c.name;
+        EXPECT_EQ(ran[0].virtualTime, 1001) << c.name;
+        EXPECT_EQ(ran[2].virtualTime, 1003) << c.name;
+        EXPECT_EQ((std::vector<double>{ran[0].realTime, ran[1].realTime, ran[2].realTime}),
+                  (std::vector<double>(c.realTimes.begin(), c.realTimes.begin() + 3)))
+            << c.name;
+        EXPECT_EQ(real.sleeps, c.sleeps) << c.name;
+        // The limit is reached on both clocks, and the virtual clock stands exactly on it.
+        EXPECT_EQ(real.now, c.realTimes[3]) << c.name;
+        EXPECT_EQ(time.monotonicSeconds(), 1005) << c.name;
+    }
+}
+
+TEST(SimulationClockDriver, AWakeUpBeforeTheDueTimeSleepsAgainForTheRest) {
+    VirtualTime time;
+    FakeRealTime real;
+    real.wakesEarlyBy = 0.4;
+    int runs = 0;
+    time.asyncAfter(2, [&] { ++runs; });
+    SimulationClockDriver driver(time, 1.0, real.source());
+    driver.run(2);
+    EXPECT_EQ(runs, 1);
+    ASSERT_EQ(real.sleeps.size(), 2u);
+    EXPECT_DOUBLE_EQ(real.sleeps[0], 2.0);
+    EXPECT_NEAR(real.sleeps[1], 0.4, 1e-9);
+    EXPECT_GE(real.now, 52.0);
+}
+
+TEST(SimulationClockDriver, EndsOnThePredicateOrAStopAndReportsEachItemsCost) {
+    VirtualTime time;
+    FakeRealTime real;
+    int ticks = 0;
+    auto timer = time.scheduleRepeating(1, 1, 0, [&] {
+        ++ticks;
+        real.cpu += 0.002;
+    });
+    std::vector<WorkItemReport> reports;
+    SimulationClockDriver driver(time, std::nullopt, real.source());
+    driver.setAfterEachItem([&](const WorkItemReport& report) { reports.push_back(report); });
+
+    EXPECT_EQ(driver.run(100, [&] { return ticks == 3; }), SimulationClockDriver::Ending::finished);
+    EXPECT_EQ(time.monotonicSeconds(), 1003);
+    ASSERT_EQ(reports.size(), 3u);
+    EXPECT_EQ(reports[1].virtualTime, 1002);
+    EXPECT_DOUBLE_EQ(reports[1].cpuSeconds, 0.002);
+    EXPECT_DOUBLE_EQ(driver.cpuSecondsInItems(), 0.006);
+    EXPECT_EQ(driver.itemsRun(), 3u);
+
+    // A stop during a wait ends the run before the next item; virtual time stays where it was.
+    SimulationClockDriver paced(time, 1.0, real.source());
+    real.stopAt = real.now + 2.5;
+    EXPECT_EQ(paced.run(100), SimulationClockDriver::Ending::stopped);
+    EXPECT_EQ(ticks, 5);
+    EXPECT_EQ(time.monotonicSeconds(), 1005);
+}
+
+TEST(StopSignals, ASignalEndsASleepAtOnceAndIsRemembered) {
+    StopSignals signals;
+    EXPECT_FALSE(signals.stopRequested());
+    const double start = monotonicSeconds();
+    signals.sleep(0.01);
+    EXPECT_FALSE(signals.signal().has_value());
+
+    std::raise(SIGINT);
+    EXPECT_TRUE(signals.stopRequested());
+    EXPECT_EQ(signals.signal(), SIGINT);
+    EXPECT_EQ(StopSignals::exitStatus(SIGINT), 130);
+    // Already stopped: an hour's sleep returns at once.
+    signals.sleep(3600);
+    EXPECT_LT(monotonicSeconds() - start, 60.0);
+    EXPECT_GT(processCPUSeconds(), 0.0);
+}
+
+}  // namespace
+}  // namespace gaugely
