@@ -1,0 +1,475 @@
+#include <gtest/gtest.h>
+
+#include <functional>
+
+#include "StateWorld.h"
+
+namespace gaugely {
+namespace {
+
+using Lines = std::vector<std::string>;
+
+constexpr ProcessID textEdit = 501;
+
+void putAnotherApplicationInFront(StateWorld& world) {
+    world.workspace.addApplication({"com.apple.TextEdit", textEdit, ActivationPolicy::regular});
+    world.workspace.setFrontmost(textEdit);
+}
+
+TEST(AutomaticRefreshScheduler,
+     OverdueStoredDeadlineIsPendingAtLaunchAndTriedAtTheFirstEvaluation) {
+    const struct {
+        const char* name;
+        bool codexInFront;
+        Lines lines;
+    } cases[] = {
+        {"eligible: the countdown starts at once",
+         true,
+         {"Automatic refresh schedule restored as overdue and pending",
+          "Automatic refresh scheduler started; cadence is 15 seconds", "Automatic refresh is due",
+          "Automatic refresh scheduled in 60 seconds", "Automatic refresh attempt beginning",
+          "Automatic refresh countdown started"}},
+        {"Codex behind: deferred and still pending",
+         false,
+         {"Automatic refresh schedule restored as overdue and pending",
+          "Automatic refresh scheduler started; cadence is 15 seconds", "Automatic refresh is due",
+          "Automatic refresh deferred because neither Codex nor Gaugely Settings is frontmost",
+          "Refresh [00000001] automatic: refresh requested; eligibility deferred — foreground "
+          "safety condition not satisfied"}},
+    };
+    for (const auto& c : cases) {
+        StateWorld world;
+        world.preferences.setString("codex-plan-v1", "plus");
+        world.preferences.setDate("next-automatic-refresh-date-v1",
+                                  world.time.now().addingTimeInterval(-3600));
+        if (!c.codexInFront) {
+            putAnotherApplicationInFront(world);
+        }
+        UsageReader& reader = world.launch();
+        EXPECT_EQ(world.schedulerLines(), c.lines) << c.name;
+        // The overdue deadline was pulled up to the launch, never kept an hour in the past.
+        const Date expected =
+            c.codexInFront ? world.launchedAt.addingTimeInterval(60) : world.launchedAt;
+        EXPECT_EQ(reader.nextAutomaticRefreshDate(), expected) << c.name;
+        EXPECT_EQ(world.preferences.dateValue("next-automatic-refresh-date-v1"), expected)
+            << c.name;
+        EXPECT_EQ(reader.automaticRefreshIsPending(), !c.codexInFront) << c.name;
+        EXPECT_EQ(reader.countdown(), c.codexInFront ? std::optional<int>(10) : std::nullopt)
+            << c.name;
+    }
+}
+
+TEST(AutomaticRefreshScheduler, RecoveryTakesTheStoredDeadlineElseTheLastReadingElseNow) {
+    const std::string overdue = "Automatic refresh schedule restored as overdue and pending";
+    const std::string future = "Automatic refresh schedule restored with a future deadline";
+    const struct {
+        const char* name;
+        std::optional<double> storedDeadlineIn;
+        std::optional<double> readingAge;
+        const char* frequency;
+        double expectedIn;
+        bool overdue;
+    } cases[] = {
+        {"10-minute-old reading, 5-minute frequency", {}, 600, "fiveMinutes", 0, true},
+        {"10-minute-old reading, 30-minute frequency", {}, 600, "thirtyMinutes", 1200, false},
+        {"no reading yet", {}, {}, "twoMinutes", 120, false},
+        {"a stored future deadline wins over the reading", 42.5, 600, "fiveMinutes", 42.5, false},
+        {"a deadline of exactly now is overdue", 0, {}, "oneMinute", 0, true},
+    };
+    for (const auto& c : cases) {
+        StateWorld world;
+        const Date now = world.time.now();
+        world.preferences.setString("codex-plan-v1", "plus");
+        world.preferences.setString("automatic-refresh-frequency-v1", c.frequency);
+        if (c.storedDeadlineIn) {
+            world.preferences.setDate("next-automatic-refresh-date-v1",
+                                      now.addingTimeInterval(*c.storedDeadlineIn));
+        }
+        if (c.readingAge) {
+            world.storePlanRecords(
+                {{plusReading(50, 50), now.addingTimeInterval(-*c.readingAge), CodexPlan::plus}});
+        }
+        // Codex behind: an overdue deadline stays where recovery put it.
+        putAnotherApplicationInFront(world);
+        UsageReader& reader = world.launch();
+        EXPECT_EQ(world.schedulerLines().front(), c.overdue ? overdue : future) << c.name;
+        EXPECT_EQ(reader.nextAutomaticRefreshDate(), now.addingTimeInterval(c.expectedIn))
+            << c.name;
+        EXPECT_EQ(reader.automaticRefreshIsPending(), c.overdue) << c.name;
+    }
+}
+
+TEST(AutomaticRefreshScheduler, WithoutAPlanOrSwitchedOffThereIsNoDeadline) {
+    const struct {
+        const char* name;
+        bool planChosen;
+        bool enabled;
+    } cases[] = {
+        {"no plan chosen yet", false, true},
+        {"switched off", true, false},
+    };
+    for (const auto& c : cases) {
+        StateWorld world;
+        if (c.planChosen) {
+            world.preferences.setString("codex-plan-v1", "plus");
+        }
+        world.preferences.setBool("automatic-refresh-enabled-v1", c.enabled);
+        UsageReader& reader = world.launch();
+        world.time.advance(120);
+        EXPECT_EQ(reader.nextAutomaticRefreshDate(), std::nullopt) << c.name;
+        EXPECT_FALSE(world.preferences.hasObject("next-automatic-refresh-date-v1")) << c.name;
+        EXPECT_EQ(reader.countdown(), std::nullopt) << c.name;
+        EXPECT_FALSE(world.log.contains("Automatic refresh is due")) << c.name;
+        EXPECT_TRUE(world.log.contains("Automatic refresh scheduler tick")) << c.name;
+    }
+}
+
+TEST(AutomaticRefreshScheduler, SwitchingOffRemovesTheDeadlineAndOnSchedulesOneIntervalAhead) {
+    StateWorld world;
+    world.preferences.setString("codex-plan-v1", "plus");
+    UsageReader& reader = world.launch();
+    ASSERT_TRUE(world.preferences.hasObject("next-automatic-refresh-date-v1"));
+    world.log.clear();
+
+    reader.setAutomaticRefreshEnabled(false);
+    EXPECT_EQ(reader.nextAutomaticRefreshDate(), std::nullopt);
+    EXPECT_FALSE(reader.automaticRefreshIsPending());
+    EXPECT_FALSE(world.preferences.hasObject("next-automatic-refresh-date-v1"));
+    EXPECT_EQ(world.preferences.boolValue("automatic-refresh-enabled-v1"), false);
+    EXPECT_EQ(world.schedulerLines(), Lines{"Automatic refresh disabled by user"});
+
+    // Changing the frequency while off stores it and schedules nothing.
+    world.log.clear();
+    reader.setRefreshFrequency(RefreshFrequency::tenMinutes);
+    EXPECT_EQ(world.preferences.stringValue("automatic-refresh-frequency-v1"), "tenMinutes");
+    EXPECT_EQ(reader.nextAutomaticRefreshDate(), std::nullopt);
+    EXPECT_TRUE(world.schedulerLines().empty());
+
+    world.time.advance(1000);
+    world.log.clear();
+    reader.setAutomaticRefreshEnabled(true);
+    const Date expected = world.time.now().addingTimeInterval(600);
+    EXPECT_EQ(reader.nextAutomaticRefreshDate(), expected);
+    EXPECT_EQ(world.preferences.dateValue("next-automatic-refresh-date-v1"), expected);
+    EXPECT_EQ(world.schedulerLines(), (Lines{"Automatic refresh scheduled in 600 seconds",
+                                             "Automatic refresh enabled by user"}));
+
+    world.log.clear();
+    reader.setRefreshFrequency(RefreshFrequency::thirtySeconds);
+    EXPECT_EQ(reader.nextAutomaticRefreshDate(), world.time.now().addingTimeInterval(30));
+    EXPECT_EQ(world.schedulerLines(), (Lines{"Automatic refresh scheduled in 30 seconds",
+                                             "Automatic refresh frequency changed to 30 seconds"}));
+
+    // Setting what is already set does nothing at all.
+    const size_t writes = world.preferences.writeCount();
+    world.log.clear();
+    reader.setAutomaticRefreshEnabled(true);
+    reader.setRefreshFrequency(RefreshFrequency::thirtySeconds);
+    EXPECT_EQ(world.preferences.writeCount(), writes);
+    EXPECT_TRUE(world.log.lines().empty());
+}
+
+TEST(AutomaticRefreshScheduler, WhileTheUserTypesElsewhereADueRefreshWaitsAndIsRetriedEveryTick) {
+    StateWorld world;
+    world.preferences.setString("codex-plan-v1", "plus");
+    putAnotherApplicationInFront(world);
+    std::vector<double> dueAt;
+    std::vector<std::string> reasons;
+    world.log.setEcho([&](const LogEntry& entry) {
+        if (entry.line == "Automatic refresh is due") {
+            dueAt.push_back(world.secondsSinceLaunch());
+        }
+        const auto at = entry.line.find("eligibility deferred — ");
+        if (at != std::string::npos) {
+            reasons.push_back(
+                entry.line.substr(at + std::string("eligibility deferred — ").size()));
+        }
+    });
+    UsageReader& reader = world.launch();
+    const auto typeFor = [&](int seconds) {
+        for (int second = 0; second < seconds; ++second) {
+            world.input.setLastInputSecondsAgo(0);
+            world.time.advance(1);
+        }
+    };
+
+    typeFor(120);  // in TextEdit; the deadline passes at 60 s
+    EXPECT_EQ(dueAt, (std::vector<double>{60, 75, 90, 105, 120}));
+    EXPECT_EQ(reasons, std::vector<std::string>(5, "foreground safety condition not satisfied"));
+    EXPECT_TRUE(reader.automaticRefreshIsPending());
+    EXPECT_EQ(reader.nextAutomaticRefreshDate(), world.launchedAt.addingTimeInterval(60));
+    EXPECT_EQ(reader.statusMessage(), "Refresh deferred — return to Codex when idle");
+    EXPECT_EQ(reader.lastRefreshOutcome(),
+              RefreshRunOutcome::deferred("foreground safety condition not satisfied"));
+
+    world.codex.bringToFront();
+    typeFor(30);  // now in Codex
+    EXPECT_EQ(reasons.size(), 7u);
+    EXPECT_EQ(reasons.back(), "user activity before countdown");
+    EXPECT_EQ(reader.statusMessage(), "Refresh deferred — try again when Codex is idle");
+    EXPECT_TRUE(reader.automaticRefreshIsPending());
+    EXPECT_TRUE(world.input.postedEvents().empty());
+
+    // Hands off the keyboard: the first tick after 10 quiet seconds starts the countdown.
+    world.time.advance(15);
+    EXPECT_EQ(dueAt.back(), 165);
+    EXPECT_EQ(reasons.size(), 7u);
+    EXPECT_EQ(reader.countdown(), 10);
+    EXPECT_FALSE(reader.automaticRefreshIsPending());
+    EXPECT_EQ(reader.nextAutomaticRefreshDate(), world.launchedAt.addingTimeInterval(165 + 60));
+    world.log.setEcho({});
+}
+
+TEST(AutomaticRefreshScheduler, WithCodexNotRunningADueRefreshMovesOnOneInterval) {
+    StateWorld world;
+    world.preferences.setString("codex-plan-v1", "plus");
+    world.preferences.setDate("next-automatic-refresh-date-v1",
+                              world.time.now().addingTimeInterval(-1));
+    world.codex.quit();
+    UsageReader& reader = world.launch();
+    EXPECT_FALSE(reader.codexFound());
+    EXPECT_EQ(reader.statusMessage(), "Open Codex to refresh usage");
+    EXPECT_EQ(reader.nextAutomaticRefreshDate(), world.launchedAt.addingTimeInterval(60));
+    EXPECT_FALSE(reader.automaticRefreshIsPending());
+    EXPECT_EQ(withoutTraceIdentifiers(world.schedulerLines()),
+              (Lines{"Automatic refresh schedule restored as overdue and pending",
+                     "Automatic refresh scheduler started; cadence is 15 seconds",
+                     "Automatic refresh is due", "Automatic refresh scheduled in 60 seconds",
+                     "Automatic refresh deferred because Codex is not running",
+                     "Refresh [id] automatic: refresh requested; eligibility deferred — Codex is "
+                     "not running"}));
+
+    // Not retried at every tick: the next look is one interval later.
+    world.log.clear();
+    world.time.advance(59);
+    EXPECT_FALSE(world.log.contains("Automatic refresh is due"));
+    world.time.advance(1);
+    EXPECT_TRUE(world.log.contains("Automatic refresh deferred because Codex is not running"));
+    EXPECT_EQ(reader.nextAutomaticRefreshDate(), world.launchedAt.addingTimeInterval(120));
+
+    world.codex.launch();
+    world.time.advance(60);
+    EXPECT_TRUE(reader.codexFound());
+    EXPECT_EQ(reader.countdown(), 10);
+}
+
+TEST(AutomaticRefreshScheduler, WakeRecoversTheScheduleAndTriesAtOnceWhenTheDeadlinePassed) {
+    const struct {
+        const char* name;
+        double asleepFor;
+        Lines lines;
+    } cases[] = {
+        {"slept past the deadline",
+         3600,
+         {"Workspace wake detected; recovering automatic refresh schedule",
+          "Automatic refresh schedule restored as overdue and pending", "Automatic refresh is due",
+          "Automatic refresh scheduled in 60 seconds", "Automatic refresh attempt beginning",
+          "Automatic refresh countdown started"}},
+        {"woke before the deadline",
+         20,
+         {"Workspace wake detected; recovering automatic refresh schedule",
+          "Automatic refresh schedule restored with a future deadline"}},
+    };
+    for (const auto& c : cases) {
+        StateWorld world;
+        world.preferences.setString("codex-plan-v1", "plus");
+        UsageReader& reader = world.launch();
+        world.log.clear();
+        // Asleep: the wall clock moves on while no tick runs.
+        world.time.setNow(world.time.now().addingTimeInterval(c.asleepFor));
+        world.workspace.postWake();
+        EXPECT_EQ(world.schedulerLines(), c.lines) << c.name;
+        const bool overdue = c.asleepFor > 60;
+        EXPECT_EQ(reader.countdown(), overdue ? std::optional<int>(10) : std::nullopt) << c.name;
+        EXPECT_EQ(reader.nextAutomaticRefreshDate(), overdue
+                                                         ? world.time.now().addingTimeInterval(60)
+                                                         : world.launchedAt.addingTimeInterval(60))
+            << c.name;
+    }
+}
+
+TEST(AutomaticRefreshScheduler, ComingToTheFrontRechecksAccessibilityWithoutPrompting) {
+    StateWorld world;
+    world.codex.trusted = false;
+    UsageReader& reader = world.launch();
+    EXPECT_FALSE(reader.accessibilityGranted());
+    world.codex.trusted = true;  // granted in System Settings
+    world.workspace.postDidBecomeActive();
+    EXPECT_TRUE(reader.accessibilityGranted());
+    EXPECT_EQ(world.codex.trustPrompts(), 0u);
+}
+
+// One evaluation of a due deadline: the first rule that applies decides, and each row adds a
+// condition from further down to show that it does not get a say.
+TEST(AutomaticRefreshScheduler, EvaluationRulesApplyInOrder) {
+    const std::string due = "Automatic refresh is due";
+    const struct {
+        const char* name;
+        std::function<void(StateWorld&)> before;  // the store, before launch
+        std::function<void(StateWorld&)> after;   // the world, once launched
+        Lines lines;
+        std::optional<std::string> status;
+        std::optional<std::string> reason;  // of the deferred outcome
+        bool pending;
+        std::optional<double> deadlineIn;  // from the evaluation; none: no deadline
+    } cases[] = {
+        {"an update is installing (and Codex is gone)",
+         {},
+         [](StateWorld& w) {
+             w.reader->setUpdateRefreshGate(true);
+             w.codex.quit();
+         },
+         {},
+         {},
+         {},
+         false,
+         -1},
+        {"no plan chosen (and automatic refresh off)",
+         [](StateWorld& w) {
+             w.preferences.remove("codex-plan-v1");
+             w.preferences.setBool("automatic-refresh-enabled-v1", false);
+             w.preferences.setDate("next-automatic-refresh-date-v1", w.time.now());
+         },
+         {},
+         {},
+         {},
+         {},
+         false,
+         -61},
+        {"switched off",
+         {},
+         [](StateWorld& w) { w.reader->setAutomaticRefreshEnabled(false); },
+         {},
+         {},
+         {},
+         false,
+         {}},
+        {"not yet due",
+         {},
+         [](StateWorld& w) { w.time.setNow(w.launchedAt); },
+         {},
+         {},
+         {},
+         false,
+         60},
+        {"no Accessibility permission (and Codex is gone)",
+         {},
+         [](StateWorld& w) {
+             w.codex.trusted = false;
+             w.codex.quit();
+         },
+         {due, "Automatic refresh deferred because Accessibility permission is unavailable",
+          "Refresh [id] automatic: refresh requested; eligibility deferred — Accessibility "
+          "permission unavailable"},
+         "Accessibility permission required",
+         "Accessibility permission unavailable",
+         true,
+         -1},
+        {"a countdown is showing (and the user is active)",
+         {},
+         [](StateWorld& w) {
+             w.reader->beginReadCountdown(true);
+             w.input.setLastInputSecondsAgo(0);
+         },
+         {due, "Automatic refresh deferred because a countdown is already active",
+          "Refresh [id] automatic: refresh requested; eligibility deferred — another automatic "
+          "countdown is active"},
+         "Inspecting account control in 10...",
+         "another automatic countdown is active",
+         true,
+         -1},
+        {"a manual run is under way (and Codex is behind)",
+         {},
+         [](StateWorld& w) {
+             w.reader->beginReadCountdown(false);
+             putAnotherApplicationInFront(w);
+         },
+         {due, "Automatic refresh deferred because another refresh is in progress",
+          "Refresh [id] automatic: refresh requested; eligibility deferred — another refresh is "
+          "in progress"},
+         "Locating Codex profile control...",
+         "another refresh is in progress",
+         true,
+         -1},
+        {"Codex is not running (and the user is active)",
+         {},
+         [](StateWorld& w) {
+             w.codex.quit();
+             w.input.setLastInputSecondsAgo(0);
+         },
+         {due, "Automatic refresh scheduled in 60 seconds",
+          "Automatic refresh deferred because Codex is not running",
+          "Refresh [id] automatic: refresh requested; eligibility deferred — Codex is not "
+          "running"},
+         "Open Codex to refresh usage",
+         "Codex is not running",
+         false,
+         60},
+        {"another application in front (and the user is active)",
+         {},
+         [](StateWorld& w) {
+             putAnotherApplicationInFront(w);
+             w.input.setLastInputSecondsAgo(0);
+         },
+         {due, "Automatic refresh deferred because neither Codex nor Gaugely Settings is frontmost",
+          "Refresh [id] automatic: refresh requested; eligibility deferred — foreground safety "
+          "condition not satisfied"},
+         "Refresh deferred — return to Codex when idle",
+         "foreground safety condition not satisfied",
+         true,
+         -1},
+        {"our Settings window is key but the user typed 9.9 s ago",
+         {},
+         [](StateWorld& w) {
+             putAnotherApplicationInFront(w);
+             w.workspace.setSettingsWindowIsKey(true);
+             w.input.setLastInputSecondsAgo(9.9);
+         },
+         {due, "Automatic refresh deferred because the user is active",
+          "Refresh [id] automatic: refresh requested; eligibility deferred — user activity "
+          "before countdown"},
+         "Refresh deferred — try again when Codex is idle",
+         "user activity before countdown",
+         true,
+         -1},
+        {"Codex in front and idle for exactly 10 s",
+         {},
+         [](StateWorld& w) { w.input.setLastInputSecondsAgo(10); },
+         {due, "Automatic refresh scheduled in 60 seconds", "Automatic refresh attempt beginning",
+          "Automatic refresh countdown started"},
+         "Inspecting account control in 10...",
+         {},
+         false,
+         60},
+    };
+    for (const auto& c : cases) {
+        StateWorld world;
+        world.preferences.setString("codex-plan-v1", "plus");
+        if (c.before) {
+            c.before(world);
+        }
+        UsageReader& reader = world.launch();
+        // Due one second ago, with no tick run since the launch.
+        world.time.setNow(world.launchedAt.addingTimeInterval(61));
+        if (c.after) {
+            c.after(world);
+        }
+        world.log.clear();
+        reader.evaluateAutomaticRefresh();
+        EXPECT_EQ(withoutTraceIdentifiers(world.schedulerLines()), c.lines) << c.name;
+        EXPECT_EQ(reader.statusMessage(), c.status) << c.name;
+        if (c.reason) {
+            EXPECT_EQ(reader.lastRefreshOutcome(), RefreshRunOutcome::deferred(*c.reason))
+                << c.name;
+        }
+        EXPECT_EQ(reader.automaticRefreshIsPending(), c.pending) << c.name;
+        EXPECT_EQ(reader.nextAutomaticRefreshDate(),
+                  c.deadlineIn
+                      ? std::optional<Date>(world.time.now().addingTimeInterval(*c.deadlineIn))
+                      : std::nullopt)
+            << c.name;
+    }
+}
+
+}  // namespace
+}  // namespace gaugely

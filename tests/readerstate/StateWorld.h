@@ -1,0 +1,118 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "LowUsageNotificationSupport/PersistedPlanUsageSnapshots.h"
+#include "reader/ReaderWorld.h"
+
+namespace gaugely {
+
+// These tests are about the reader's state, not about searching Codex's window: a small window
+// keeps each simulated refresh cheap.
+inline CodexTreeShape smallCodexWindow() {
+    CodexTreeShape shape;
+    shape.webContentElements = 40;
+    return shape;
+}
+
+// Readings as Codex shows them.
+inline UsageSnapshot plusReading(int fiveHour, int weekly) {
+    UsageSnapshot snapshot;
+    snapshot.fiveHour = std::to_string(fiveHour) + "%";
+    snapshot.fiveHourReset = "3:45 PM";
+    snapshot.weekly = std::to_string(weekly) + "%";
+    snapshot.weeklyReset = "Sep 12";
+    return snapshot;
+}
+
+inline UsageSnapshot freeGoReading(int monthly) {
+    UsageSnapshot snapshot;
+    snapshot.monthly = std::to_string(monthly) + "%";
+    snapshot.monthlyReset = "Oct 3";
+    return snapshot;
+}
+
+inline UsageSnapshot proReading(int weekly) {
+    UsageSnapshot snapshot;
+    snapshot.weekly = std::to_string(weekly) + "%";
+    return snapshot;
+}
+
+// A reader over a user-defaults store that the test fills first, as an earlier launch (or an
+// earlier version) left it. Nothing is chosen for the reader: the store decides.
+struct StateWorld : ReaderWorld {
+    explicit StateWorld(CodexPlan codexPlan = CodexPlan::plus)
+        : ReaderWorld(codexPlan, smallCodexWindow()) {}
+
+    Date launchedAt{};
+
+    UsageReader& launch() {
+        launchedAt = time.now();
+        reader = std::make_unique<UsageReader>(environment());
+        return *reader;
+    }
+
+    // Quits (the reader is gone) and starts again over the same store.
+    UsageReader& relaunch(double afterSeconds = 0) {
+        reader.reset();
+        time.advance(afterSeconds);
+        return launch();
+    }
+
+    void storePlanRecords(const std::vector<PersistedUsageSnapshot>& records) {
+        PersistedPlanUsageSnapshots stored;
+        for (const auto& record : records) {
+            stored.store(record.plan, record);
+        }
+        preferences.setData("plan-specific-usage-snapshots-v1", encodeJson(stored));
+    }
+
+    std::optional<PersistedUsageSnapshot> storedPlanRecord(CodexPlan plan) {
+        const auto data = preferences.dataValue("plan-specific-usage-snapshots-v1");
+        const auto decoded = data ? decodeJson<PersistedPlanUsageSnapshots>(*data) : std::nullopt;
+        return decoded ? decoded->snapshot(plan) : std::nullopt;
+    }
+
+    // Whatever is stored under the key, data or text, as bytes.
+    std::optional<std::string> rawStored(std::string_view key) {
+        if (auto data = preferences.dataValue(key)) {
+            return data;
+        }
+        return preferences.stringValue(key);
+    }
+
+    // A manual refresh, run to its end (and the notifications it hands on, to the center).
+    void refreshNow() {
+        reader->beginReadCountdown(false);
+        runUntilRunEnds();
+        time.runUntilIdle();
+    }
+
+    std::vector<std::string> schedulerLines() const { return log.lines("automatic-refresh"); }
+
+    double secondsSinceLaunch() { return time.now().timeIntervalSince(launchedAt); }
+};
+
+// "Refresh [0000000A] automatic: …" with the identifier blanked, for lines whose identifier
+// depends on how many runs came before.
+inline std::string withoutTraceIdentifier(std::string line) {
+    const std::string prefix = "Refresh [";
+    if (line.rfind(prefix, 0) == 0 && line.size() > prefix.size() + 8 &&
+        line[prefix.size() + 8] == ']') {
+        line.replace(prefix.size(), 8, "id");
+    }
+    return line;
+}
+
+inline std::vector<std::string> withoutTraceIdentifiers(std::vector<std::string> lines) {
+    for (auto& line : lines) {
+        line = withoutTraceIdentifier(std::move(line));
+    }
+    return lines;
+}
+
+}  // namespace gaugely
