@@ -159,7 +159,8 @@ const T* FilePreferences::find(std::string_view key) const {
 }
 
 bool FilePreferences::hasObject(std::string_view key) {
-    return values_.contains(key);
+    // Apple's C++ library has no heterogeneous contains() yet.
+    return values_.find(key) != values_.end();
 }
 
 std::optional<bool> FilePreferences::boolValue(std::string_view key) {

@@ -14,7 +14,8 @@ void MemoryPreferences::store(std::string_view key, Value value) {
 }
 
 bool MemoryPreferences::hasObject(std::string_view key) {
-    return values_.contains(key);
+    // Apple's C++ library has no heterogeneous contains() yet.
+    return values_.find(key) != values_.end();
 }
 
 std::optional<bool> MemoryPreferences::boolValue(std::string_view key) {

@@ -2,6 +2,8 @@
 
 #include <cctype>
 #include <charconv>
+#include <locale>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -66,10 +68,17 @@ bool tokenize(std::string_view text, std::vector<Token>& tokens, std::string& er
 }
 
 std::optional<double> number(std::string_view text) {
+    // Apple's C++ library has no floating-point from_chars; a classic-locale stream reads the
+    // same way whatever locale the host process has set.
+    if (text.empty() || text.front() == '+' ||
+        std::isspace(static_cast<unsigned char>(text.front()))) {
+        return std::nullopt;
+    }
+    std::istringstream in{std::string(text)};
+    in.imbue(std::locale::classic());
     double value = 0;
-    const auto* end = text.data() + text.size();
-    const auto result = std::from_chars(text.data(), end, value);
-    if (text.empty() || result.ec != std::errc() || result.ptr != end) {
+    in >> std::noskipws >> value;
+    if (in.fail() || in.peek() != std::char_traits<char>::eof()) {
         return std::nullopt;
     }
     return value;
