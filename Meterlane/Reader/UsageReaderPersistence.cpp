@@ -44,9 +44,11 @@ void UsageReader::restoreRefreshSettings() {
 
 void UsageReader::restorePersistedSnapshots() {
     Preferences& defaults = env_.preferences;
+    bool planRecordsUnreadable = defaults.hasObject(defaultsKey::planSpecificUsageSnapshots);
     if (const auto data = defaults.dataValue(defaultsKey::planSpecificUsageSnapshots)) {
         if (auto decoded = decodeJson<PersistedPlanUsageSnapshots>(*data)) {
             persistedPlanSnapshots_ = std::move(*decoded);
+            planRecordsUnreadable = false;
         }
     }
     const auto legacyData = defaults.dataValue(defaultsKey::lastCompleteUsageSnapshot);
@@ -63,7 +65,11 @@ void UsageReader::restorePersistedSnapshots() {
     // A record written per plan is newer than the legacy one and always wins.
     if (!persistedPlanSnapshots_.snapshot(legacy->plan)) {
         persistedPlanSnapshots_.store(legacy->plan, *legacy);
-        persistPlanSnapshots();
+        // Stored records this version cannot read stay as they are until a reading replaces
+        // them; the legacy one is shown meanwhile and saved with the next commit.
+        if (!planRecordsUnreadable) {
+            persistPlanSnapshots();
+        }
     }
 }
 
