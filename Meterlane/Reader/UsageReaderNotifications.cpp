@@ -87,6 +87,10 @@ void UsageReader::rebaselineLowUsageAlerts(std::optional<std::set<QuotaWindow>> 
 }
 
 void UsageReader::rebaselineResetNotifications() {
+    // Like its commits, a pro reading never enters the reset state.
+    if (!PlanQuotaConfiguration::configuration(codexPlan_).supportsResetNotifications) {
+        return;
+    }
     if (activeSnapshotPlan_ != codexPlan_ || !isCompleteUsageSnapshot(snapshot_, currentSchema())) {
         return;
     }

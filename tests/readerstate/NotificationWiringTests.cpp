@@ -1,0 +1,222 @@
+#include <gtest/gtest.h>
+
+#include <functional>
+
+#include "StateWorld.h"
+
+namespace gaugely {
+namespace {
+
+CodexUsage usage(int fiveHour, int weekly) {
+    CodexUsage u;
+    u.fiveHourPercentLeft = fiveHour;
+    u.weeklyPercentLeft = weekly;
+    u.proWeeklyPercentLeft = weekly;
+    return u;
+}
+
+std::vector<std::string> bodies(const FakeUserNotificationCenter& center) {
+    std::vector<std::string> texts;
+    for (const auto& request : center.requests()) {
+        texts.push_back(request.title + ": " + request.body);
+    }
+    return texts;
+}
+
+TEST(ReaderNotifications, AutomaticRefreshesPersistTheirReadingAndAnnounceLowUsageAndResets) {
+    StateWorld world(CodexPlan::plus);
+    world.notifications.setAuthorizationStatus(NotificationAuthorizationStatus::authorized);
+    world.preferences.setString("codex-plan-v1", "plus");
+    world.preferences.setString("automatic-refresh-frequency-v1", "thirtySeconds");
+    world.codex.setUsage(usage(50, 40));
+    UsageReader& reader = world.launch();
+    const auto nextCommit = [&] {
+        const auto before = reader.lastUpdated();
+        ASSERT_TRUE(world.time.runUntil([&] { return reader.lastUpdated() != before; }, 120));
+        world.runUntilRunEnds();
+        world.time.runUntilIdle();
+    };
+
+    nextCommit();  // the first reading is the baseline: nothing to say
+    EXPECT_EQ(reader.lastRefreshOutcome(), RefreshRunOutcome::committed());
+    const auto stored = world.storedPlanRecord(CodexPlan::plus);
+    ASSERT_TRUE(stored);
+    EXPECT_EQ(stored->snapshot, plusReading(50, 40));
+    EXPECT_EQ(stored->lastUpdated, reader.lastUpdated());
+    EXPECT_TRUE(world.notifications.requests().empty());
+
+    world.codex.setUsage(usage(15, 40));
+    nextCommit();
+    EXPECT_EQ(bodies(world.notifications),
+              std::vector<std::string>{"Codex Usage Low: 5h usage remaining: 15%"});
+    EXPECT_EQ(world.notifications.requests()[0].identifier.rfind("low-usage-fiveHour-", 0), 0u);
+
+    world.codex.setUsage(usage(100, 40));
+    nextCommit();
+    EXPECT_EQ(bodies(world.notifications).back(),
+              "Codex Usage Reset: 5h usage reset — 100% available");
+    EXPECT_EQ(world.notifications.requests().size(), 2u);
+    EXPECT_EQ(world.storedPlanRecord(CodexPlan::plus)->snapshot, plusReading(100, 40));
+}
+
+TEST(ReaderNotifications, ProAlertsOnItsWeeklyValueButNeverRecordsResets) {
+    StateWorld world(CodexPlan::pro);
+    world.notifications.setAuthorizationStatus(NotificationAuthorizationStatus::authorized);
+    world.preferences.setString("codex-plan-v1", "pro");
+    world.preferences.setBool("automatic-refresh-enabled-v1", false);
+    UsageReader& reader = world.launch();
+    for (const int weekly : {40, 9, 100}) {
+        world.codex.setUsage(usage(0, weekly));
+        world.refreshNow();
+        ASSERT_EQ(reader.snapshot(), proReading(weekly));
+    }
+    reader.setResetNotificationsEnabled(false);
+    reader.setResetNotificationsEnabled(true);
+    EXPECT_EQ(bodies(world.notifications),
+              std::vector<std::string>{"Codex Usage Low: General Weekly usage remaining: 9%"});
+    EXPECT_TRUE(reader.quotaResetNotificationState().stateByPlanAndWindow.empty());
+    EXPECT_EQ(reader.lowUsageNotificationState().stateByPlanAndWindow.count("pro.weekly"), 1u);
+}
+
+// A settings change adopts the reading on display as the new starting point, so it never
+// notifies by itself and the next reading only notifies for a change after it. The repeat setting
+// is the exception: a running reminder carries on.
+TEST(ReaderNotifications, SettingsChangesRebaselineOnTheReadingShown) {
+    const struct {
+        const char* name;
+        LowUsageAlertSettings settings;
+        int fiveHour;
+        std::function<void(UsageReader&)> change;
+        std::vector<std::string> afterNextReading;
+    } cases[] = {
+        {"switching an alert on while low",
+         LowUsageAlertSettings::make(false),
+         10,
+         [](UsageReader& r) { r.setLowUsageAlertsEnabled(true, QuotaWindow::fiveHour); },
+         {}},
+        {"raising the threshold above the reading",
+         LowUsageAlertSettings::make(true),
+         25,
+         [](UsageReader& r) {
+             r.setLowUsageAlertThreshold(LowUsageAlertThreshold::thirty, QuotaWindow::fiveHour);
+         },
+         {}},
+        {"changing the repeat does not rebaseline",
+         LowUsageAlertSettings::make(true),
+         10,
+         [](UsageReader& r) {
+             r.setLowUsageAlertRepeat(LowUsageAlertRepeat::oneHour, QuotaWindow::fiveHour);
+         },
+         {"Codex Usage Low: 5h usage remaining: 10%"}},
+    };
+    for (const auto& c : cases) {
+        StateWorld world(CodexPlan::plus);
+        world.notifications.setAuthorizationStatus(NotificationAuthorizationStatus::authorized);
+        world.preferences.setString("codex-plan-v1", "plus");
+        world.preferences.setBool("automatic-refresh-enabled-v1", false);
+        world.preferences.setData("low-usage-alert-settings-v1", encodeJson(c.settings));
+        // The state remembers the window as not low, from before the reading on display.
+        world.preferences.setData("low-usage-notification-state-v1",
+                                  R"({"stateByPlanAndWindow": {"plus.fiveHour": {"isLow": false},
+                                       "plus.weekly": {"isLow": false}}})");
+        world.storePlanRecords({{plusReading(c.fiveHour, 40), world.time.now(), CodexPlan::plus}});
+        world.codex.setUsage(usage(c.fiveHour, 40));
+        UsageReader& reader = world.launch();
+        c.change(reader);
+        world.time.runUntilIdle();
+        EXPECT_TRUE(world.notifications.requests().empty()) << c.name;
+        world.refreshNow();
+        EXPECT_EQ(bodies(world.notifications), c.afterNextReading) << c.name;
+    }
+}
+
+TEST(ReaderNotifications, SwitchingResetNotificationsOnAdoptsTheReadingShown) {
+    for (const bool switchedOnNow : {false, true}) {
+        StateWorld world(CodexPlan::plus);
+        world.notifications.setAuthorizationStatus(NotificationAuthorizationStatus::authorized);
+        world.preferences.setString("codex-plan-v1", "plus");
+        world.preferences.setBool("automatic-refresh-enabled-v1", false);
+        world.preferences.setData("reset-notification-settings-v1", switchedOnNow
+                                                                        ? R"({"isEnabled": false})"
+                                                                        : R"({"isEnabled": true})");
+        // Last seen at 10%, but the reading on display (from while the feature was off) is 100%.
+        world.preferences.setData(
+            "quota-reset-notification-state-v1",
+            R"({"stateByPlanAndWindow": {"plus.weekly": {"lastObservedPercentage": 10}}})");
+        world.storePlanRecords({{plusReading(72, 100), world.time.now(), CodexPlan::plus}});
+        world.codex.setUsage(usage(72, 100));
+        UsageReader& reader = world.launch();
+        if (switchedOnNow) {
+            reader.setResetNotificationsEnabled(true);
+            EXPECT_EQ(reader.quotaResetNotificationState()
+                          .stateByPlanAndWindow.at("plus.weekly")
+                          .lastObservedPercentage,
+                      100);
+        }
+        world.refreshNow();
+        EXPECT_EQ(bodies(world.notifications),
+                  switchedOnNow
+                      ? std::vector<std::string>{}
+                      : std::vector<
+                            std::string>{"Codex Usage Reset: Weekly usage reset — 100% available"})
+            << (switchedOnNow ? "switched on now" : "on all along");
+    }
+}
+
+TEST(ReaderNotifications, ObserversAreToldOfEveryPublishedChangeAndOnlyOfChanges) {
+    StateWorld world(CodexPlan::plus);
+    world.preferences.setString("codex-plan-v1", "plus");
+    world.storePlanRecords({{freeGoReading(63), Date{1000}, CodexPlan::freeGo}});
+    UsageReader& reader = world.launch();
+    int told = 0;
+    std::string summarySeen;
+    const auto id = reader.addObserver([&] {
+        ++told;
+        summarySeen = reader.menuBarUsageSummary();
+    });
+    const struct {
+        const char* name;
+        std::function<void()> change;
+        bool tells;
+    } cases[] = {
+        {"frequency", [&] { reader.setRefreshFrequency(RefreshFrequency::fiveMinutes); }, true},
+        {"same frequency", [&] { reader.setRefreshFrequency(RefreshFrequency::fiveMinutes); },
+         false},
+        {"format", [&] { reader.setMenuBarDisplay(MenuBarDisplay::minimal); }, true},
+        {"same format", [&] { reader.setMenuBarDisplay(MenuBarDisplay::minimal); }, false},
+        {"plan", [&] { reader.setCodexPlan(CodexPlan::freeGo); }, true},
+        {"same plan", [&] { reader.setCodexPlan(CodexPlan::freeGo); }, false},
+        {"alert threshold",
+         [&] {
+             reader.setLowUsageAlertThreshold(LowUsageAlertThreshold::ten, QuotaWindow::monthly);
+         },
+         true},
+        {"reset notifications", [&] { reader.setResetNotificationsEnabled(false); }, true},
+        {"automatic refresh off", [&] { reader.setAutomaticRefreshEnabled(false); }, true},
+        {"automatic refresh on", [&] { reader.setAutomaticRefreshEnabled(true); }, true},
+        {"a tick with nothing due", [&] { world.time.advance(15); }, false},
+        {"the deadline passing (Codex away)",
+         [&] {
+             world.codex.quit();
+             world.time.advance(300);
+         },
+         true},
+    };
+    for (const auto& c : cases) {
+        told = 0;
+        c.change();
+        EXPECT_EQ(told > 0, c.tells) << c.name;
+        if (told > 0) {
+            EXPECT_EQ(summarySeen, reader.menuBarUsageSummary()) << c.name;
+        }
+    }
+    EXPECT_EQ(summarySeen, "63");
+
+    reader.removeObserver(id);
+    told = 0;
+    reader.setCodexPlan(CodexPlan::plus);
+    EXPECT_EQ(told, 0);
+}
+
+}  // namespace
+}  // namespace gaugely
