@@ -29,5 +29,7 @@ struct Command {
 
 // Subcommands, each in its own file; main.cpp lists them.
 int runParseCommand(const std::vector<std::string>& arguments, CommandStreams streams);
+int runSimulateCommand(const std::vector<std::string>& arguments, CommandStreams streams);
+int runStateCommand(const std::vector<std::string>& arguments, CommandStreams streams);
 
 }  // namespace gaugely::tool

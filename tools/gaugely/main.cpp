@@ -1,3 +1,4 @@
+#include <clocale>
 #include <iostream>
 #include <string>
 #include <vector>
@@ -9,6 +10,9 @@ namespace {
 
 // Add a subcommand here, with its own file.
 constexpr Command commands[] = {
+    {"simulate", "run Gaugely against a simulated Codex, live (the demo)", runSimulateCommand},
+    {"state", "show what Gaugely has saved: plan, settings, readings, alert states",
+     runStateCommand},
     {"parse", "read a usage snapshot from the text lines of Codex's menu", runParseCommand},
 };
 
@@ -53,6 +57,8 @@ int run(const std::vector<std::string>& arguments) {
 
 int main(int argc, char** argv) {
     std::ios::sync_with_stdio(false);
+    // Times of day follow the user's locale, as the app's do; numbers stay in the C form.
+    std::setlocale(LC_TIME, "");
     const int status = gaugely::tool::run(std::vector<std::string>(argv + 1, argv + argc));
     std::cout.flush();
     return status;

@@ -1,0 +1,21 @@
+#include "Meterlane/Presentation/PopoverInputFromReader.h"
+
+namespace gaugely {
+
+PopoverInput popoverInput(const UsageReader& reader) {
+    PopoverInput input;
+    input.plan = reader.codexPlan();
+    input.hasExplicitPlanSelection = reader.hasExplicitPlanSelection();
+    input.accessibilityGranted = reader.accessibilityGranted();
+    input.presentationState = reader.usageSnapshotPresentationState();
+    input.currentDisplaySnapshot = reader.currentDisplaySnapshot();
+    input.currentDisplayLastUpdated = reader.currentDisplayLastUpdated();
+    input.statusMessage = reader.userFacingStatusMessage();
+    input.refreshFrequency = reader.refreshFrequency();
+    input.automaticRefreshEnabled = reader.automaticRefreshEnabled();
+    input.automaticRefreshIsPending = reader.automaticRefreshIsPending();
+    input.nextAutomaticRefreshDate = reader.nextAutomaticRefreshDate();
+    return input;
+}
+
+}  // namespace gaugely

@@ -1,0 +1,97 @@
+#include "tools/gaugely/RefreshStatistics.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+
+#include "tools/gaugely/SimulationView.h"
+
+namespace gaugely::tool {
+
+RefreshStatistics::RefreshStatistics(const UsageReader& reader, const SimulatedAccessibility& codex)
+    : reader_(reader), codex_(codex), roundTripsAtItemStart_(codex.roundTrips()) {}
+
+void RefreshStatistics::readerChanged(double elapsed) {
+    const bool running = reader_.automationInProgress();
+    if (running && !running_) {
+        running_ = refreshes_.size();
+        refreshes_.push_back(Refresh{elapsed, RefreshRunKind::manual, std::nullopt, 0, 0});
+        // Counted from the start of the work item, which includes the look at the menu that
+        // precedes the run's start.
+        roundTripBase_.push_back(roundTripsAtItemStart_);
+        startedInItem_.push_back(*running_);
+        touchedInItem_ = running_;
+    } else if (!running && running_) {
+        endedInItem_.push_back(*running_);
+        touchedInItem_ = running_;
+        running_.reset();
+    }
+}
+
+void RefreshStatistics::itemRan(const WorkItemReport& report) {
+    if (running_) {
+        touchedInItem_ = running_;
+    }
+    if (touchedInItem_) {
+        refreshes_[*touchedInItem_].cpuSeconds += report.cpuSeconds;
+    }
+    // An automatic run starts its countdown in the same step that starts it; a manual one has
+    // none.
+    for (const std::size_t index : startedInItem_) {
+        if (reader_.countdown()) {
+            refreshes_[index].kind = RefreshRunKind::automatic;
+        }
+    }
+    for (const std::size_t index : endedInItem_) {
+        Refresh& refresh = refreshes_[index];
+        refresh.roundTrips = codex_.roundTrips() - roundTripBase_[index];
+        refresh.outcome =
+            reader_.lastRefreshOutcome()
+                ? reader_.lastRefreshOutcome()->logText(reader_.refreshCleanupResult())
+                : std::string("none");
+    }
+    if (running_) {
+        refreshes_[*running_].roundTrips = codex_.roundTrips() - roundTripBase_[*running_];
+    }
+    startedInItem_.clear();
+    endedInItem_.clear();
+    touchedInItem_.reset();
+    roundTripsAtItemStart_ = codex_.roundTrips();
+}
+
+void RefreshStatistics::print(std::ostream& out) const {
+    out << "Refresh statistics: " << refreshes_.size()
+        << (refreshes_.size() == 1 ? " refresh" : " refreshes") << "\n";
+    if (refreshes_.empty()) {
+        return;
+    }
+    char line[96];
+    out << "   #  started       kind       AX round trips  engine CPU  outcome\n";
+    std::size_t totalTrips = 0;
+    double totalCPU = 0;
+    std::size_t fewest = SIZE_MAX;
+    std::size_t most = 0;
+    double slowest = 0;
+    for (std::size_t i = 0; i < refreshes_.size(); ++i) {
+        const Refresh& refresh = refreshes_[i];
+        std::snprintf(line, sizeof line, "%4zu  %-12s  %-9s  %14zu  %7.2f ms  ", i + 1,
+                      elapsedStamp(refresh.startedAt).c_str(),
+                      std::string(rawValue(refresh.kind)).c_str(), refresh.roundTrips,
+                      refresh.cpuSeconds * 1000.0);
+        out << line << refresh.outcome.value_or("still running") << "\n";
+        totalTrips += refresh.roundTrips;
+        totalCPU += refresh.cpuSeconds;
+        fewest = std::min(fewest, refresh.roundTrips);
+        most = std::max(most, refresh.roundTrips);
+        slowest = std::max(slowest, refresh.cpuSeconds);
+    }
+    const double count = static_cast<double>(refreshes_.size());
+    std::snprintf(line, sizeof line, "%.1f on average (fewest %zu, most %zu)",
+                  static_cast<double>(totalTrips) / count, fewest, most);
+    out << "  AX round trips per refresh: " << line << "\n";
+    std::snprintf(line, sizeof line, "%.2f ms on average (most %.2f ms)", totalCPU / count * 1000.0,
+                  slowest * 1000.0);
+    out << "  engine CPU time per refresh: " << line << "\n";
+}
+
+}  // namespace gaugely::tool

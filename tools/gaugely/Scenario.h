@@ -1,0 +1,73 @@
+#pragma once
+
+#include <functional>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "LowUsageNotificationSupport/CodexPlan.h"
+#include "tools/gaugely/SimulatedWorld.h"
+
+namespace gaugely::tool {
+
+// What a scenario does to the simulated world and when. Every action is a work item on the
+// world's main queue at its moment, so it runs in order with the reader's own work and the
+// same way on every run.
+class ScenarioScript {
+  public:
+    ScenarioScript(SimulatedWorld& world, CodexPlan plan,
+                   std::function<void(std::string_view)> narrate);
+
+    SimulatedWorld& world() { return world_; }
+    UsageReader& reader() { return *world_.reader; }
+    // The user's plan (and Codex's).
+    CodexPlan plan() const { return plan_; }
+
+    // `seconds` after the start, tells `what` happened (nothing when empty), then does it.
+    void at(double seconds, std::string what, std::function<void()> action = {});
+
+    // The user chooses the plan in Settings (first run).
+    void choosePlan(double seconds);
+    // The user clicks the refresh item. While a refresh runs the item is disabled, so they wait
+    // for it and click again.
+    void pressRefresh(double seconds);
+    // Codex's plan window (5h for plus, monthly for free/go, general weekly for pro) changes.
+    void setPrimaryUsage(double seconds, int percentLeft, std::string why);
+    void setWeeklyUsage(double seconds, int percentLeft);
+    // The user types in Codex, one key a second, from `from` to `to`.
+    void typeInCodex(double from, double to);
+    void clickInCodex(double seconds);
+    void quitCodex(double seconds);
+    void launchCodex(double seconds);
+    // Changes the refresh frequency when the stored one differs.
+    void useRefreshFrequency(double seconds, RefreshFrequency frequency);
+
+    // Where the script ends; a refresh still running then is allowed to finish.
+    void endAt(double seconds) { duration_ = seconds; }
+    double duration() const { return duration_; }
+
+    // "5h", "Monthly" or "General Weekly".
+    std::string primaryWindowTitle() const;
+
+  private:
+    void clickRefreshWhenEnabled(bool waited);
+
+    SimulatedWorld& world_;
+    CodexPlan plan_;
+    std::function<void(std::string_view)> narrate_;
+    double duration_ = 0;
+};
+
+struct Scenario {
+    std::string_view name;
+    std::string_view summary;
+    void (*write)(ScenarioScript& script);
+    // First run: starts with no plan chosen.
+    bool startsWithoutPlan = false;
+};
+
+// In the order `--scenario list` shows them; the demo first.
+std::span<const Scenario> scenarios();
+const Scenario* findScenario(std::string_view name);
+
+}  // namespace gaugely::tool

@@ -1,0 +1,226 @@
+#include <array>
+
+#include "tools/gaugely/Scenario.h"
+
+namespace gaugely::tool {
+
+namespace {
+
+// A key without meaning to Codex's menu ("A"), as typing in the composer is.
+constexpr uint16_t letterKey = 0;
+
+// The full cycle in about a minute: a manual refresh, Codex's usage falling while the user
+// works, an automatic refresh with its countdown that finds usage low, then the window's reset.
+void writeDemo(ScenarioScript& s) {
+    s.useRefreshFrequency(0, RefreshFrequency::thirtySeconds);
+    s.pressRefresh(2);
+    s.setPrimaryUsage(10, 45, "you keep working in Codex");
+    s.setWeeklyUsage(12, 37);
+    s.setPrimaryUsage(20, 31, "you keep working in Codex");
+    s.setPrimaryUsage(32, 18, "a long agent run");
+    s.setWeeklyUsage(34, 33);
+    s.setPrimaryUsage(57, 100, "its window resets");
+    s.pressRefresh(58);
+    s.endAt(62);
+}
+
+void writeFirstRun(ScenarioScript& s) {
+    s.choosePlan(2);
+    s.pressRefresh(4);
+    s.endAt(8);
+}
+
+void writeManual(ScenarioScript& s) {
+    s.pressRefresh(1);
+    s.endAt(5);
+}
+
+void writeAutomatic(ScenarioScript& s) {
+    s.useRefreshFrequency(0, RefreshFrequency::thirtySeconds);
+    s.endAt(45);
+}
+
+// Typing before the refresh falls due puts it off; a click during its countdown stops it. Each
+// time the next 15-second tick tries again and begins once the user has been idle for 10 s.
+void writeDeferred(ScenarioScript& s) {
+    s.useRefreshFrequency(0, RefreshFrequency::thirtySeconds);
+    s.typeInCodex(22, 33);
+    s.clickInCodex(47.5);
+    s.endAt(73);
+}
+
+void writeLowUsage(ScenarioScript& s) {
+    s.pressRefresh(1);
+    s.setPrimaryUsage(4, 18, "a long agent run");
+    s.pressRefresh(5);
+    s.endAt(9);
+}
+
+void writeReset(ScenarioScript& s) {
+    s.setPrimaryUsage(0, 25, "a busy morning");
+    s.pressRefresh(1);
+    s.setPrimaryUsage(4, 100, "its window resets");
+    s.pressRefresh(5);
+    s.endAt(9);
+}
+
+// Without Codex nothing can be read: a manual refresh says so, and a due automatic refresh
+// moves its deadline one interval on instead of retrying every tick.
+void writeCodexNotRunning(ScenarioScript& s) {
+    s.useRefreshFrequency(0, RefreshFrequency::thirtySeconds);
+    s.pressRefresh(1);
+    s.quitCodex(5);
+    s.pressRefresh(7);
+    s.endAt(50);
+}
+
+constexpr std::array scenarioTable{
+    Scenario{"demo", "the full cycle in a minute: two kinds of refresh, low usage, a reset",
+             writeDemo},
+    Scenario{"first-run", "no plan yet: the plan is chosen, then a manual refresh", writeFirstRun,
+             true},
+    Scenario{"manual", "a manual refresh", writeManual},
+    Scenario{"automatic", "an automatic refresh with its 10-second countdown", writeAutomatic},
+    Scenario{"deferred", "a due refresh put off by your input, retried on the 15 s tick when idle",
+             writeDeferred},
+    Scenario{"low-usage", "usage drops to 18%: \"Codex Usage Low\"", writeLowUsage},
+    Scenario{"reset", "a window returns to 100%: \"Codex Usage Reset\"", writeReset},
+    Scenario{"codex-not-running",
+             "Codex quits: \"Open Codex to refresh usage\", due refresh pushed back",
+             writeCodexNotRunning},
+};
+
+}  // namespace
+
+std::span<const Scenario> scenarios() {
+    return scenarioTable;
+}
+
+const Scenario* findScenario(std::string_view name) {
+    for (const Scenario& scenario : scenarioTable) {
+        if (scenario.name == name) {
+            return &scenario;
+        }
+    }
+    return nullptr;
+}
+
+ScenarioScript::ScenarioScript(SimulatedWorld& world, CodexPlan plan,
+                               std::function<void(std::string_view)> narrate)
+    : world_(world), plan_(plan), narrate_(std::move(narrate)) {}
+
+void ScenarioScript::at(double seconds, std::string what, std::function<void()> action) {
+    world_.time.asyncAfter(seconds, [this, what = std::move(what), action = std::move(action)] {
+        if (!what.empty()) {
+            narrate_(what);
+        }
+        if (action) {
+            action();
+        }
+    });
+}
+
+std::string ScenarioScript::primaryWindowTitle() const {
+    switch (plan_) {
+        case CodexPlan::freeGo:
+            return "Monthly";
+        case CodexPlan::plus:
+            return "5h";
+        case CodexPlan::pro:
+            return "General Weekly";
+    }
+    return {};
+}
+
+void ScenarioScript::choosePlan(double seconds) {
+    at(seconds, "You choose " + std::string(title(plan_)) + " as your plan in Settings.",
+       [this] { reader().setCodexPlan(plan_); });
+}
+
+void ScenarioScript::pressRefresh(double seconds) {
+    at(seconds, "", [this] { clickRefreshWhenEnabled(false); });
+}
+
+void ScenarioScript::clickRefreshWhenEnabled(bool waited) {
+    if (reader().automationInProgress()) {
+        if (!waited) {
+            narrate_("You go to click the refresh item, but a refresh is running; you wait.");
+        }
+        world_.time.asyncAfter(0.5, [this] { clickRefreshWhenEnabled(true); });
+        return;
+    }
+    narrate_("You click the refresh item.");
+    reader().beginReadCountdown(false);
+}
+
+void ScenarioScript::setPrimaryUsage(double seconds, int percentLeft, std::string why) {
+    at(seconds,
+       "Codex now shows " + primaryWindowTitle() + " " + std::to_string(percentLeft) + "% left (" +
+           why + ").",
+       [this, percentLeft] {
+           CodexUsage usage = world_.codex.usage();
+           // A window that starts over has its next reset a whole window away.
+           const bool reset = percentLeft == 100;
+           switch (plan_) {
+               case CodexPlan::freeGo:
+                   usage.monthlyPercentLeft = percentLeft;
+                   usage.monthlyReset = reset ? "Dec 21" : usage.monthlyReset;
+                   break;
+               case CodexPlan::plus:
+                   usage.fiveHourPercentLeft = percentLeft;
+                   usage.fiveHourReset = reset ? "1:58 PM" : usage.fiveHourReset;
+                   break;
+               case CodexPlan::pro:
+                   usage.proWeeklyPercentLeft = percentLeft;
+                   break;
+           }
+           world_.codex.setUsage(usage);
+       });
+}
+
+void ScenarioScript::setWeeklyUsage(double seconds, int percentLeft) {
+    if (plan_ != CodexPlan::plus) {
+        return;
+    }
+    at(seconds, "Codex now shows Weekly " + std::to_string(percentLeft) + "% left.",
+       [this, percentLeft] {
+           CodexUsage usage = world_.codex.usage();
+           usage.weeklyPercentLeft = percentLeft;
+           world_.codex.setUsage(usage);
+       });
+}
+
+void ScenarioScript::typeInCodex(double from, double to) {
+    at(from, "You start typing in Codex.");
+    for (double t = from; t <= to; t += 1) {
+        at(t, "", [this] { world_.input.injectRealKeyPress(letterKey); });
+    }
+    at(to, "You stop typing.");
+}
+
+void ScenarioScript::clickInCodex(double seconds) {
+    at(seconds, "You click in Codex's window.", [this] {
+        world_.input.injectRealClick(Point{400, 300});
+    });
+}
+
+void ScenarioScript::quitCodex(double seconds) {
+    at(seconds, "You quit Codex.", [this] { world_.codex.quit(); });
+}
+
+void ScenarioScript::launchCodex(double seconds) {
+    at(seconds, "You open Codex again.", [this] { world_.codex.launch(); });
+}
+
+void ScenarioScript::useRefreshFrequency(double seconds, RefreshFrequency frequency) {
+    at(seconds, "", [this, frequency] {
+        if (reader().refreshFrequency() == frequency) {
+            return;
+        }
+        narrate_("You set the refresh frequency to " + std::string(title(frequency)) +
+                 " in Settings.");
+        reader().setRefreshFrequency(frequency);
+    });
+}
+
+}  // namespace gaugely::tool

@@ -1,0 +1,350 @@
+#include <unistd.h>
+
+#include <chrono>
+#include <cmath>
+#include <csignal>
+#include <iostream>
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "LowUsageNotificationSupport/MenuBarBrandingPolicy.h"
+#include "LowUsageNotificationSupport/Text.h"
+#include "Meterlane/Posix/FilePreferences.h"
+#include "Meterlane/Posix/StopSignals.h"
+#include "Meterlane/Reader/UserDefaultsKeys.h"
+#include "Meterlane/Simulation/SimulationClockDriver.h"
+#include "tools/gaugely/Command.h"
+#include "tools/gaugely/RefreshStatistics.h"
+#include "tools/gaugely/Scenario.h"
+#include "tools/gaugely/SimulatedWorld.h"
+#include "tools/gaugely/SimulationView.h"
+#include "tools/gaugely/StoredState.h"
+#include "tools/gaugely/Terminal.h"
+
+namespace gaugely::tool {
+namespace {
+
+constexpr const char* simulateHelp =
+    "Usage: gaugely simulate [--scenario NAME] [--plan freeGo|plus|pro] [--speed N | --virtual]\n"
+    "                        [--defaults FILE] [--duration SECONDS] [--stats] [--verbose]\n"
+    "\n"
+    "Runs Gaugely's real reader, scheduler and notifications against a simulated Codex and shows\n"
+    "what the Mac app would: the menu bar label and refresh item, the popover, the countdown,\n"
+    "each notification as it is posted, and the refresh trace. On a terminal the view is redrawn\n"
+    "in place; piped, or with --virtual, every event is one line stamped with the simulated time\n"
+    "since the start (\"[+00:12.400]\"). Settings, readings and alert states are kept in a\n"
+    "defaults file, so the next run starts from where this one ended, as the app does.\n"
+    "\n"
+    "  --scenario NAME     what happens (default: demo); \"--scenario list\" lists them\n"
+    "  --plan PLAN         your Codex plan: freeGo, plus or pro. Needed when the defaults file\n"
+    "                      has no plan yet; on a terminal you are asked instead. A plan that\n"
+    "                      differs from the stored one is chosen at the start, as in Settings\n"
+    "  --speed N           N simulated seconds per real second (default 1)\n"
+    "  --virtual           no waiting at all: the run ends as soon as the work is done and\n"
+    "                      prints the same lines every time (fixed start 2026-11-21 09:00:00\n"
+    "                      UTC, counted notification identifiers)\n"
+    "  --defaults FILE     the defaults file (default: $XDG_CONFIG_HOME/gaugely/\n"
+    "                      com.vostrel.gaugely.json, or ~/.config/gaugely/ without it)\n"
+    "  --duration SECONDS  simulated seconds to run instead of the scenario's own length\n"
+    "  --stats             at the end, the accessibility round trips and the engine's CPU time\n"
+    "                      of each refresh\n"
+    "  --verbose           also the trace's debug lines (refresh timing)\n"
+    "  -h, --help          show this help\n"
+    "\n"
+    "Ctrl-C stops the run; what it has saved so far is kept.\n"
+    "Exit status: 0 the scenario ran; 2 bad arguments or no plan to use; 128 + the signal's\n"
+    "number when stopped by a signal (130 for Ctrl-C).\n";
+
+struct SimulateOptions {
+    std::string scenario = "demo";
+    std::optional<CodexPlan> plan;
+    std::optional<double> speed = 1.0;
+    std::optional<std::string> defaultsFile;
+    std::optional<double> duration;
+    bool stats = false;
+    bool verbose = false;
+    bool help = false;
+};
+
+std::optional<double> positiveNumber(const std::string& text) {
+    std::size_t used = 0;
+    double value = 0;
+    try {
+        value = std::stod(text, &used);
+    } catch (...) {
+        return std::nullopt;
+    }
+    if (used != text.size() || !std::isfinite(value) || !(value > 0)) {
+        return std::nullopt;
+    }
+    return value;
+}
+
+std::variant<SimulateOptions, std::string> parseOptions(const std::vector<std::string>& arguments) {
+    SimulateOptions options;
+    bool sawSpeed = false;
+    bool sawVirtual = false;
+    for (std::size_t index = 0; index < arguments.size(); ++index) {
+        const std::string& argument = arguments[index];
+        if (argument == "--help" || argument == "-h") {
+            options.help = true;
+            continue;
+        }
+        if (argument == "--stats" || argument == "--verbose" || argument == "--virtual") {
+            (argument == "--stats"     ? options.stats
+             : argument == "--verbose" ? options.verbose
+                                       : sawVirtual) = true;
+            continue;
+        }
+        if (argument != "--scenario" && argument != "--plan" && argument != "--speed" &&
+            argument != "--defaults" && argument != "--duration") {
+            return "unexpected argument \"" + argument + "\"";
+        }
+        if (index + 1 == arguments.size()) {
+            return argument + " needs a value";
+        }
+        const std::string& value = arguments[++index];
+        if (argument == "--scenario") {
+            options.scenario = value;
+        } else if (argument == "--plan") {
+            options.plan = fromRawValue<CodexPlan>(value);
+            if (!options.plan) {
+                return "unknown plan \"" + value + "\" (freeGo, plus or pro)";
+            }
+        } else if (argument == "--speed") {
+            options.speed = positiveNumber(value);
+            sawSpeed = true;
+            if (!options.speed) {
+                return "--speed needs a number above 0, not \"" + value + "\"";
+            }
+        } else if (argument == "--defaults") {
+            if (value.empty()) {
+                return std::string("--defaults needs a file name");
+            }
+            options.defaultsFile = value;
+        } else {
+            options.duration = positiveNumber(value);
+            if (!options.duration) {
+                return "--duration needs a number of seconds above 0, not \"" + value + "\"";
+            }
+        }
+    }
+    if (sawSpeed && sawVirtual) {
+        return std::string("--speed and --virtual do not go together");
+    }
+    if (sawVirtual) {
+        options.speed.reset();
+    }
+    return options;
+}
+
+int usageError(CommandStreams streams, const std::string& problem) {
+    streams.err << "gaugely simulate: " << problem << "\n\n" << simulateHelp;
+    return exitUsage;
+}
+
+void listScenarios(std::ostream& out) {
+    out << "Scenarios (gaugely simulate --scenario NAME):\n";
+    for (const Scenario& scenario : scenarios()) {
+        out << "  " << paddedToWidth(scenario.name, 19) << scenario.summary << "\n";
+    }
+}
+
+// Asks on the terminal, as the app's first-run plan chooser does; none at the end of input.
+std::optional<CodexPlan> askForPlan(CommandStreams streams) {
+    streams.out << "Choose your Codex plan (Gaugely reads the usage windows your plan has):\n";
+    int number = 1;
+    for (const CodexPlan plan : allCases<CodexPlan>()) {
+        streams.out << "  " << number++ << "  " << title(plan) << "\n";
+    }
+    std::string answer;
+    while (true) {
+        streams.out << "Plan [1-3]: " << std::flush;
+        if (!std::getline(streams.in, answer)) {
+            streams.out << "\n";
+            return std::nullopt;
+        }
+        answer = text::trimmed(answer);
+        number = 1;
+        for (const CodexPlan plan : allCases<CodexPlan>()) {
+            if (answer == std::to_string(number++) || answer == rawValue(plan) ||
+                text::equalsIgnoringCase(answer, title(plan))) {
+                return plan;
+            }
+        }
+        streams.out << "Please answer 1, 2 or 3.\n";
+    }
+}
+
+Date currentDate() {
+    const auto now = std::chrono::system_clock::now().time_since_epoch();
+    return Date::fromUnixTime(std::chrono::duration<double>(now).count());
+}
+
+std::string footerText(double elapsed, const SimulateOptions& options,
+                       const std::optional<int>& countdown) {
+    std::string text = elapsedStamp(elapsed).substr(0, elapsedStamp(elapsed).size() - 4) +
+                       " \u00B7 " + options.scenario;
+    if (options.speed && *options.speed != 1.0) {
+        char speed[32];
+        std::snprintf(speed, sizeof speed, " at %g\u00D7", *options.speed);
+        text += speed;
+    }
+    if (countdown) {
+        text += " \u00B7 countdown " + std::to_string(*countdown);
+    }
+    return text + " \u00B7 Ctrl-C stops";
+}
+
+}  // namespace
+
+int runSimulateCommand(const std::vector<std::string>& arguments, CommandStreams streams) {
+    auto parsed = parseOptions(arguments);
+    if (auto* problem = std::get_if<std::string>(&parsed)) {
+        return usageError(streams, *problem);
+    }
+    const SimulateOptions& options = std::get<SimulateOptions>(parsed);
+    if (options.help) {
+        streams.out << simulateHelp;
+        return exitSuccess;
+    }
+    if (options.scenario == "list") {
+        listScenarios(streams.out);
+        return exitSuccess;
+    }
+    const Scenario* scenario = findScenario(options.scenario);
+    if (scenario == nullptr) {
+        streams.err << "gaugely simulate: unknown scenario \"" << options.scenario << "\"\n\n";
+        listScenarios(streams.err);
+        return exitUsage;
+    }
+
+    const std::string file =
+        options.defaultsFile
+            ? *options.defaultsFile
+            : FilePreferences::defaultFile(MenuBarBrandingPolicy::productionBundleIdentifier)
+                  .string();
+    FilePreferences defaults(
+        file, [&](const std::string& message) { streams.err << "gaugely: " << message << "\n"; });
+    const StoredState stored = StoredState::read(defaults);
+
+    if (scenario->startsWithoutPlan && stored.plan.value) {
+        streams.err << "gaugely simulate: the first-run scenario starts before a plan is chosen, "
+                       "but "
+                    << file << " already has one (" << rawValue(*stored.plan.value)
+                    << "); pass --defaults with a new file\n";
+        return exitUsage;
+    }
+    std::optional<CodexPlan> plan = options.plan ? options.plan : stored.plan.value;
+    if (!plan) {
+        if (isTerminal(STDIN_FILENO) && &streams.in == &std::cin) {
+            plan = askForPlan(streams);
+        }
+        if (!plan) {
+            streams.err << "gaugely simulate: no plan is chosen yet in " << file
+                        << "; pass --plan freeGo, --plan plus or --plan pro\n";
+            return exitUsage;
+        }
+    }
+
+    const bool instant = !options.speed;
+    const bool live = !instant && &streams.out == &std::cout && isTerminal(STDOUT_FILENO);
+    const Date start = instant ? VirtualTime::defaultStart : currentDate();
+    SimulatedWorld world(start, *plan, defaults, instant);
+    const double origin = world.time.monotonicSeconds();
+    const auto elapsed = [&] { return world.time.monotonicSeconds() - origin; };
+    SimulationView view(streams.out,
+                        live ? SimulationView::Style::live : SimulationView::Style::lines, elapsed,
+                        live ? static_cast<std::size_t>(terminalColumns(STDOUT_FILENO, 80)) : 80);
+
+    view.say("gaugely simulate \u2014 scenario " + std::string(scenario->name) + ": " +
+             std::string(scenario->summary));
+    std::string pace;
+    if (instant) {
+        pace = "in virtual time";
+    } else if (*options.speed == 1.0) {
+        pace = "in real time";
+    } else {
+        char speed[48];
+        std::snprintf(speed, sizeof speed, "at %g\u00D7 speed", *options.speed);
+        pace = speed;
+    }
+    view.say("Plan " + std::string(title(*plan)) + ", " + pace + " from " +
+             localDateTimeText(start) + ".");
+    view.say(restoredStateLine(stored, file, start));
+
+    world.log.setEcho([&](const LogEntry& entry) {
+        if (options.verbose || entry.level != LogLevel::debug) {
+            view.logEntry(entry);
+        }
+    });
+    UsageReader& reader = world.launchReader();
+    RefreshStatistics statistics(reader, world.codex);
+    reader.addObserver([&] { statistics.readerChanged(elapsed()); });
+    // A refresh that was overdue at launch starts inside the reader's construction.
+    statistics.readerChanged(elapsed());
+
+    ScenarioScript script(world, *plan, [&](std::string_view text) { view.note(text); });
+    if (!scenario->startsWithoutPlan &&
+        (!reader.hasExplicitPlanSelection() || reader.codexPlan() != *plan)) {
+        script.choosePlan(0);
+    }
+    scenario->write(script);
+
+    std::size_t notificationsShown = 0;
+    const auto showScreen = [&] {
+        const auto& requests = world.notifications.requests();
+        for (; notificationsShown < requests.size(); ++notificationsShown) {
+            view.notification(requests[notificationsShown]);
+        }
+        view.show(captureScreen(reader, formatTimeOfDayInCurrentLocale),
+                  footerText(elapsed(), options, reader.countdown()));
+    };
+    showScreen();
+
+    StopSignals signals;
+    SimulationClockDriver driver(
+        world.time, options.speed,
+        RealTimeSource{monotonicSeconds, [&](double seconds) { signals.sleep(seconds); },
+                       [&] { return signals.stopRequested(); }, processCPUSeconds});
+    driver.setAfterEachItem([&](const WorkItemReport& report) {
+        statistics.itemRan(report);
+        showScreen();
+    });
+    // On a terminal the panel's clock moves on every second, even when nothing else happens.
+    std::shared_ptr<Cancellable> clock;
+    if (live) {
+        clock = world.time.scheduleRepeating(1, 1, 0, [] {});
+    }
+
+    auto ending = driver.run(options.duration.value_or(script.duration()));
+    if (ending == SimulationClockDriver::Ending::timeLimit && reader.automationInProgress()) {
+        ending = driver.run(120, [&] { return !reader.automationInProgress(); });
+    }
+    clock.reset();
+    defaults.synchronize();
+    showScreen();
+    view.close();
+
+    const std::string at = elapsedStamp(elapsed());
+    if (const auto signal = signals.signal()) {
+        view.say(std::string("Stopped at ") + at + " by " +
+                 (*signal == SIGINT ? "Ctrl-C" : "a signal") + "; what was saved is kept in " +
+                 file + ".");
+    } else {
+        view.say("Scenario " + std::string(scenario->name) + " ended at " + at +
+                 "; state saved in " + file + ".");
+    }
+    if (options.stats) {
+        statistics.print(streams.out);
+    }
+    streams.out.flush();
+    if (const auto signal = signals.signal()) {
+        return StopSignals::exitStatus(*signal);
+    }
+    return exitSuccess;
+}
+
+}  // namespace gaugely::tool

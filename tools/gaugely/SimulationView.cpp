@@ -1,0 +1,232 @@
+#include "tools/gaugely/SimulationView.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+
+#include "LowUsageNotificationSupport/MenuBarUsageSummary.h"
+#include "Meterlane/Presentation/PopoverInputFromReader.h"
+#include "Meterlane/Presentation/RefreshControlPresentation.h"
+#include "tools/gaugely/Terminal.h"
+
+namespace gaugely::tool {
+
+namespace {
+
+// The stamp "[+00:12.400] " and the indent that lines continuation rows up under its text.
+constexpr std::size_t stampWidth = 13;
+constexpr std::size_t barWidth = 20;
+constexpr std::string_view gaugeGlyph = "\u25D4";  // ◔
+
+std::string sectionLine(const UsageSection& section, std::size_t titleWidth) {
+    std::string line = paddedToWidth(section.title, titleWidth) + "  " +
+                       paddedToWidth(section.percentage, 4) + "  " +
+                       progressBar(section.progress, barWidth);
+    if (section.resetLine) {
+        line += "  " + *section.resetLine;
+    }
+    return line;
+}
+
+}  // namespace
+
+GaugelyScreen captureScreen(const UsageReader& reader, const TimeOfDayFormatter& formatter) {
+    GaugelyScreen screen;
+    screen.menuBarText = reader.menuBarUsageSummary();
+    screen.refreshing = reader.automationInProgress();
+    screen.countdown = reader.countdown();
+    screen.popover = PopoverViewModel::make(popoverInput(reader), formatter);
+    return screen;
+}
+
+std::string menuBarLabelText(const std::string& summary) {
+    return std::string(gaugeGlyph) + " " + summary;
+}
+
+std::string refreshItemText(bool refreshing) {
+    const RefreshControlPresentation item = RefreshControlPresentation::make(refreshing);
+    std::string text = refreshing ? "\u25CC " : "\u21BB ";  // ◌ or ↻
+    text += item.toolTip;
+    if (!item.isEnabled) {
+        text += " (disabled)";
+    }
+    return text;
+}
+
+std::vector<std::string> popoverLines(const PopoverViewModel& popover) {
+    std::vector<std::string> lines;
+    if (popover.blockTitle) {
+        lines.push_back(*popover.blockTitle);
+    }
+    if (popover.blockText) {
+        lines.push_back(*popover.blockText);
+    }
+    if (popover.blockActionTitle) {
+        lines.push_back("[" + *popover.blockActionTitle + "]");
+    }
+    std::size_t titleWidth = 0;
+    for (const UsageSection& section : popover.sections) {
+        titleWidth = std::max(titleWidth, displayWidth(section.title));
+    }
+    for (const UsageSection& section : popover.sections) {
+        lines.push_back(sectionLine(section, titleWidth));
+    }
+    if (popover.showsFooter) {
+        if (popover.statusLine) {
+            // The orange of a warning becomes a mark in plain text.
+            lines.push_back((popover.statusLine->style == StatusLineStyle::warning ? "! " : "") +
+                            popover.statusLine->text);
+        }
+        if (popover.lastUpdatedText) {
+            lines.push_back(*popover.lastUpdatedText);
+        }
+        lines.push_back(popover.automaticRefreshStatusText);
+        lines.push_back("[" + popover.refreshActionTitle + "]");
+    }
+    if (popover.updateOffer) {
+        lines.push_back(popover.updateOffer->text + " [" + popover.updateOffer->actionTitle + "]");
+    }
+    return lines;
+}
+
+std::string progressBar(double progress, std::size_t width) {
+    const double clamped = std::isfinite(progress) ? std::min(std::max(progress, 0.0), 1.0) : 0;
+    const auto filled = static_cast<std::size_t>(std::lround(clamped * static_cast<double>(width)));
+    std::string bar;
+    for (std::size_t i = 0; i < width; ++i) {
+        bar += i < filled ? "\u2588" : "\u2591";  // █ or ░
+    }
+    return bar;
+}
+
+std::string elapsedStamp(double seconds) {
+    const long long milliseconds = std::llround(std::max(seconds, 0.0) * 1000.0);
+    const long long hours = milliseconds / 3'600'000;
+    const long long minutes = milliseconds / 60'000 % 60;
+    const double rest = static_cast<double>(milliseconds % 60'000) / 1000.0;
+    char text[40];
+    if (hours > 0) {
+        std::snprintf(text, sizeof text, "+%lld:%02lld:%06.3f", hours, minutes, rest);
+    } else {
+        std::snprintf(text, sizeof text, "+%02lld:%06.3f", minutes, rest);
+    }
+    return text;
+}
+
+SimulationView::SimulationView(std::ostream& out, Style style, std::function<double()> elapsed,
+                               std::size_t columns)
+    : out_(out),
+      style_(style),
+      elapsed_(std::move(elapsed)),
+      columns_(std::max<std::size_t>(columns, 40)) {}
+
+void SimulationView::say(std::string_view text) {
+    clearPanel();
+    out_ << text << "\n";
+    out_.flush();
+}
+
+void SimulationView::queue(std::string text, std::vector<std::string> more) {
+    events_.push_back(Event{elapsed_(), std::move(text), std::move(more)});
+}
+
+void SimulationView::note(std::string_view text) {
+    queue("\u25B8 " + std::string(text));  // ▸
+}
+
+void SimulationView::logEntry(const LogEntry& entry) {
+    queue(entry.category + ": " + entry.line);
+}
+
+void SimulationView::notification(const NotificationRequest& request) {
+    queue("notification: [" + request.title + "] " + request.body);
+}
+
+void SimulationView::printEvent(const Event& event) {
+    out_ << "[" << elapsedStamp(event.at) << "] " << event.text << "\n";
+    for (const std::string& line : event.more) {
+        out_ << std::string(stampWidth, ' ') << "  " << line << "\n";
+    }
+}
+
+void SimulationView::clearPanel() {
+    if (panelHeight_ == 0) {
+        return;
+    }
+    // Up to the panel's first line, then clear everything below.
+    out_ << "\x1b[" << panelHeight_ << "F\x1b[J";
+    panelHeight_ = 0;
+}
+
+std::string SimulationView::rule(std::string_view title) const {
+    std::string line = "\u2500\u2500 " + std::string(title) + " ";  // ──
+    const std::size_t width = displayWidth(line);
+    for (std::size_t i = width; i + 1 < columns_; ++i) {
+        line += "\u2500";
+    }
+    return line;
+}
+
+void SimulationView::drawPanel(const GaugelyScreen& screen, std::string_view footer) {
+    std::vector<std::string> lines;
+    lines.push_back(rule("menu bar"));
+    const std::string label = " " + menuBarLabelText(screen.menuBarText);
+    const std::string item = refreshItemText(screen.refreshing);
+    const std::size_t gap = columns_ > displayWidth(label) + displayWidth(item) + 4
+                                ? columns_ - 2 - displayWidth(label) - displayWidth(item)
+                                : 3;
+    lines.push_back(label + std::string(gap, ' ') + item);
+    lines.push_back(rule("popover"));
+    for (const std::string& line : popoverLines(screen.popover)) {
+        lines.push_back(" " + line);
+    }
+    lines.push_back(rule(footer));
+    for (const std::string& line : lines) {
+        out_ << truncatedToWidth(line, columns_ - 1) << "\x1b[K\n";
+    }
+    panelHeight_ = lines.size();
+}
+
+void SimulationView::show(const GaugelyScreen& screen, std::string_view footer) {
+    if (style_ == Style::live) {
+        clearPanel();
+        for (const Event& event : events_) {
+            printEvent(event);
+        }
+        events_.clear();
+        drawPanel(screen, footer);
+        out_.flush();
+        return;
+    }
+
+    for (const Event& event : events_) {
+        printEvent(event);
+    }
+    events_.clear();
+    const double now = elapsed_();
+    const std::string menuBar =
+        menuBarLabelText(screen.menuBarText) + "   " + refreshItemText(screen.refreshing);
+    if (shownMenuBar_ != menuBar) {
+        printEvent(Event{now, "menu bar: " + menuBar, {}});
+        shownMenuBar_ = menuBar;
+    }
+    if (shownCountdown_ != screen.countdown) {
+        if (screen.countdown) {
+            printEvent(Event{now, "countdown: " + std::to_string(*screen.countdown), {}});
+        }
+        shownCountdown_ = screen.countdown;
+    }
+    std::vector<std::string> popover = popoverLines(screen.popover);
+    if (shownPopover_ != popover) {
+        printEvent(Event{now, "popover:", popover});
+        shownPopover_ = std::move(popover);
+    }
+    out_.flush();
+}
+
+void SimulationView::close() {
+    panelHeight_ = 0;
+    out_.flush();
+}
+
+}  // namespace gaugely::tool

@@ -1,0 +1,89 @@
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <optional>
+#include <ostream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Meterlane/Platform/UserNotificationCenter.h"
+#include "Meterlane/Presentation/PopoverViewModel.h"
+#include "Meterlane/Reader/UsageReader.h"
+#include "Meterlane/Simulation/MemoryLog.h"
+
+namespace gaugely::tool {
+
+// What the user sees of Gaugely at one moment: the menu bar label, the refresh item beside it,
+// and the popover.
+struct GaugelyScreen {
+    std::string menuBarText;
+    bool refreshing = false;
+    std::optional<int> countdown;
+    PopoverViewModel popover;
+};
+
+GaugelyScreen captureScreen(const UsageReader& reader, const TimeOfDayFormatter& formatter);
+
+// The label as text: the template icon as a small gauge glyph, then the summary.
+std::string menuBarLabelText(const std::string& summary);
+// The refresh item: its symbol drawn as ↻ or ◌, and its tooltip.
+std::string refreshItemText(bool refreshing);
+// The popover's content, one line per row; a usage section is one line with its bar.
+std::vector<std::string> popoverLines(const PopoverViewModel& popover);
+// A bar of `width` cells, filled in proportion to `progress` (0 to 1).
+std::string progressBar(double progress, std::size_t width);
+// "+00:12.400", or "+1:02:03.400" past an hour.
+std::string elapsedStamp(double seconds);
+
+// Shows a simulation as it runs. `lines`: every event and every change of the screen is one
+// appended, time-stamped line, the same on every run (for pipes and tests). `live`: events scroll
+// by above a panel that is redrawn in place (for a terminal).
+class SimulationView {
+  public:
+    enum class Style { lines, live };
+
+    // `elapsed`: seconds of simulated time since the start, for the time stamps.
+    SimulationView(std::ostream& out, Style style, std::function<double()> elapsed,
+                   std::size_t columns = 80);
+
+    // A line without a time stamp, printed at once (headers, summaries).
+    void say(std::string_view text);
+    // What happens in the world: the user's actions, Codex's usage changing.
+    void note(std::string_view text);
+    void logEntry(const LogEntry& entry);
+    void notification(const NotificationRequest& request);
+
+    // Prints the events so far, then what changed on the screen (lines), or redraws the panel
+    // with `footer` as its last line (live).
+    void show(const GaugelyScreen& screen, std::string_view footer);
+    // The panel stays where it is and later text goes below it.
+    void close();
+
+  private:
+    struct Event {
+        double at = 0;
+        std::string text;
+        std::vector<std::string> more;  // indented continuation lines
+    };
+
+    void queue(std::string text, std::vector<std::string> more = {});
+    void printEvent(const Event& event);
+    void clearPanel();
+    void drawPanel(const GaugelyScreen& screen, std::string_view footer);
+    std::string rule(std::string_view title) const;
+
+    std::ostream& out_;
+    Style style_;
+    std::function<double()> elapsed_;
+    std::size_t columns_;
+    std::vector<Event> events_;
+    // What was last shown, so only changes are printed.
+    std::optional<std::string> shownMenuBar_;
+    std::optional<std::optional<int>> shownCountdown_;
+    std::optional<std::vector<std::string>> shownPopover_;
+    std::size_t panelHeight_ = 0;
+};
+
+}  // namespace gaugely::tool

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace gaugely::tool {
+
+// Whether the file descriptor is an interactive terminal.
+bool isTerminal(int fileDescriptor);
+
+// The terminal's width in columns, or `fallback` when it cannot be told.
+int terminalColumns(int fileDescriptor, int fallback);
+
+// Columns taken by UTF-8 text when each code point takes one, which holds for every glyph the
+// tool draws (box lines, blocks, arrows, dashes).
+std::size_t displayWidth(std::string_view text);
+
+// At most `columns` columns of the text, cut at a code point boundary.
+std::string truncatedToWidth(std::string_view text, std::size_t columns);
+
+// The text followed by spaces up to `columns` columns.
+std::string paddedToWidth(std::string_view text, std::size_t columns);
+
+}  // namespace gaugely::tool
