@@ -1,12 +1,387 @@
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <optional>
 #include <ostream>
+#include <string>
+#include <variant>
+#include <vector>
 
+#include "LowUsageNotificationSupport/MenuBarBrandingPolicy.h"
+#include "LowUsageNotificationSupport/Text.h"
+#include "Meterlane/Posix/FilePreferences.h"
+#include "Meterlane/Posix/PreferencesDocument.h"
+#include "Meterlane/Reader/UsageReader.h"
+#include "Meterlane/Simulation/FakeInput.h"
+#include "Meterlane/Simulation/FakeUserNotificationCenter.h"
+#include "Meterlane/Simulation/FakeWorkspace.h"
+#include "Meterlane/Simulation/MemoryLog.h"
+#include "Meterlane/Simulation/MemoryPreferences.h"
+#include "Meterlane/Simulation/SimulatedAccessibility.h"
+#include "Meterlane/Simulation/VirtualTime.h"
 #include "tools/gaugely/Command.h"
+#include "tools/gaugely/SimulationView.h"
+#include "tools/gaugely/StoredState.h"
+#include "tools/gaugely/Terminal.h"
 
 namespace gaugely::tool {
+namespace {
 
-int runStateCommand(const std::vector<std::string>&, CommandStreams streams) {
-    streams.err << "gaugely state: not yet\n";
-    return exitUsage;
+constexpr const char* stateHelp =
+    "Usage: gaugely state [--defaults FILE] [--json]\n"
+    "\n"
+    "Shows what Gaugely has saved: the plan, the settings, the last reading of each plan (dates\n"
+    "in local time), the next automatic refresh, and the low-usage and reset notification\n"
+    "states; then the menu bar text and the popover as the app would show them on launch,\n"
+    "with Accessibility permission granted and Codex not running. The file is only read:\n"
+    "nothing is migrated, rescheduled or written back.\n"
+    "\n"
+    "  --defaults FILE   the defaults file (default: $XDG_CONFIG_HOME/gaugely/\n"
+    "                    com.vostrel.gaugely.json, or ~/.config/gaugely/ without it)\n"
+    "  --json            one JSON object instead of text\n"
+    "  -h, --help        show this help\n"
+    "\n"
+    "A missing file shows the defaults. A value this version cannot read is listed as\n"
+    "unreadable; the app keeps its default for it and leaves the stored value alone.\n"
+    "Exit status: 0 shown; 1 the file cannot be read or is not a defaults file; 2 bad\n"
+    "arguments.\n";
+
+constexpr std::size_t labelWidth = 26;
+
+struct StateOptions {
+    std::optional<std::string> defaultsFile;
+    bool json = false;
+    bool help = false;
+};
+
+std::variant<StateOptions, std::string> parseOptions(const std::vector<std::string>& arguments) {
+    StateOptions options;
+    for (std::size_t index = 0; index < arguments.size(); ++index) {
+        const std::string& argument = arguments[index];
+        if (argument == "--help" || argument == "-h") {
+            options.help = true;
+        } else if (argument == "--json") {
+            options.json = true;
+        } else if (argument == "--defaults") {
+            if (index + 1 == arguments.size() || arguments[index + 1].empty()) {
+                return std::string("--defaults needs a file name");
+            }
+            options.defaultsFile = arguments[++index];
+        } else {
+            return "unexpected argument \"" + argument + "\"";
+        }
+    }
+    return options;
+}
+
+// The defaults as the reader would find them, copied into memory so nothing it does on launch
+// reaches the file.
+void copyInto(MemoryPreferences& memory, const PreferenceValues& values) {
+    for (const auto& [key, value] : values) {
+        if (const auto* flag = std::get_if<bool>(&value)) {
+            memory.setBool(key, *flag);
+        } else if (const auto* text = std::get_if<std::string>(&value)) {
+            memory.setString(key, *text);
+        } else if (const auto* data = std::get_if<PreferenceData>(&value)) {
+            memory.setData(key, data->bytes);
+        } else if (const auto* date = std::get_if<Date>(&value)) {
+            memory.setDate(key, *date);
+        }
+    }
+}
+
+// What the app shows right after launch over these defaults.
+struct LaunchView {
+    std::string menuBarText;
+    std::optional<std::string> statusLine;
+    UsageSnapshotPresentationState presentationState =
+        UsageSnapshotPresentationState::planSelectionRequired;
+    std::vector<std::string> popover;
+};
+
+LaunchView launchView(MemoryPreferences& defaults, Date now) {
+    // An empty workspace: Codex is not running, so the launch reads nothing and drives nothing.
+    VirtualTime time(now);
+    MemoryLog log;
+    FakeWorkspace workspace(time);
+    FakeInput input(time);
+    SimulatedAccessibility accessibility;
+    FakeUserNotificationCenter notifications;
+    int uuids = 0;
+    UsageReader reader(ReaderEnvironment{accessibility, input, workspace, time, time, log, defaults,
+                                         notifications, [&] { return std::to_string(++uuids); }});
+    const GaugelyScreen screen = captureScreen(reader, formatTimeOfDayInCurrentLocale);
+    return LaunchView{screen.menuBarText, reader.userFacingStatusMessage(),
+                      reader.usageSnapshotPresentationState(), popoverLines(screen.popover)};
+}
+
+std::string_view presentationStateName(UsageSnapshotPresentationState state) {
+    switch (state) {
+        case UsageSnapshotPresentationState::planSelectionRequired:
+            return "planSelectionRequired";
+        case UsageSnapshotPresentationState::noUsageData:
+            return "noUsageData";
+        case UsageSnapshotPresentationState::dataAvailable:
+            return "dataAvailable";
+        case UsageSnapshotPresentationState::unvalidatedPlan:
+            return "unvalidatedPlan";
+    }
+    return {};
+}
+
+std::string alertSettingsText(const LowUsageAlertSettings& settings) {
+    std::string text;
+    for (const QuotaWindow window : allCases<QuotaWindow>()) {
+        const LowUsageWindowAlertSettings& setting = settings.setting(window);
+        if (!text.empty()) {
+            text += " \u00B7 ";
+        }
+        text += std::string(notificationTitle(window)) + " ";
+        text += setting.isEnabled ? "on at " + std::string(title(setting.threshold)) + ", " +
+                                        text::lowercased(title(setting.repeatInterval))
+                                  : "off";
+    }
+    return text;
+}
+
+template <class T>
+std::string marked(const Stored<T>& stored, std::string text) {
+    if (stored.unreadable) {
+        return text + " (stored value unreadable: default)";
+    }
+    if (stored.isAbsent()) {
+        return text + " (default)";
+    }
+    return text;
+}
+
+void row(std::ostream& out, std::string_view label, const std::string& value) {
+    out << paddedToWidth(label, labelWidth) << value << "\n";
+}
+
+std::string deadlineText(Date deadline, Date now) {
+    return localDateTimeText(deadline) + (deadline <= now ? " (overdue)" : "");
+}
+
+void printText(std::ostream& out, const std::string& file, bool exists, const StoredState& state,
+               const LaunchView& launch, Date now) {
+    out << "Gaugely's saved state in " << file << "\n";
+    if (!exists) {
+        out << "(no such file yet: everything is at its default)\n";
+    }
+    out << "\n";
+    row(out, "Plan",
+        state.plan.value ? std::string(title(*state.plan.value))
+                         : marked(state.plan, "none chosen"));
+    const bool automatic = state.automaticRefreshEnabled.value.value_or(true);
+    const RefreshFrequency frequency =
+        state.refreshFrequency.value.value_or(defaultRefreshFrequency);
+    row(out, "Automatic refresh",
+        marked(state.automaticRefreshEnabled, automatic ? "on" : "off") + ", every " +
+            marked(state.refreshFrequency, std::string(title(frequency))));
+    row(out, "Menu bar format",
+        marked(state.menuBarDisplay,
+               std::string(title(state.menuBarDisplay.value.value_or(defaultMenuBarDisplay)))));
+    row(out, "Low-usage alerts",
+        marked(state.lowUsageAlertSettings,
+               alertSettingsText(
+                   state.lowUsageAlertSettings.value.value_or(LowUsageAlertSettings{}))));
+    row(out, "Reset notifications",
+        marked(state.resetNotificationSettings,
+               state.resetNotificationSettings.value.value_or(ResetNotificationSettings{}).isEnabled
+                   ? "on"
+                   : "off"));
+
+    out << "\nReadings\n";
+    if (state.planSnapshots.unreadable) {
+        out << "  (stored readings unreadable: none shown by the app)\n";
+    } else if (!state.planSnapshots.value || state.planSnapshots.value->snapshots.empty()) {
+        out << "  none yet\n";
+    } else {
+        for (const auto& [plan, record] : state.planSnapshots.value->snapshots) {
+            row(out, "  " + std::string(title(plan)),
+                snapshotText(record.snapshot, plan) + ", read " +
+                    localDateTimeText(record.lastUpdated));
+        }
+    }
+    if (const auto& legacy = state.legacySnapshot.value) {
+        row(out, "  Older single reading",
+            std::string(title(legacy->plan)) + ": " + snapshotText(legacy->snapshot, legacy->plan) +
+                ", read " + localDateTimeText(legacy->lastUpdated));
+    }
+    out << "\n";
+    row(out, "Next automatic refresh",
+        state.nextAutomaticRefreshDate.value
+            ? deadlineText(*state.nextAutomaticRefreshDate.value, now)
+            : marked(state.nextAutomaticRefreshDate, "none"));
+
+    std::string lows;
+    if (const auto& low = state.lowUsageNotificationState.value) {
+        for (const auto& [key, window] : low->stateByPlanAndWindow) {
+            lows += (lows.empty() ? "" : " \u00B7 ") + key + (window.isLow ? " low" : " not low");
+            if (window.lastNotifiedAt) {
+                lows += ", notified " + localDateTimeText(*window.lastNotifiedAt);
+            }
+        }
+    }
+    row(out, "Low-usage alert state",
+        lows.empty() ? marked(state.lowUsageNotificationState, "none") : lows);
+    std::string resets;
+    if (const auto& reset = state.quotaResetNotificationState.value) {
+        for (const auto& [key, window] : reset->stateByPlanAndWindow) {
+            resets += (resets.empty() ? "" : " \u00B7 ") + key + " last " +
+                      (window.lastObservedPercentage
+                           ? std::to_string(*window.lastObservedPercentage) + "%"
+                           : std::string("unknown"));
+        }
+    }
+    row(out, "Reset notification state",
+        resets.empty() ? marked(state.quotaResetNotificationState, "none") : resets);
+
+    const auto unreadable = state.unreadableKeys();
+    if (!unreadable.empty()) {
+        std::string keys;
+        for (const std::string_view key : unreadable) {
+            keys += (keys.empty() ? "" : ", ") + std::string(key);
+        }
+        row(out, "Unreadable (left as is)", keys);
+    }
+
+    out << "\nOn launch (Accessibility granted, Codex not running)\n";
+    row(out, "  Menu bar", menuBarLabelText(launch.menuBarText));
+    row(out, "  Status line", launch.statusLine.value_or("none"));
+    out << "  Popover\n";
+    for (const std::string& line : launch.popover) {
+        out << "    " << line << "\n";
+    }
+}
+
+Json dateJson(Date date, Date now) {
+    Json json = Json::object();
+    json["date"] = date.timeIntervalSinceReferenceDate;
+    json["local"] = localDateTimeText(date);
+    json["overdue"] = date <= now;
+    return json;
+}
+
+template <class T, class F>
+Json storedJson(const Stored<T>& stored, F&& encode) {
+    return stored.value ? Json(encode(*stored.value)) : Json(nullptr);
+}
+
+void printJson(std::ostream& out, const std::string& file, bool exists, const StoredState& state,
+               const LaunchView& launch, Date now) {
+    Json json = Json::object();
+    json["file"] = file;
+    json["fileExists"] = exists;
+    json["plan"] = storedJson(state.plan, [](CodexPlan plan) { return rawValue(plan); });
+    json["automaticRefreshEnabled"] = state.automaticRefreshEnabled.value.value_or(true);
+    json["refreshFrequency"] =
+        rawValue(state.refreshFrequency.value.value_or(defaultRefreshFrequency));
+    json["menuBarDisplay"] = rawValue(state.menuBarDisplay.value.value_or(defaultMenuBarDisplay));
+    json["lowUsageAlertSettings"] =
+        state.lowUsageAlertSettings.value.value_or(LowUsageAlertSettings{}).toJson();
+    json["resetNotificationSettings"] =
+        state.resetNotificationSettings.value.value_or(ResetNotificationSettings{}).toJson();
+    Json snapshots = Json::object();
+    if (const auto& stored = state.planSnapshots.value) {
+        for (const auto& [plan, record] : stored->snapshots) {
+            Json entry = record.toJson();
+            entry["lastUpdatedLocal"] = localDateTimeText(record.lastUpdated);
+            snapshots[std::string(rawValue(plan))] = entry;
+        }
+    }
+    json["snapshots"] = snapshots;
+    json["legacySnapshot"] =
+        storedJson(state.legacySnapshot, [](const auto& record) { return record.toJson(); });
+    json["nextAutomaticRefreshDate"] =
+        storedJson(state.nextAutomaticRefreshDate, [&](Date date) { return dateJson(date, now); });
+    json["lowUsageNotificationState"] = storedJson(
+        state.lowUsageNotificationState, [](const auto& record) { return record.toJson(); });
+    json["quotaResetNotificationState"] = storedJson(
+        state.quotaResetNotificationState, [](const auto& record) { return record.toJson(); });
+    Json unreadable = Json::array();
+    for (const std::string_view key : state.unreadableKeys()) {
+        unreadable.push_back(key);
+    }
+    json["unreadableKeys"] = unreadable;
+    Json derived = Json::object();
+    derived["menuBarText"] = launch.menuBarText;
+    derived["statusLine"] = launch.statusLine ? Json(*launch.statusLine) : Json(nullptr);
+    derived["presentationState"] = presentationStateName(launch.presentationState);
+    derived["popover"] = launch.popover;
+    json["onLaunch"] = derived;
+    out << json.dump(2) << "\n";
+}
+
+Date currentDate() {
+    const auto now = std::chrono::system_clock::now().time_since_epoch();
+    return Date::fromUnixTime(std::chrono::duration<double>(now).count());
+}
+
+}  // namespace
+
+int runStateCommand(const std::vector<std::string>& arguments, CommandStreams streams) {
+    auto parsed = parseOptions(arguments);
+    if (auto* problem = std::get_if<std::string>(&parsed)) {
+        streams.err << "gaugely state: " << *problem << "\n\n" << stateHelp;
+        return exitUsage;
+    }
+    const StateOptions& options = std::get<StateOptions>(parsed);
+    if (options.help) {
+        streams.out << stateHelp;
+        return exitSuccess;
+    }
+    const std::string file =
+        options.defaultsFile
+            ? *options.defaultsFile
+            : FilePreferences::defaultFile(MenuBarBrandingPolicy::productionBundleIdentifier)
+                  .string();
+
+    // Read here rather than through FilePreferences, which moves an undecodable file aside.
+    PreferenceValues values;
+    std::error_code error;
+    const bool exists = std::filesystem::exists(file, error);
+    if (exists && std::filesystem::is_directory(file, error)) {
+        streams.err << "gaugely state: " << file << " is a folder, not a defaults file\n";
+        return exitNoResult;
+    }
+    if (exists) {
+        std::ifstream in(file, std::ios::binary);
+        const std::string text((std::istreambuf_iterator<char>(in)),
+                               std::istreambuf_iterator<char>());
+        if (!in.good() && !in.eof()) {
+            streams.err << "gaugely state: cannot read " << file << ": " << std::strerror(errno)
+                        << "\n";
+            return exitNoResult;
+        }
+        const auto decoded = decodePreferencesDocument(text);
+        if (!decoded) {
+            streams.err << "gaugely state: " << file
+                        << " is not a defaults file (a JSON object); the app would move it aside "
+                           "and start from the defaults\n";
+            return exitNoResult;
+        }
+        values = *decoded;
+    } else if (error) {
+        streams.err << "gaugely state: cannot read " << file << ": " << error.message() << "\n";
+        return exitNoResult;
+    }
+
+    MemoryPreferences defaults;
+    copyInto(defaults, values);
+    const StoredState state = StoredState::read(defaults);
+    const Date now = currentDate();
+    const LaunchView launch = launchView(defaults, now);
+    if (options.json) {
+        printJson(streams.out, file, exists, state, launch, now);
+    } else {
+        printText(streams.out, file, exists, state, launch, now);
+    }
+    return exitSuccess;
 }
 
 }  // namespace gaugely::tool
