@@ -72,50 +72,37 @@ TEST(ReaderPersistence, ASecondLaunchRestoresEverySettingEachPlansReadingAndTheD
     EXPECT_FALSE(world.preferences.hasObject("last-complete-usage-snapshot-v1"));
 }
 
+// The restored choices in one line: frequency, format, plan, and whether the plan was chosen.
+std::string restoredChoices(const UsageReader& r) {
+    return std::string(rawValue(r.refreshFrequency())) + " " +
+           std::string(rawValue(r.menuBarDisplay())) + " " + std::string(rawValue(r.codexPlan())) +
+           (r.hasExplicitPlanSelection() ? " chosen" : "") +
+           (r.firstRunPlanSelectionIsEligible() ? " chooser" : "");
+}
+
 TEST(ReaderPersistence, StoredSettingTextsAreTakenOnlyWhenValid) {
     const struct {
         const char* key;
         const char* stored;
-        std::function<std::string(const UsageReader&)> restored;
-        const char* expected;
+        const char* restored;
         const char* storedAfterLaunch;
     } cases[] = {
-        {"automatic-refresh-frequency-v1", "fiveMinutes",
-         [](const UsageReader& r) { return std::string(rawValue(r.refreshFrequency())); },
-         "fiveMinutes", "fiveMinutes"},
+        {"automatic-refresh-frequency-v1", "fiveMinutes", "fiveMinutes standard plus chooser",
+         "fiveMinutes"},
         // Earlier versions offered 20 minutes; it becomes 30 and is written back once.
-        {"automatic-refresh-frequency-v1", "twentyMinutes",
-         [](const UsageReader& r) { return std::string(rawValue(r.refreshFrequency())); },
-         "thirtyMinutes", "thirtyMinutes"},
-        {"automatic-refresh-frequency-v1", "fortyMinutes",
-         [](const UsageReader& r) { return std::string(rawValue(r.refreshFrequency())); },
-         "oneMinute", "fortyMinutes"},
-        {"menu-bar-display-v1", "weeklyOnly",
-         [](const UsageReader& r) { return std::string(rawValue(r.menuBarDisplay())); },
-         "weeklyOnly", "weeklyOnly"},
-        {"menu-bar-display-v1", "Weekly Only",
-         [](const UsageReader& r) { return std::string(rawValue(r.menuBarDisplay())); }, "standard",
-         "Weekly Only"},
-        {"codex-plan-v1", "pro",
-         [](const UsageReader& r) {
-             return std::string(rawValue(r.codexPlan())) +
-                    (r.hasExplicitPlanSelection() ? " chosen" : " not chosen") +
-                    (r.firstRunPlanSelectionIsEligible() ? ", chooser" : "");
-         },
-         "pro chosen", "pro"},
-        {"codex-plan-v1", "team",
-         [](const UsageReader& r) {
-             return std::string(rawValue(r.codexPlan())) +
-                    (r.hasExplicitPlanSelection() ? " chosen" : " not chosen") +
-                    (r.firstRunPlanSelectionIsEligible() ? ", chooser" : "");
-         },
-         "plus not chosen, chooser", "team"},
+        {"automatic-refresh-frequency-v1", "twentyMinutes", "thirtyMinutes standard plus chooser",
+         "thirtyMinutes"},
+        {"automatic-refresh-frequency-v1", "fortyMinutes", "oneMinute standard plus chooser",
+         "fortyMinutes"},
+        {"menu-bar-display-v1", "weeklyOnly", "oneMinute weeklyOnly plus chooser", "weeklyOnly"},
+        {"menu-bar-display-v1", "Weekly Only", "oneMinute standard plus chooser", "Weekly Only"},
+        {"codex-plan-v1", "pro", "oneMinute standard pro chosen", "pro"},
+        {"codex-plan-v1", "team", "oneMinute standard plus chooser", "team"},
     };
     for (const auto& c : cases) {
         StateWorld world;
         world.preferences.setString(c.key, c.stored);
-        const UsageReader& reader = world.launch();
-        EXPECT_EQ(c.restored(reader), c.expected) << c.key << " " << c.stored;
+        EXPECT_EQ(restoredChoices(world.launch()), c.restored) << c.key << " " << c.stored;
         EXPECT_EQ(world.preferences.stringValue(c.key), c.storedAfterLaunch)
             << c.key << " " << c.stored;
     }

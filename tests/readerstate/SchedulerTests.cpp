@@ -99,31 +99,6 @@ TEST(AutomaticRefreshScheduler, RecoveryTakesTheStoredDeadlineElseTheLastReading
     }
 }
 
-TEST(AutomaticRefreshScheduler, WithoutAPlanOrSwitchedOffThereIsNoDeadline) {
-    const struct {
-        const char* name;
-        bool planChosen;
-        bool enabled;
-    } cases[] = {
-        {"no plan chosen yet", false, true},
-        {"switched off", true, false},
-    };
-    for (const auto& c : cases) {
-        StateWorld world;
-        if (c.planChosen) {
-            world.preferences.setString("codex-plan-v1", "plus");
-        }
-        world.preferences.setBool("automatic-refresh-enabled-v1", c.enabled);
-        UsageReader& reader = world.launch();
-        world.time.advance(120);
-        EXPECT_EQ(reader.nextAutomaticRefreshDate(), std::nullopt) << c.name;
-        EXPECT_FALSE(world.preferences.hasObject("next-automatic-refresh-date-v1")) << c.name;
-        EXPECT_EQ(reader.countdown(), std::nullopt) << c.name;
-        EXPECT_FALSE(world.log.contains("Automatic refresh is due")) << c.name;
-        EXPECT_TRUE(world.log.contains("Automatic refresh scheduler tick")) << c.name;
-    }
-}
-
 TEST(AutomaticRefreshScheduler, SwitchingOffRemovesTheDeadlineAndOnSchedulesOneIntervalAhead) {
     StateWorld world;
     world.preferences.setString("codex-plan-v1", "plus");
@@ -288,25 +263,37 @@ TEST(AutomaticRefreshScheduler, WakeRecoversTheScheduleAndTriesAtOnceWhenTheDead
     }
 }
 
-TEST(AutomaticRefreshScheduler, ComingToTheFrontRechecksAccessibilityWithoutPrompting) {
+TEST(AutomaticRefreshScheduler, LaunchAndComingToTheFrontCheckAccessibilityWithoutPrompting) {
     StateWorld world;
+    world.preferences.setBool("automatic-refresh-enabled-v1", false);
     world.codex.trusted = false;
     UsageReader& reader = world.launch();
     EXPECT_FALSE(reader.accessibilityGranted());
-    world.codex.trusted = true;  // granted in System Settings
+    EXPECT_TRUE(reader.codexFound());  // looked up at launch, with no refresh in sight
+    world.codex.trusted = true;        // granted in System Settings
     world.workspace.postDidBecomeActive();
     EXPECT_TRUE(reader.accessibilityGranted());
     EXPECT_EQ(world.codex.trustPrompts(), 0u);
 }
 
+// What one evaluation of a due deadline logs after "Automatic refresh is due" when it defers.
+Lines deferredBecause(const std::string& because, const std::string& reason) {
+    return {"Automatic refresh is due", "Automatic refresh deferred because " + because,
+            "Refresh [id] automatic: refresh requested; eligibility deferred — " + reason};
+}
+
+void arrangeNothing(StateWorld&) {}
+
 // One evaluation of a due deadline: the first rule that applies decides, and each row adds a
 // condition from further down to show that it does not get a say.
 TEST(AutomaticRefreshScheduler, EvaluationRulesApplyInOrder) {
-    const std::string due = "Automatic refresh is due";
+    const Lines begins{"Automatic refresh is due", "Automatic refresh scheduled in 60 seconds",
+                       "Automatic refresh attempt beginning",
+                       "Automatic refresh countdown started"};
     const struct {
         const char* name;
-        std::function<void(StateWorld&)> before;  // the store, before launch
-        std::function<void(StateWorld&)> after;   // the world, once launched
+        void (*before)(StateWorld&);  // the store, before launch
+        void (*after)(StateWorld&);   // the world, once launched
         Lines lines;
         std::optional<std::string> status;
         std::optional<std::string> reason;  // of the deferred outcome
@@ -314,7 +301,7 @@ TEST(AutomaticRefreshScheduler, EvaluationRulesApplyInOrder) {
         std::optional<double> deadlineIn;  // from the evaluation; none: no deadline
     } cases[] = {
         {"an update is installing (and Codex is gone)",
-         {},
+         arrangeNothing,
          [](StateWorld& w) {
              w.reader->setUpdateRefreshGate(true);
              w.codex.quit();
@@ -330,14 +317,14 @@ TEST(AutomaticRefreshScheduler, EvaluationRulesApplyInOrder) {
              w.preferences.setBool("automatic-refresh-enabled-v1", false);
              w.preferences.setDate("next-automatic-refresh-date-v1", w.time.now());
          },
-         {},
+         arrangeNothing,
          {},
          {},
          {},
          false,
          -61},
         {"switched off",
-         {},
+         arrangeNothing,
          [](StateWorld& w) { w.reader->setAutomaticRefreshEnabled(false); },
          {},
          {},
@@ -345,59 +332,42 @@ TEST(AutomaticRefreshScheduler, EvaluationRulesApplyInOrder) {
          false,
          {}},
         {"not yet due",
-         {},
+         arrangeNothing,
          [](StateWorld& w) { w.time.setNow(w.launchedAt); },
          {},
          {},
          {},
          false,
          60},
-        {"no Accessibility permission (and Codex is gone)",
-         {},
+        {"no Accessibility permission (and Codex is gone)", arrangeNothing,
          [](StateWorld& w) {
              w.codex.trusted = false;
              w.codex.quit();
          },
-         {due, "Automatic refresh deferred because Accessibility permission is unavailable",
-          "Refresh [id] automatic: refresh requested; eligibility deferred — Accessibility "
-          "permission unavailable"},
-         "Accessibility permission required",
-         "Accessibility permission unavailable",
-         true,
-         -1},
-        {"a countdown is showing (and the user is active)",
-         {},
+         deferredBecause("Accessibility permission is unavailable",
+                         "Accessibility permission unavailable"),
+         "Accessibility permission required", "Accessibility permission unavailable", true, -1},
+        {"a countdown is showing (and the user is active)", arrangeNothing,
          [](StateWorld& w) {
              w.reader->beginReadCountdown(true);
              w.input.setLastInputSecondsAgo(0);
          },
-         {due, "Automatic refresh deferred because a countdown is already active",
-          "Refresh [id] automatic: refresh requested; eligibility deferred — another automatic "
-          "countdown is active"},
-         "Inspecting account control in 10...",
-         "another automatic countdown is active",
-         true,
-         -1},
-        {"a manual run is under way (and Codex is behind)",
-         {},
+         deferredBecause("a countdown is already active", "another automatic countdown is active"),
+         "Inspecting account control in 10...", "another automatic countdown is active", true, -1},
+        {"a manual run is under way (and Codex is behind)", arrangeNothing,
          [](StateWorld& w) {
              w.reader->beginReadCountdown(false);
              putAnotherApplicationInFront(w);
          },
-         {due, "Automatic refresh deferred because another refresh is in progress",
-          "Refresh [id] automatic: refresh requested; eligibility deferred — another refresh is "
-          "in progress"},
-         "Locating Codex profile control...",
-         "another refresh is in progress",
-         true,
-         -1},
+         deferredBecause("another refresh is in progress", "another refresh is in progress"),
+         "Locating Codex profile control...", "another refresh is in progress", true, -1},
         {"Codex is not running (and the user is active)",
-         {},
+         arrangeNothing,
          [](StateWorld& w) {
              w.codex.quit();
              w.input.setLastInputSecondsAgo(0);
          },
-         {due, "Automatic refresh scheduled in 60 seconds",
+         {"Automatic refresh is due", "Automatic refresh scheduled in 60 seconds",
           "Automatic refresh deferred because Codex is not running",
           "Refresh [id] automatic: refresh requested; eligibility deferred — Codex is not "
           "running"},
@@ -405,38 +375,28 @@ TEST(AutomaticRefreshScheduler, EvaluationRulesApplyInOrder) {
          "Codex is not running",
          false,
          60},
-        {"another application in front (and the user is active)",
-         {},
+        {"another application in front (and the user is active)", arrangeNothing,
          [](StateWorld& w) {
              putAnotherApplicationInFront(w);
              w.input.setLastInputSecondsAgo(0);
          },
-         {due, "Automatic refresh deferred because neither Codex nor Gaugely Settings is frontmost",
-          "Refresh [id] automatic: refresh requested; eligibility deferred — foreground safety "
-          "condition not satisfied"},
+         deferredBecause("neither Codex nor Gaugely Settings is frontmost",
+                         "foreground safety condition not satisfied"),
          "Refresh deferred — return to Codex when idle",
-         "foreground safety condition not satisfied",
-         true,
-         -1},
-        {"our Settings window is key but the user typed 9.9 s ago",
-         {},
+         "foreground safety condition not satisfied", true, -1},
+        {"our Settings window is key but the user typed 9.9 s ago", arrangeNothing,
          [](StateWorld& w) {
              putAnotherApplicationInFront(w);
              w.workspace.setSettingsWindowIsKey(true);
              w.input.setLastInputSecondsAgo(9.9);
          },
-         {due, "Automatic refresh deferred because the user is active",
-          "Refresh [id] automatic: refresh requested; eligibility deferred — user activity "
-          "before countdown"},
-         "Refresh deferred — try again when Codex is idle",
-         "user activity before countdown",
-         true,
+         deferredBecause("the user is active", "user activity before countdown"),
+         "Refresh deferred — try again when Codex is idle", "user activity before countdown", true,
          -1},
         {"Codex in front and idle for exactly 10 s",
-         {},
+         arrangeNothing,
          [](StateWorld& w) { w.input.setLastInputSecondsAgo(10); },
-         {due, "Automatic refresh scheduled in 60 seconds", "Automatic refresh attempt beginning",
-          "Automatic refresh countdown started"},
+         begins,
          "Inspecting account control in 10...",
          {},
          false,
@@ -445,15 +405,11 @@ TEST(AutomaticRefreshScheduler, EvaluationRulesApplyInOrder) {
     for (const auto& c : cases) {
         StateWorld world;
         world.preferences.setString("codex-plan-v1", "plus");
-        if (c.before) {
-            c.before(world);
-        }
+        c.before(world);
         UsageReader& reader = world.launch();
         // Due one second ago, with no tick run since the launch.
         world.time.setNow(world.launchedAt.addingTimeInterval(61));
-        if (c.after) {
-            c.after(world);
-        }
+        c.after(world);
         world.log.clear();
         reader.evaluateAutomaticRefresh();
         EXPECT_EQ(withoutTraceIdentifiers(world.schedulerLines()), c.lines) << c.name;
@@ -463,11 +419,10 @@ TEST(AutomaticRefreshScheduler, EvaluationRulesApplyInOrder) {
                 << c.name;
         }
         EXPECT_EQ(reader.automaticRefreshIsPending(), c.pending) << c.name;
-        EXPECT_EQ(reader.nextAutomaticRefreshDate(),
-                  c.deadlineIn
-                      ? std::optional<Date>(world.time.now().addingTimeInterval(*c.deadlineIn))
-                      : std::nullopt)
-            << c.name;
+        const auto deadline =
+            c.deadlineIn ? std::optional<Date>(world.time.now().addingTimeInterval(*c.deadlineIn))
+                         : std::nullopt;
+        EXPECT_EQ(reader.nextAutomaticRefreshDate(), deadline) << c.name;
     }
 }
 
