@@ -123,8 +123,13 @@ AXElement MacAccessibility::applicationElement(ProcessID pid) {
     }
     AXUIElementSetMessagingTimeout(application.get(), messagingTimeoutSeconds);
     // Electron apps keep their web content's tree sparse until an assistive client asks for it;
-    // an app that does not know the attribute just returns an error, which changes nothing.
-    AXUIElementSetAttributeValue(application.get(), CFSTR("AXManualAccessibility"), kCFBooleanTrue);
+    // an app that does not know the attribute just returns an error, which changes nothing. Once
+    // a process has accepted it, asking again would only cost a round trip per step.
+    if (manualAccessibilityEnabled_.count(pid) == 0 &&
+        AXUIElementSetAttributeValue(application.get(), CFSTR("AXManualAccessibility"),
+                                     kCFBooleanTrue) == kAXErrorSuccess) {
+        manualAccessibilityEnabled_.insert(pid);
+    }
     return AXElement(std::make_shared<MacAXElement>(application));
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <unordered_set>
+
 #include <ApplicationServices/ApplicationServices.h>
 
 #include "Meterlane/Platform/Accessibility.h"
@@ -38,6 +40,9 @@ class MacAccessibility final : public Accessibility {
     std::optional<std::vector<std::string>> copyActionNames(const AXElement& element) override;
     AXElementAtPositionResult elementAtPosition(const AXElement& application, Point point) override;
     bool isProcessTrusted(bool prompt) override;
+
+  private:
+    std::unordered_set<ProcessID> manualAccessibilityEnabled_;
 };
 
 }  // namespace gaugely
