@@ -22,8 +22,8 @@ Regex::Regex(std::string_view pattern, unsigned flags) {
     }
     UErrorCode status = U_ZERO_ERROR;
     UParseError parseError{};
-    URegularExpression* compiled = uregex_open(
-        source.data(), static_cast<int32_t>(source.size()), icuFlags, &parseError, &status);
+    URegularExpression* compiled = uregex_open(source.data(), static_cast<int32_t>(source.size()),
+                                               icuFlags, &parseError, &status);
     if (U_FAILURE(status) || compiled == nullptr) {
         uregex_close(compiled);
         return;

@@ -15,7 +15,7 @@ namespace gaugely {
 // Matching reuses the compiled pattern, so an instance must not be used from two threads at once;
 // the named patterns below are per-thread instances.
 class Regex {
-public:
+  public:
     enum Flags : unsigned { none = 0, caseInsensitive = 1, dotAll = 2 };
 
     struct Match {
@@ -37,7 +37,7 @@ public:
     // Whether the whole of `text` matches.
     bool matchesEntirely(std::string_view text) const;
 
-private:
+  private:
     struct Impl;
     std::unique_ptr<Impl> impl_;
 };

@@ -21,7 +21,8 @@ bool equalsIgnoringCase(std::string_view a, std::string_view b);
 bool contains(std::string_view haystack, std::string_view needle);
 
 // Replaces every occurrence of `needle` by `replacement`.
-std::string replacingAll(std::string_view text, std::string_view needle, std::string_view replacement);
+std::string replacingAll(std::string_view text, std::string_view needle,
+                         std::string_view replacement);
 
 std::string joined(const std::vector<std::string>& lines, std::string_view separator);
 

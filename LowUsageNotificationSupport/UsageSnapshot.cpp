@@ -52,8 +52,9 @@ std::optional<UsageSnapshot> UsageSnapshot::fromJson(const Json& json) {
     if (!fiveHour || !fiveHourReset || !weekly || !weeklyReset || !monthly || !monthlyReset) {
         return std::nullopt;
     }
-    return UsageSnapshot{std::move(*fiveHour), std::move(*fiveHourReset), std::move(*weekly),
-                         std::move(*weeklyReset), std::move(*monthly), std::move(*monthlyReset)};
+    return UsageSnapshot{std::move(*fiveHour), std::move(*fiveHourReset),
+                         std::move(*weekly),   std::move(*weeklyReset),
+                         std::move(*monthly),  std::move(*monthlyReset)};
 }
 
 std::optional<int> percentageValue(std::string_view text) {

@@ -74,8 +74,8 @@ struct Rect {
         return !isEmpty() && p.x >= minX() && p.x < maxX() && p.y >= minY() && p.y < maxY();
     }
     bool contains(const Rect& other) const {
-        return !isEmpty() && !other.isEmpty() && other.minX() >= minX() &&
-               other.maxX() <= maxX() && other.minY() >= minY() && other.maxY() <= maxY();
+        return !isEmpty() && !other.isEmpty() && other.minX() >= minX() && other.maxX() <= maxX() &&
+               other.minY() >= minY() && other.maxY() <= maxY();
     }
     bool operator==(const Rect&) const = default;
 };
@@ -83,9 +83,9 @@ struct Rect {
 // An opaque, reference-counted accessibility element. Two handles are equal when the platform
 // says they denote the same element (CFEqual), never by handle identity.
 class AXElement {
-public:
+  public:
     class Impl {
-    public:
+      public:
         virtual ~Impl() = default;
         virtual bool equals(const Impl& other) const = 0;
         // Consistent with equals (CFHash on the platform), so handles can key a map.
@@ -107,7 +107,7 @@ public:
 
     std::size_t hash() const { return impl_ ? impl_->hash() : 0; }
 
-private:
+  private:
     std::shared_ptr<const Impl> impl_;
 };
 
@@ -140,7 +140,7 @@ struct AXElementAtPositionResult {
 // The accessibility API, kept close to the platform's so the adapter only translates. Every call
 // is a blocking round trip to the target process.
 class Accessibility {
-public:
+  public:
     virtual ~Accessibility() = default;
 
     virtual AXElement applicationElement(ProcessID pid) = 0;

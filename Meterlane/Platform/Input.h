@@ -31,14 +31,14 @@ constexpr uint64_t eventMaskBit(InputEventType type) {
 
 // A listen-only event tap. Destroying it removes it from the run loop and invalidates it.
 class InputEventTap {
-public:
+  public:
     virtual ~InputEventTap() = default;
     virtual void setEnabled(bool enabled) = 0;
 };
 
 // Synthetic input and the observation of real input.
 class Input {
-public:
+  public:
     virtual ~Input() = default;
 
     // One mouse event (moved, left down or left up, left button) at a global top-left point,

@@ -10,7 +10,7 @@ inline constexpr std::string_view logSubsystem = "com.vostrel.gaugely";
 
 // The unified log: every argument is public, so lines are written whole.
 class Log {
-public:
+  public:
     virtual ~Log() = default;
     virtual void write(std::string_view subsystem, std::string_view category, LogLevel level,
                        std::string_view line) = 0;

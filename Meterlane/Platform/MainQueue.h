@@ -9,18 +9,17 @@ namespace gaugely {
 
 // A pending work item or timer; cancelling is idempotent and safe after it has run.
 class Cancellable {
-public:
+  public:
     virtual ~Cancellable() = default;
     virtual void cancel() = 0;
 };
 
 // The main queue: everything in the core runs on it. Waits are scheduled steps, never sleeps.
 class MainQueue {
-public:
+  public:
     virtual ~MainQueue() = default;
 
-    virtual std::shared_ptr<Cancellable> asyncAfter(double seconds,
-                                                    std::function<void()> work) = 0;
+    virtual std::shared_ptr<Cancellable> asyncAfter(double seconds, std::function<void()> work) = 0;
     std::shared_ptr<Cancellable> async(std::function<void()> work) {
         return asyncAfter(0, std::move(work));
     }
@@ -33,7 +32,7 @@ public:
 };
 
 class Clock {
-public:
+  public:
     virtual ~Clock() = default;
     virtual Date now() = 0;
     // Seconds on a clock that never jumps; the trace and the stability rule measure with it.

@@ -11,7 +11,7 @@ namespace gaugely {
 // User defaults of one domain. A getter gives none when nothing is stored under the key or the
 // stored object is of another type. Data is a byte string.
 class Preferences {
-public:
+  public:
     virtual ~Preferences() = default;
 
     virtual bool hasObject(std::string_view key) = 0;

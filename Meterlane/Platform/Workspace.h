@@ -24,12 +24,12 @@ inline constexpr unsigned activateIgnoringOtherApps = 2;
 
 // Keeps a notification registration alive; destroying it unregisters.
 class Subscription {
-public:
+  public:
     virtual ~Subscription() = default;
 };
 
 class Workspace {
-public:
+  public:
     virtual ~Workspace() = default;
 
     // In the order the platform lists them.
@@ -44,8 +44,7 @@ public:
 
     // Delivered on the main thread.
     virtual std::unique_ptr<Subscription> observeDidWake(std::function<void()> handler) = 0;
-    virtual std::unique_ptr<Subscription> observeDidBecomeActive(
-        std::function<void()> handler) = 0;
+    virtual std::unique_ptr<Subscription> observeDidBecomeActive(std::function<void()> handler) = 0;
 };
 
 }  // namespace gaugely
