@@ -1,6 +1,7 @@
 // Restoring the reader from user defaults at start-up, and writing each setting back the moment
 // it changes. A value that cannot be read keeps its default and is never overwritten by the read.
 #include <algorithm>
+#include <string>
 
 #include "LowUsageNotificationSupport/LegacyPlanSelectionMigrationPolicy.h"
 #include "Meterlane/Reader/UsageReader.h"
@@ -62,8 +63,12 @@ void UsageReader::restorePersistedSnapshots() {
         return;
     }
     legacyPersistedSnapshotPlan_ = legacy->plan;
-    // A record written per plan is newer than the legacy one and always wins.
-    if (!persistedPlanSnapshots_.snapshot(legacy->plan)) {
+    // A record written per plan is newer than the legacy one and always wins, even one this
+    // version cannot read.
+    const bool planRecordExists =
+        persistedPlanSnapshots_.snapshot(legacy->plan) ||
+        persistedPlanSnapshots_.preservedEntries.contains(std::string(rawValue(legacy->plan)));
+    if (!planRecordExists) {
         persistedPlanSnapshots_.store(legacy->plan, *legacy);
         // Stored records this version cannot read stay as they are until a reading replaces
         // them; the legacy one is shown meanwhile and saved with the next commit.

@@ -226,6 +226,9 @@ TEST(ReaderPersistence, UnreadableRecordsKeepTheDefaultsAndAreNotOverwrittenByTh
         {"plan-specific-usage-snapshots-v1", "\x01\x02 not json",
          [](const UsageReader& r) { return r.currentDisplaySnapshot() == plusReading(50, 60); },
          true},
+        // An unreadable record of the legacy record's own plan is newer, and wins.
+        {"plan-specific-usage-snapshots-v1", R"({"snapshots": {"plus": {"snapshot": 7}}})",
+         [](const UsageReader& r) { return r.activeSnapshotPlan() == std::nullopt; }, true},
         {"last-complete-usage-snapshot-v1", R"({"snapshot": {}, "plan": "plus"})",
          [](const UsageReader& r) { return r.activeSnapshotPlan() == std::nullopt; }},
         {"low-usage-notification-state-v1", R"({"stateByPlanAndWindow": {"plus.weekly": 1}})",
