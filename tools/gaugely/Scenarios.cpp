@@ -44,9 +44,10 @@ void writeAutomatic(ScenarioScript& s) {
 // time the next 15-second tick tries again and begins once the user has been idle for 10 s.
 void writeDeferred(ScenarioScript& s) {
     s.useRefreshFrequency(0, RefreshFrequency::thirtySeconds);
-    s.typeInCodex(22, 33);
-    s.clickInCodex(47.5);
-    s.endAt(73);
+    s.pressRefresh(1);
+    s.typeInCodex(37, 44);
+    s.clickInCodex(62.5);
+    s.endAt(88);
 }
 
 void writeLowUsage(ScenarioScript& s) {

@@ -1,0 +1,251 @@
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "ToolRunner.h"
+
+namespace gaugely::tooltest {
+namespace {
+
+const fs::path source = GAUGELY_SOURCE_PATH;
+
+std::string replacedAll(std::string text, const std::string& from, const std::string& to) {
+    for (std::size_t at = text.find(from); at != std::string::npos;
+         at = text.find(from, at + to.size())) {
+        text.replace(at, from.size(), to);
+    }
+    return text;
+}
+
+bool updatingGoldenFiles() {
+    const char* update = std::getenv("GAUGELY_UPDATE_GOLDEN");
+    return update != nullptr && std::string(update) == "1";
+}
+
+class Simulate : public ToolTest {};
+
+// Each scenario in virtual time prints the same lines on every run; the golden files are what
+// a reviewer reads to see the product work. GAUGELY_UPDATE_GOLDEN=1 rewrites them, so each run is
+// also checked for the lines that make the scenario what it is.
+TEST_F(Simulate, EveryScenarioInVirtualTimeMatchesItsGoldenFile) {
+    const ToolResult list = run({"simulate", "--scenario", "list"});
+    ASSERT_EQ(list.status, 0);
+    const struct {
+        std::string name;
+        std::vector<std::string> shows;
+    } cases[] = {
+        {"demo",
+         {"▸ You click the refresh item.", "countdown: 10", "countdown: 1\n",
+          "notification: [Codex Usage Low] 5h usage remaining: 18%",
+          "notification: [Codex Usage Reset] 5h usage reset — 100% available",
+          "Next automatic refresh: 09:00:32", "Scenario demo ended at +01:02.000"}},
+        {"first-run",
+         {"menu bar: ◔ Set plan", "Choose your Codex plan",
+          "▸ You choose Plus as your plan in Settings.", "menu bar: ◔ 5h 72% · W 40%"}},
+        {"manual", {"manual: final outcome success — snapshot committed; cleanup closed"}},
+        {"automatic", {"countdown: 10", "automatic: final outcome success — snapshot committed"}},
+        {"deferred",
+         {"Automatic refresh deferred because the user is active",
+          "Refresh deferred — try again when Codex is idle",
+          "final outcome deferred — Automatic refresh deferred while you are active.",
+          "automatic: final outcome success"}},
+        {"low-usage", {"notification: [Codex Usage Low] 5h usage remaining: 18%"}},
+        {"reset", {"notification: [Codex Usage Reset] 5h usage reset — 100% available"}},
+        {"codex-not-running",
+         {"Open Codex to refresh usage", "Automatic refresh deferred because Codex is not running",
+          "Next automatic refresh: 09:01:15"}},
+    };
+    for (const auto& c : cases) {
+        EXPECT_NE(list.out.find("  " + c.name + " "), std::string::npos) << c.name;
+        const fs::path defaults = path(c.name + ".json");
+        const ToolResult result = run({"simulate", "--virtual", "--scenario", c.name, "--plan",
+                                       "plus", "--defaults", defaults.string()});
+        EXPECT_EQ(result.status, 0) << c.name << ": " << result.err;
+        EXPECT_EQ(result.err, "") << c.name;
+        for (const std::string& line : c.shows) {
+            EXPECT_NE(result.out.find(line), std::string::npos)
+                << c.name << " should show: " << line;
+        }
+        const std::string shown = replacedAll(result.out, defaults.string(), "DEFAULTS");
+        const fs::path golden = source / "tests/golden" / ("simulate-" + c.name + ".txt");
+        if (updatingGoldenFiles()) {
+            writeFile(golden, shown);
+            continue;
+        }
+        EXPECT_EQ(shown, readFile(golden))
+            << c.name << " differs from " << golden
+            << "; rerun with GAUGELY_UPDATE_GOLDEN=1 if the change is intended";
+    }
+}
+
+// The other plans read other windows and name them in their notifications.
+TEST_F(Simulate, ScenariosFollowThePlan) {
+    const struct {
+        const char* scenario;
+        const char* plan;
+        std::vector<std::string> shows;
+    } cases[] = {
+        {"low-usage", "freeGo", {"notification: [Codex Usage Low] Monthly usage remaining: 18%"}},
+        {"low-usage",
+         "pro",
+         {"menu bar: ◔ W 40%", "[Codex Usage Low] General Weekly usage remaining: 18%"}},
+        {"reset",
+         "freeGo",
+         {"menu bar: ◔ M 25%", "[Codex Usage Reset] Monthly usage reset — 100% available"}},
+    };
+    for (const auto& c : cases) {
+        const std::string defaults = path(std::string(c.scenario) + "-" + c.plan + ".json");
+        const ToolResult result = run({"simulate", "--virtual", "--scenario", c.scenario, "--plan",
+                                       c.plan, "--defaults", defaults});
+        EXPECT_EQ(result.status, 0) << c.scenario << " " << c.plan << ": " << result.err;
+        for (const std::string& line : c.shows) {
+            EXPECT_NE(result.out.find(line), std::string::npos)
+                << c.scenario << " " << c.plan << " should show: " << line;
+        }
+    }
+}
+
+TEST_F(Simulate, ASecondRunRestoresWhatTheFirstSaved) {
+    const std::string defaults = path("gaugely.json");
+    const ToolResult first = run({"simulate", "--virtual", "--scenario", "low-usage", "--plan",
+                                  "plus", "--defaults", defaults});
+    ASSERT_EQ(first.status, 0) << first.err;
+    EXPECT_NE(first.out.find("Nothing saved in " + defaults + " yet: starting fresh."),
+              std::string::npos);
+
+    // No --plan: the stored one is used, and the reading is on screen from the start.
+    const ToolResult second =
+        run({"simulate", "--virtual", "--scenario", "manual", "--defaults", defaults});
+    ASSERT_EQ(second.status, 0) << second.err;
+    EXPECT_NE(second.out.find("Restored from " + defaults +
+                              ": plan Plus; reading 5h 18% (reset 3:45 PM) · Weekly 40% (reset "
+                              "Sep 12) from 2026-11-21 09:00:05 UTC; automatic refresh every 1 "
+                              "minute, next 2026-11-21 09:01:05 UTC."),
+              std::string::npos)
+        << second.out;
+    EXPECT_NE(second.out.find("[+00:00.000] menu bar: ◔ 5h 18% · W 40%"), std::string::npos);
+    EXPECT_EQ(second.out.find("You choose"), std::string::npos);
+
+    // Another plan is chosen as in Settings; its reading starts empty.
+    const ToolResult third = run({"simulate", "--virtual", "--scenario", "manual", "--plan",
+                                  "freeGo", "--defaults", defaults, "--duration", "0.5"});
+    ASSERT_EQ(third.status, 0) << third.err;
+    EXPECT_NE(third.out.find("▸ You choose Free / Go as your plan in Settings."),
+              std::string::npos);
+    EXPECT_NE(third.out.find("menu bar: ◔ M —"), std::string::npos);
+}
+
+TEST_F(Simulate, WithoutAPlanItAsksForOneOrStops) {
+    const std::string fresh = path("fresh.json");
+    const ToolResult noPlan =
+        run({"simulate", "--virtual", "--scenario", "first-run", "--defaults", fresh});
+    EXPECT_EQ(noPlan.status, 2);
+    EXPECT_EQ(noPlan.out, "");
+    EXPECT_NE(noPlan.err.find("pass --plan freeGo, --plan plus or --plan pro"), std::string::npos);
+    // Stopping for a missing plan leaves no file behind.
+    EXPECT_FALSE(fs::exists(fresh));
+
+    ASSERT_EQ(
+        run({"simulate", "--virtual", "--scenario", "manual", "--plan", "pro", "--defaults", fresh})
+            .status,
+        0);
+    const ToolResult notFirst =
+        run({"simulate", "--virtual", "--scenario", "first-run", "--defaults", fresh});
+    EXPECT_EQ(notFirst.status, 2);
+    EXPECT_NE(notFirst.err.find("already has one (pro)"), std::string::npos);
+}
+
+TEST_F(Simulate, BadArgumentsGiveUsageAndStatusTwo) {
+    const std::vector<std::vector<std::string>> cases = {
+        {"--speed", "0"},     {"--speed", "fast"}, {"--speed", "2", "--virtual"},
+        {"--plan", "gold"},   {"--plan"},          {"--scenario", "nope"},
+        {"--duration", "-1"}, {"--defaults", ""},  {"extra"},
+    };
+    for (const auto& arguments : cases) {
+        std::vector<std::string> full = {"simulate"};
+        full.insert(full.end(), arguments.begin(), arguments.end());
+        const ToolResult result = run(full);
+        EXPECT_EQ(result.status, 2) << arguments.front();
+        EXPECT_EQ(result.out, "") << arguments.front();
+        EXPECT_NE(result.err.find("gaugely simulate: "), std::string::npos) << arguments.front();
+    }
+}
+
+TEST_F(Simulate, StatisticsCountRoundTripsAndCPUPerRefresh) {
+    const ToolResult result = run({"simulate", "--virtual", "--scenario", "codex-not-running",
+                                   "--plan", "plus", "--defaults", path("d.json"), "--stats"});
+    ASSERT_EQ(result.status, 0) << result.err;
+    const std::size_t table = result.out.find("Refresh statistics: 2 refreshes\n");
+    ASSERT_NE(table, std::string::npos) << result.out;
+    // The failed run never reached Codex's tree: no round trips at all.
+    EXPECT_NE(result.out.find("manual                  0", table), std::string::npos);
+    EXPECT_NE(result.out.find("failed — Open Codex and try again.", table), std::string::npos);
+    EXPECT_NE(result.out.find("AX round trips per refresh: ", table), std::string::npos);
+    EXPECT_NE(result.out.find("engine CPU time per refresh: ", table), std::string::npos);
+}
+
+TEST_F(Simulate, ADurationCutsTheScenarioShort) {
+    const ToolResult result = run({"simulate", "--virtual", "--scenario", "automatic", "--plan",
+                                   "plus", "--defaults", path("d.json"), "--duration", "20"});
+    ASSERT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(result.out.find("countdown:"), std::string::npos);
+    EXPECT_NE(result.out.find("Scenario automatic ended at +00:20.000"), std::string::npos);
+}
+
+// At real speed the run sleeps between work items; Ctrl-C ends the sleep at once, the state is
+// saved and the status says which signal it was.
+TEST_F(Simulate, CtrlCStopsARealTimeRunCleanly) {
+    const std::string defaults = path("d.json");
+    const pid_t child = ::fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        const std::string out = path("out");
+        std::freopen(out.c_str(), "w", stdout);
+        ::execl(GAUGELY_TOOL_PATH, "gaugely", "simulate", "--scenario", "manual", "--plan", "plus",
+                "--defaults", defaults.c_str(), static_cast<char*>(nullptr));
+        ::_exit(127);
+    }
+    // Past the refresh that starts at one second, into the wait for the scenario's end.
+    std::this_thread::sleep_for(std::chrono::milliseconds(2500));
+    const auto sent = std::chrono::steady_clock::now();
+    ::kill(child, SIGINT);
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    EXPECT_LT(std::chrono::steady_clock::now() - sent, std::chrono::seconds(2));
+    ASSERT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 130);
+    const std::string out = readFile(path("out"));
+    EXPECT_NE(out.find("by Ctrl-C; what was saved is kept in " + defaults), std::string::npos)
+        << out;
+    EXPECT_NE(readFile(defaults).find("\"codex-plan-v1\": \"plus\""), std::string::npos);
+}
+
+TEST_F(Simulate, HelpExplainsEveryOption) {
+    const ToolResult top = run({"--help"});
+    EXPECT_EQ(top.status, 0);
+    for (const char* command : {"simulate", "state", "parse"}) {
+        EXPECT_NE(top.out.find(std::string("  ") + command), std::string::npos) << command;
+    }
+    const ToolResult simulate = run({"simulate", "--help"});
+    EXPECT_EQ(simulate.status, 0);
+    for (const char* option :
+         {"--scenario NAME", "--plan PLAN", "--speed N", "--virtual", "--defaults FILE",
+          "--duration SECONDS", "--stats", "--verbose", "Exit status"}) {
+        EXPECT_NE(simulate.out.find(option), std::string::npos) << option;
+    }
+    const ToolResult state = run({"state", "--help"});
+    EXPECT_EQ(state.status, 0);
+    for (const char* option : {"--defaults FILE", "--json", "Exit status"}) {
+        EXPECT_NE(state.out.find(option), std::string::npos) << option;
+    }
+}
+
+}  // namespace
+}  // namespace gaugely::tooltest

@@ -1,0 +1,127 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "LowUsageNotificationSupport/Json.h"
+#include "ToolRunner.h"
+
+namespace gaugely::tooltest {
+namespace {
+
+class State : public ToolTest {
+  protected:
+    // A defaults file as a low-usage run leaves it: plan plus, 5h at 18% and notified.
+    std::string savedByARun() {
+        const std::string defaults = path("gaugely.json");
+        const ToolResult run = this->run({"simulate", "--virtual", "--scenario", "low-usage",
+                                          "--plan", "plus", "--defaults", defaults});
+        EXPECT_EQ(run.status, 0) << run.err;
+        return defaults;
+    }
+};
+
+TEST_F(State, ShowsWhatARunSavedWithoutChangingTheFile) {
+    const std::string defaults = savedByARun();
+    const std::string before = readFile(defaults);
+
+    const ToolResult text = run({"state", "--defaults", defaults});
+    EXPECT_EQ(text.status, 0) << text.err;
+    for (const std::string line : {
+             "Plan                      Plus\n",
+             "Automatic refresh         on (default), every 1 minute (default)\n",
+             "  Plus                    5h 18% (reset 3:45 PM) · Weekly 40% (reset Sep 12), read "
+             "2026-11-21 09:00:05 UTC\n",
+             "Next automatic refresh    2026-11-21 09:01:05 UTC (overdue)\n",
+             "Low-usage alert state     plus.fiveHour low, notified 2026-11-21 09:00:05 UTC · "
+             "plus.weekly not low\n",
+             "Reset notification state  plus.fiveHour last 18% · plus.weekly last 40%\n",
+             "  Menu bar                ◔ 5h 18% · W 40%\n",
+         }) {
+        EXPECT_NE(text.out.find(line), std::string::npos) << line << "\nin:\n" << text.out;
+    }
+
+    const ToolResult json = run({"state", "--defaults", defaults, "--json"});
+    EXPECT_EQ(json.status, 0) << json.err;
+    const auto parsed = parseJson(json.out);
+    ASSERT_TRUE(parsed.has_value()) << json.out;
+    EXPECT_EQ((*parsed)["plan"], "plus");
+    EXPECT_EQ((*parsed)["snapshots"]["plus"]["snapshot"]["fiveHour"], "18%");
+    EXPECT_EQ((*parsed)["snapshots"]["plus"]["lastUpdatedLocal"], "2026-11-21 09:00:05 UTC");
+    EXPECT_EQ((*parsed)["nextAutomaticRefreshDate"]["overdue"], true);
+    EXPECT_EQ(
+        (*parsed)["lowUsageNotificationState"]["stateByPlanAndWindow"]["plus.fiveHour"]["isLow"],
+        true);
+    EXPECT_EQ((*parsed)["onLaunch"]["menuBarText"], "5h 18% · W 40%");
+    EXPECT_EQ((*parsed)["onLaunch"]["presentationState"], "dataAvailable");
+
+    // The launch it imagines would push the overdue deadline on; the file must not see it.
+    EXPECT_EQ(readFile(defaults), before);
+}
+
+TEST_F(State, MissingOddAndBrokenFiles) {
+    const struct {
+        const char* name;
+        const char* contents;  // none: no file
+        int status;
+        std::vector<std::string> out;
+        std::string err;
+    } cases[] = {
+        {"missing",
+         nullptr,
+         0,
+         {"(no such file yet: everything is at its default)",
+          "Plan                      none chosen (default)",
+          "  Menu bar                ◔ Set plan"},
+         ""},
+        {"odd values",
+         R"({"codex-plan-v1": "gold", "automatic-refresh-frequency-v1": "twentyMinutes",
+             "menu-bar-display-v1": "compact", "reset-notification-settings-v1": true,
+             "plan-specific-usage-snapshots-v1": {"type": "data", "value": "e30="}})",
+         0,
+         {"Plan                      none chosen (stored value unreadable: default)",
+          "every 30 minutes\n", "Menu bar format           Compact\n",
+          "Reset notifications       on (stored value unreadable: default)",
+          "Unreadable (left as is)   codex-plan-v1, reset-notification-settings-v1, "
+          "plan-specific-usage-snapshots-v1"},
+         ""},
+        {"not an object", "[1, 2]", 1, {}, "is not a defaults file"},
+        {"not JSON", "{\"codex-plan-v1\": ", 1, {}, "is not a defaults file"},
+    };
+    for (const auto& c : cases) {
+        const std::string defaults = path("defaults.json");
+        fs::remove(defaults);
+        if (c.contents != nullptr) {
+            writeFile(defaults, c.contents);
+        }
+        const ToolResult result = run({"state", "--defaults", defaults});
+        EXPECT_EQ(result.status, c.status) << c.name << ": " << result.err;
+        for (const std::string& line : c.out) {
+            EXPECT_NE(result.out.find(line), std::string::npos)
+                << c.name << ": " << line << "\nin:\n"
+                << result.out;
+        }
+        EXPECT_NE(result.err.find(c.err), std::string::npos) << c.name << ": " << result.err;
+        // Even a file it cannot read stays where and as it was.
+        if (c.contents != nullptr) {
+            EXPECT_EQ(readFile(defaults), c.contents) << c.name;
+        } else {
+            EXPECT_FALSE(fs::exists(defaults)) << c.name;
+        }
+    }
+    EXPECT_EQ(run({"state", "--defaults", directory_.string()}).status, 1);
+    EXPECT_EQ(run({"state", "--frobnicate"}).status, 2);
+}
+
+TEST_F(State, TheDefaultFileIsUnderTheConfigHome) {
+    const ToolResult result =
+        run({"state"}, "", "XDG_CONFIG_HOME=" + shellQuoted(path("config").string()));
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_NE(result.out.find("Gaugely's saved state in " +
+                              (path("config") / "gaugely/com.vostrel.gaugely.json").string()),
+              std::string::npos)
+        << result.out;
+}
+
+}  // namespace
+}  // namespace gaugely::tooltest
