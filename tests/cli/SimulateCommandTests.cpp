@@ -247,5 +247,26 @@ TEST_F(Simulate, HelpExplainsEveryOption) {
     }
 }
 
+// The README's excerpt of the piped demo is made of lines the demo really prints.
+TEST_F(Simulate, TheReadmeQuotesTheDemo) {
+    const std::string readme = readFile(source / "README.md");
+    const std::string opening = "```text\n[+00:02.000]";
+    const std::size_t begin = readme.find(opening);
+    ASSERT_NE(begin, std::string::npos);
+    const std::size_t end = readme.find("```", begin + 3);
+    const std::string excerpt = readme.substr(begin + 8, end - begin - 8);
+    const std::string demo = readFile(source / "tests/golden/simulate-demo.txt");
+    std::size_t from = 0;
+    for (std::size_t at = 0; at < excerpt.size();) {
+        const std::size_t next = excerpt.find('\n', at);
+        const std::string line = excerpt.substr(at, next - at + 1);
+        // In the order the demo prints them.
+        const std::size_t found = demo.find(line, from);
+        EXPECT_NE(found, std::string::npos) << line;
+        from = found == std::string::npos ? from : found + line.size();
+        at = next + 1;
+    }
+}
+
 }  // namespace
 }  // namespace gaugely::tooltest
