@@ -169,7 +169,7 @@ void UsageReader::deferAutomaticSyntheticInteraction(const std::string& message)
 // ---- Trace ----
 
 std::string UsageReader::newTraceIdentifier() {
-    std::string uuid = env_.makeUUID ? env_.makeUUID() : std::string();
+    std::string uuid = env_.makeUUID ? env_.makeUUID() : randomUUIDString();
     return uuid.substr(0, std::min<size_t>(8, uuid.size()));
 }
 
