@@ -9,6 +9,7 @@
 #include <thread>
 #include <vector>
 
+#include "LowUsageNotificationSupport/Text.h"
 #include "ToolRunner.h"
 
 namespace gaugely::tooltest {
@@ -31,57 +32,76 @@ bool updatingGoldenFiles() {
 
 class Simulate : public ToolTest {};
 
+struct GoldenScenario {
+    std::string name;
+    // Lines that make the scenario what it is, so a rewritten golden file cannot lose them.
+    std::vector<std::string> shows;
+};
+
+const GoldenScenario goldenScenarios[] = {
+    {"demo",
+     {"▸ You click the refresh item.", "countdown: 10", "countdown: 1\n",
+      "notification: [Codex Usage Low] 5h usage remaining: 18%",
+      "notification: [Codex Usage Reset] 5h usage reset — 100% available",
+      "Next automatic refresh: 09:00:32", "Scenario demo ended at +01:02.000"}},
+    {"first-run",
+     {"menu bar: ◔ Set plan", "Choose your Codex plan",
+      "▸ You choose Plus as your plan in Settings.", "menu bar: ◔ 5h 72% · W 40%"}},
+    {"manual", {"manual: final outcome success — snapshot committed; cleanup closed"}},
+    {"automatic", {"countdown: 10", "automatic: final outcome success — snapshot committed"}},
+    {"deferred",
+     {"Automatic refresh deferred because the user is active",
+      "Refresh deferred — try again when Codex is idle",
+      "final outcome deferred — Automatic refresh deferred while you are active.",
+      "automatic: final outcome success"}},
+    {"low-usage", {"notification: [Codex Usage Low] 5h usage remaining: 18%"}},
+    {"reset", {"notification: [Codex Usage Reset] 5h usage reset — 100% available"}},
+    {"codex-not-running",
+     {"Open Codex to refresh usage", "Automatic refresh deferred because Codex is not running",
+      "Next automatic refresh: 09:01:15"}},
+};
+
+class GoldenOutput : public ToolTest, public ::testing::WithParamInterface<GoldenScenario> {};
+
 // Each scenario in virtual time prints the same lines on every run; the golden files are what
-// a reviewer reads to see the product work. GAUGELY_UPDATE_GOLDEN=1 rewrites them, so each run is
-// also checked for the lines that make the scenario what it is.
-TEST_F(Simulate, EveryScenarioInVirtualTimeMatchesItsGoldenFile) {
+// a reviewer reads to see the product work. GAUGELY_UPDATE_GOLDEN=1 rewrites them.
+TEST_P(GoldenOutput, MatchesItsGoldenFile) {
+    const GoldenScenario& scenario = GetParam();
+    const fs::path defaults = path(scenario.name + ".json");
+    const ToolResult result = run({"simulate", "--virtual", "--scenario", scenario.name, "--plan",
+                                   "plus", "--defaults", defaults.string()});
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(result.err, "");
+    for (const std::string& line : scenario.shows) {
+        EXPECT_NE(result.out.find(line), std::string::npos) << "should show: " << line;
+    }
+    const std::string shown = replacedAll(result.out, defaults.string(), "DEFAULTS");
+    const fs::path golden = source / "tests/golden" / ("simulate-" + scenario.name + ".txt");
+    if (updatingGoldenFiles()) {
+        writeFile(golden, shown);
+        return;
+    }
+    EXPECT_EQ(shown, readFile(golden))
+        << golden << " differs; rerun with GAUGELY_UPDATE_GOLDEN=1 if the change is intended";
+}
+
+INSTANTIATE_TEST_SUITE_P(Scenarios, GoldenOutput, ::testing::ValuesIn(goldenScenarios),
+                         [](const ::testing::TestParamInfo<GoldenScenario>& info) {
+                             std::string name = info.param.name;
+                             std::erase(name, '-');
+                             return name;
+                         });
+
+TEST_F(Simulate, TheListHasEveryScenarioWithAGoldenFile) {
     const ToolResult list = run({"simulate", "--scenario", "list"});
     ASSERT_EQ(list.status, 0);
-    const struct {
-        std::string name;
-        std::vector<std::string> shows;
-    } cases[] = {
-        {"demo",
-         {"▸ You click the refresh item.", "countdown: 10", "countdown: 1\n",
-          "notification: [Codex Usage Low] 5h usage remaining: 18%",
-          "notification: [Codex Usage Reset] 5h usage reset — 100% available",
-          "Next automatic refresh: 09:00:32", "Scenario demo ended at +01:02.000"}},
-        {"first-run",
-         {"menu bar: ◔ Set plan", "Choose your Codex plan",
-          "▸ You choose Plus as your plan in Settings.", "menu bar: ◔ 5h 72% · W 40%"}},
-        {"manual", {"manual: final outcome success — snapshot committed; cleanup closed"}},
-        {"automatic", {"countdown: 10", "automatic: final outcome success — snapshot committed"}},
-        {"deferred",
-         {"Automatic refresh deferred because the user is active",
-          "Refresh deferred — try again when Codex is idle",
-          "final outcome deferred — Automatic refresh deferred while you are active.",
-          "automatic: final outcome success"}},
-        {"low-usage", {"notification: [Codex Usage Low] 5h usage remaining: 18%"}},
-        {"reset", {"notification: [Codex Usage Reset] 5h usage reset — 100% available"}},
-        {"codex-not-running",
-         {"Open Codex to refresh usage", "Automatic refresh deferred because Codex is not running",
-          "Next automatic refresh: 09:01:15"}},
-    };
-    for (const auto& c : cases) {
-        EXPECT_NE(list.out.find("  " + c.name + " "), std::string::npos) << c.name;
-        const fs::path defaults = path(c.name + ".json");
-        const ToolResult result = run({"simulate", "--virtual", "--scenario", c.name, "--plan",
-                                       "plus", "--defaults", defaults.string()});
-        EXPECT_EQ(result.status, 0) << c.name << ": " << result.err;
-        EXPECT_EQ(result.err, "") << c.name;
-        for (const std::string& line : c.shows) {
-            EXPECT_NE(result.out.find(line), std::string::npos)
-                << c.name << " should show: " << line;
-        }
-        const std::string shown = replacedAll(result.out, defaults.string(), "DEFAULTS");
-        const fs::path golden = source / "tests/golden" / ("simulate-" + c.name + ".txt");
-        if (updatingGoldenFiles()) {
-            writeFile(golden, shown);
-            continue;
-        }
-        EXPECT_EQ(shown, readFile(golden))
-            << c.name << " differs from " << golden
-            << "; rerun with GAUGELY_UPDATE_GOLDEN=1 if the change is intended";
+    std::size_t listed = 0;
+    for (const std::string& line : text::splitLines(list.out)) {
+        listed += line.starts_with("  ") ? 1 : 0;
+    }
+    EXPECT_EQ(listed, std::size(goldenScenarios));
+    for (const GoldenScenario& scenario : goldenScenarios) {
+        EXPECT_NE(list.out.find("  " + scenario.name + " "), std::string::npos) << scenario.name;
     }
 }
 

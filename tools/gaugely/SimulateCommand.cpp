@@ -185,8 +185,9 @@ Date currentDate() {
 
 std::string footerText(double elapsed, const SimulateOptions& options,
                        const std::optional<int>& countdown) {
-    std::string text = elapsedStamp(elapsed).substr(0, elapsedStamp(elapsed).size() - 4) +
-                       " \u00B7 " + options.scenario;
+    // Whole seconds: "+00:12".
+    const std::string stamp = elapsedStamp(elapsed);
+    std::string text = stamp.substr(0, stamp.size() - 4) + " \u00B7 " + options.scenario;
     if (options.speed && *options.speed != 1.0) {
         char speed[32];
         std::snprintf(speed, sizeof speed, " at %g\u00D7", *options.speed);
