@@ -23,13 +23,12 @@ TEST(RefreshSnapshotStability, NeedsTheSameReadingTwiceAtLeastASettlingIntervalA
         const char* name;
         std::vector<Reading> readings;
     } cases[] = {
-        {"too soon, then settled", {{"A", 0.0, {}}, {"A", 0.19, {}}, {"A", 0.25, "A"}}},
-        {"exactly the interval", {{"A", 0.0, {}}, {"A", 0.2, "A"}}},
+        {"settled at exactly the interval, and stays so",
+         {{"A", 0.0, {}}, {"A", 0.19, {}}, {"A", 0.2, "A"}, {"A", 0.21, "A"}}},
         {"a change restarts the chain",
          {{"A", 0.0, {}}, {"B", 0.3, {}}, {"B", 0.4, {}}, {"B", 0.5, "B"}}},
         {"a missing reading restarts the chain",
          {{"A", 0.0, {}}, {std::nullopt, 0.1, {}}, {"A", 0.3, {}}, {"A", 0.5, "A"}}},
-        {"stable stays stable", {{"A", 0.0, {}}, {"A", 0.3, "A"}, {"A", 0.31, "A"}}},
         {"a change after stability starts over",
          {{"A", 0.0, {}}, {"A", 0.3, "A"}, {"B", 0.31, {}}, {"A", 0.6, {}}}},
     };
@@ -65,7 +64,6 @@ TEST(RefreshSnapshotStability, AdvanceCommitsOnlyAStableValueAndGivesUpAtTheLimi
     } cases[] = {
         {"unstable below the limit", false, 4, 5, true, RefreshReadOutcome::waiting, 0},
         {"unstable at the limit", false, 5, 5, true, RefreshReadOutcome::failed, 0},
-        {"unstable past the limit", false, 6, 5, true, RefreshReadOutcome::failed, 0},
         {"stable and accepted", true, 5, 5, true, RefreshReadOutcome::committed, 1},
         {"stable but refused", true, 1, 5, false, RefreshReadOutcome::failed, 1},
     };
@@ -95,9 +93,6 @@ TEST(PlanSynchronizationState, JsonHasOneRequiredKey) {
         {R"({"requiresFreshSynchronization":false,"other":1})", PlanSynchronizationState{false}},
         {R"({})", std::nullopt},
         {R"({"requiresFreshSynchronization":1})", std::nullopt},
-        {R"({"requiresFreshSynchronization":"true"})", std::nullopt},
-        {R"([true])", std::nullopt},
-        {R"({"requiresFreshSynchronization":)", std::nullopt},
     };
     for (const auto& c : cases) {
         EXPECT_EQ(decodeJson<PlanSynchronizationState>(c.text), c.expected) << c.text;
@@ -120,7 +115,6 @@ TEST(PlanSnapshotVisibility, ShowsOnlyAFreshValidatedSnapshotOfTheSelectedPlan) 
         {CodexPlan::plus, CodexPlan::pro, validated, false, false},
         {CodexPlan::plus, std::nullopt, validated, false, false},
         {std::nullopt, CodexPlan::plus, validated, false, false},
-        {std::nullopt, std::nullopt, validated, false, false},
     };
     for (const auto& c : cases) {
         EXPECT_EQ(
