@@ -91,10 +91,9 @@ TEST(UsageProgress, ClampsAndTreatsTextThatIsNotANumberAsEmpty) {
         const char* text;
         double progress;
     } rows[] = {
-        {"Not Found", 0}, {"120%", 1},      {"-5%", 0},    {"0%", 0},
-        {"100%", 1},      {"42.5%", 0.425}, {"+40%", 0.4}, {"72 %", 0},
-        {"%", 0},         {"", 0},          {".5", 0.005}, {"1.2.3", 0},
-        {"1e2", 0},       {"nan", 0},       {"inf%", 0},   {"99999999999999999999999", 1},
+        {"Not Found", 0}, {"120%", 1},   {"-5%", 0},
+        {"42.5%", 0.425}, {"+40%", 0.4}, {"%", 0},
+        {".5", 0.005},    {"1.2.3", 0},  {"99999999999999999999999", 1},
     };
     for (const auto& row : rows) {
         EXPECT_DOUBLE_EQ(usageProgress(row.text), row.progress) << row.text;
@@ -146,14 +145,9 @@ TEST(TimeFormat, SecondsFieldIsDroppedWithItsSeparatorOrUnit) {
         {"%H:%M:%S", "%H:%M"},
         {"%T", "%H:%M"},
         {"%r", "%I:%M %p"},
-        {"%I:%M:%S %p", "%I:%M %p"},
-        {"%p %I:%M:%S", "%p %I:%M"},
-        {"%H.%M.%S", "%H.%M"},
         {"%H時%M分%S秒", "%H時%M分"},
         {"%H시 %M분 %S초", "%H시 %M분"},
-        {"%H:%M", "%H:%M"},
         {"100%%S", "100%%S"},
-        {"", ""},
     };
     for (const auto& row : rows) {
         EXPECT_EQ(timeFormatWithoutSeconds(row.format), row.shortFormat) << row.format;
