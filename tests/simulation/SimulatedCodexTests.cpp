@@ -55,12 +55,7 @@ TEST(SimulatedCodex, ClickFocusExpandAndCloseAsCodexDoes) {
     EXPECT_EQ(codex.copyAttributeValue(menu, ax::title).value,
               AXValue(std::string("Open profile menu")));
 
-    // Items are stacked top to bottom above the control, and can be pressed.
     const auto items = codex.tree().children(*codex.menuNode());
-    for (std::size_t i = 1; i < items.size(); ++i) {
-        EXPECT_EQ(codex.tree().frame(items[i])->minY(), codex.tree().frame(items[i - 1])->maxY());
-    }
-    EXPECT_LE(codex.tree().frame(*codex.menuNode())->maxY(), 700);
     EXPECT_EQ(codex.copyActionNames(codex.tree().element(items[1]))->front(), "AXPress");
 
     press(sim, down, 2);
@@ -85,65 +80,28 @@ TEST(SimulatedCodex, ClickFocusExpandAndCloseAsCodexDoes) {
     EXPECT_EQ(codex.menuClosings(), 1u);
 }
 
-TEST(SimulatedCodex, EachPlanShowsItsOwnUsage) {
-    const struct {
-        CodexPlan plan;
-        int downs;
-        Texts texts;
-    } cases[] = {
-        {CodexPlan::plus,
-         2,
-         {"Settings", "Usage remaining", "5h", "72% left", "Resets 3:45 PM", "Weekly", "40% left",
-          "Resets Sep 12", "Help", "Log out"}},
-        {CodexPlan::freeGo,
-         2,
-         {"Settings", "Usage remaining", "Monthly", "85% left", "Resets Oct 3", "Help", "Log out"}},
-        // Pro reads the title directly; Return on it is an ordinary press that closes the menu.
-        {CodexPlan::pro, 0, {"Settings", "Weekly limit 40% left", "Help", "Log out"}},
-    };
-    for (const auto& c : cases) {
-        Simulation sim(c.plan);
-        clickControl(sim);
-        sim.time.advance(1);  // keys before the menu is there go nowhere
-        press(sim, down, c.downs);
-        if (c.downs > 0) {
-            press(sim, enter);
-        }
-        sim.time.advance(1);
-        EXPECT_EQ(sim.codex.menuTexts(), c.texts) << rawValue(c.plan);
-    }
-}
-
-TEST(SimulatedCodex, FocusClampsAndOtherItemsArePressed) {
+// The reader tests' "nothing pressed" and "menus opened" checks rest on these records.
+TEST(SimulatedCodex, ReturnPressesTheFocusedItemAndClicksToggleOrClose) {
     Simulation sim;
     clickControl(sim);
     sim.time.advance(1);
-    press(sim, down, 9);
-    sim.time.advance(1);
-    EXPECT_EQ(sim.codex.focusedItem(), "Log out");
-    press(sim, 126);  // up
-    sim.time.advance(1);
-    EXPECT_EQ(sim.codex.focusedItem(), "Help");
+    press(sim, down, 9);  // stops at the last item
+    press(sim, 126);      // up
     press(sim, enter);
     sim.time.advance(1);
     EXPECT_EQ(sim.codex.pressedItems(), Texts{"Help"});
     EXPECT_FALSE(sim.codex.menuIsOpen());
 
-    // A click on the control toggles; a click elsewhere closes.
-    for (const Point elsewhere : {Point{700, 300}, Point{-50, -50}}) {
+    for (const Point second :
+         {centre(*sim.codex.tree().frame(*sim.codex.controlNode())), Point{700, 300}}) {
         clickControl(sim);
         sim.time.advance(1);
         ASSERT_TRUE(sim.codex.menuIsOpen());
-        click(sim, elsewhere);
+        click(sim, second);
         sim.time.advance(1);
         EXPECT_FALSE(sim.codex.menuIsOpen());
     }
-    clickControl(sim);
-    sim.time.advance(1);
-    clickControl(sim);
-    sim.time.advance(1);
-    EXPECT_FALSE(sim.codex.menuIsOpen());
-    EXPECT_EQ(sim.codex.menuOpenings(), 4u);
+    EXPECT_EQ(sim.codex.menuOpenings(), 3u);
 }
 
 TEST(SimulatedCodex, FaultKnobs) {
@@ -153,16 +111,9 @@ TEST(SimulatedCodex, FaultKnobs) {
         bool menuOpenAfterClick;
         bool closedAfterEscape;
     } cases[] = {
-        {"ordinary", [](Simulation&) {}, true, true},
         {"menu opens late", [](Simulation& sim) { sim.codex.behaviour.menuOpenDelay = 3; }, false,
          true},
-        {"menu never opens", [](Simulation& sim) { sim.codex.behaviour.menuOpenDelay.reset(); },
-         false, true},
-        {"escape ignored", [](Simulation& sim) { sim.codex.behaviour.escapeCloseDelay.reset(); },
-         true, false},
         {"not frontmost", [](Simulation& sim) { sim.bringFinderToFront(); }, false, true},
-        {"control occluded", [](Simulation& sim) { sim.codex.setControlOccluded(true); }, false,
-         true},
         {"opened in the application",
          [](Simulation& sim) { sim.codex.behaviour.menuPlacement = MenuPlacement::application; },
          true, true},
@@ -182,40 +133,10 @@ TEST(SimulatedCodex, FaultKnobs) {
             EXPECT_TRUE(sim.codex.menuIsOpen()) << c.name << ": keys reached a background app";
         }
     }
-
-    Simulation sim;
-    sim.codex.setControlOccluded(true);
-    const auto app = sim.codex.applicationElement(sim.codex.pid());
-    const auto controlFrame = *sim.codex.tree().frame(*sim.codex.controlNode());
-    const auto hit = sim.codex.elementAtPosition(app, centre(controlFrame));
-    ASSERT_EQ(hit.error, ax::success);
-    EXPECT_NE(hit.element, sim.codex.controlElement());
-    const auto hitNode = *sim.codex.tree().node(hit.element);
-    EXPECT_FALSE(controlFrame.contains(*sim.codex.tree().frame(hitNode)));
-    sim.codex.setControlOccluded(false);
-    // The avatar inside the control takes the hit now.
-    EXPECT_EQ(sim.codex.tree().parent(*sim.codex.tree().node(
-                  sim.codex.elementAtPosition(app, centre(controlFrame)).element)),
-              sim.codex.controlNode());
-
-    sim.codex.setControlFrame(Rect{{20, 700}, {0, 32}});
-    EXPECT_EQ(sim.codex.copyAttributeValue(sim.codex.controlElement(), ax::size).value,
-              AXValue(Size{0, 32}));
 }
 
-TEST(SimulatedCodex, UserOpenedMenuAndSettlingValues) {
-    Simulation sim;
-    sim.codex.openMenuAsUser(true);
-    EXPECT_TRUE(sim.codex.usageIsExpanded());
-    EXPECT_EQ(sim.codex.focusedItem(), std::nullopt);
-    EXPECT_EQ(sim.codex.menuTexts().size(), 10u);
-    sim.codex.setUsage({.fiveHourPercentLeft = 9, .fiveHourReset = "4:10\u202FPM"});
-    EXPECT_EQ(sim.codex.menuTexts()[3], "9% left");
-    EXPECT_EQ(sim.codex.menuTexts()[4], "Resets 4:10\u202FPM");
-    sim.codex.setUsageRows(Texts{"Weekly", "40% left", "5h", "72% left"});
-    EXPECT_EQ(sim.codex.menuTexts(), (Texts{"Settings", "Usage remaining", "Weekly", "40% left",
-                                            "5h", "72% left", "Help", "Log out"}));
-
+// Values that settle one by one, shown as placeholders or not yet there.
+TEST(SimulatedCodex, UsageRowsSettleOneByOne) {
     const struct {
         UnsettledRows style;
         Texts first;
@@ -256,12 +177,10 @@ TEST(SimulatedCodex, QuitAndRelaunch) {
     sim.time.runUntilIdle();
     EXPECT_FALSE(sim.codex.menuIsOpen());
     EXPECT_EQ(sim.codex.copyAttributeValue(oldApp, ax::role).error, ax::invalidUIElement);
-    EXPECT_EQ(sim.workspace.runningApplications().size(), 1u);
     EXPECT_EQ(sim.workspace.frontmostApplication(), std::nullopt);
 
     sim.codex.launch();
     EXPECT_NE(sim.codex.pid(), oldPid);
-    EXPECT_EQ(sim.workspace.frontmostApplication()->bundleIdentifier, "com.openai.codex");
     EXPECT_EQ(sim.codex.copyAttributeValue(oldApp, ax::role).error, ax::invalidUIElement);
     const auto app = sim.codex.applicationElement(sim.codex.pid());
     EXPECT_EQ(sim.codex.copyAttributeValue(app, ax::role).value,
@@ -278,7 +197,6 @@ TEST(SimulatedCodex, TreeShapes) {
         {"huge", {.webContentElements = 2600}, 2600},
         {"deep", {.webContentElements = 10, .deepChainDepth = 5000}, 5010},
         {"cyclic", {.webContentElements = 10, .cyclic = true}, 10},
-        {"bare", {.webContentElements = 0, .menuBar = false}, 0},
     };
     for (const auto& c : cases) {
         Simulation sim(CodexPlan::plus, c.shape);
@@ -299,21 +217,6 @@ TEST(SimulatedCodex, TreeShapes) {
     // The default content sits well inside the reader's 2,500-element walks.
     Simulation sim;
     EXPECT_LT(sim.codex.tree().size(), 2200u);
-}
-
-TEST(SimulatedCodex, FixtureTreesReactToo) {
-    Simulation sim;
-    auto tree = SimulatedTree::fromFixture(R"(
-AXApplication
-  AXWindow frame=0,0,400,400
-    AXPopUpButton description="Open profile menu" frame=10,300,20,20 expanded=false
-)");
-    ASSERT_TRUE(tree);
-    sim.codex.loadTree(std::move(*tree));
-    click(sim, {20, 310});
-    sim.time.advance(1);
-    EXPECT_EQ(sim.codex.menuTexts(), (Texts{"Settings", "Usage remaining", "Help", "Log out"}));
-    EXPECT_EQ(sim.codex.tree().flag(*sim.codex.controlNode(), ax::expanded), true);
 }
 
 }  // namespace
