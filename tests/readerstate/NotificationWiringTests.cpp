@@ -26,7 +26,7 @@ std::vector<std::string> bodies(const FakeUserNotificationCenter& center) {
 TEST(ReaderNotifications, AutomaticRefreshesPersistTheirReadingAndAnnounceLowUsageAndResets) {
     StateWorld world(CodexPlan::plus);
     world.notifications.setAuthorizationStatus(NotificationAuthorizationStatus::authorized);
-    world.preferences.setString("codex-plan-v1", "plus");
+    world.choosePlan();
     world.preferences.setString("automatic-refresh-frequency-v1", "thirtySeconds");
     world.codex.setUsage(usage(50, 40));
     UsageReader& reader = world.launch();
@@ -62,8 +62,7 @@ TEST(ReaderNotifications, AutomaticRefreshesPersistTheirReadingAndAnnounceLowUsa
 TEST(ReaderNotifications, ProAlertsOnItsWeeklyValueButNeverRecordsResets) {
     StateWorld world(CodexPlan::pro);
     world.notifications.setAuthorizationStatus(NotificationAuthorizationStatus::authorized);
-    world.preferences.setString("codex-plan-v1", "pro");
-    world.preferences.setBool("automatic-refresh-enabled-v1", false);
+    world.choosePlan(false);
     UsageReader& reader = world.launch();
     for (const int weekly : {40, 9, 100}) {
         world.codex.setUsage(usage(0, weekly));
@@ -82,45 +81,58 @@ TEST(ReaderNotifications, ProAlertsOnItsWeeklyValueButNeverRecordsResets) {
 // notifies by itself and the next reading only notifies for a change after it. The repeat setting
 // is the exception: a running reminder carries on.
 TEST(ReaderNotifications, SettingsChangesRebaselineOnTheReadingShown) {
+    const char* alerts = "low-usage-alert-settings-v1";
+    const char* resets = "reset-notification-settings-v1";
     const struct {
         const char* name;
-        LowUsageAlertSettings settings;
-        int fiveHour;
-        std::function<void(UsageReader&)> change;
-        std::vector<std::string> afterNextReading;
+        const char* key;
+        std::string stored;
+        int fiveHour, weekly;
+        void (*change)(UsageReader&);
+        std::vector<std::string> afterNextReading = {};
     } cases[] = {
-        {"switching an alert on while low",
-         LowUsageAlertSettings::make(false),
-         10,
-         [](UsageReader& r) { r.setLowUsageAlertsEnabled(true, QuotaWindow::fiveHour); },
-         {}},
-        {"raising the threshold above the reading",
-         LowUsageAlertSettings::make(true),
-         25,
+        {"switching an alert on while low", alerts, encodeJson(LowUsageAlertSettings::make(false)),
+         10, 40, [](UsageReader& r) { r.setLowUsageAlertsEnabled(true, QuotaWindow::fiveHour); }},
+        {"raising the threshold above the reading", alerts, encodeJson(LowUsageAlertSettings{}), 25,
+         40,
          [](UsageReader& r) {
              r.setLowUsageAlertThreshold(LowUsageAlertThreshold::thirty, QuotaWindow::fiveHour);
-         },
-         {}},
+         }},
         {"changing the repeat does not rebaseline",
-         LowUsageAlertSettings::make(true),
+         alerts,
+         encodeJson(LowUsageAlertSettings{}),
          10,
+         40,
          [](UsageReader& r) {
              r.setLowUsageAlertRepeat(LowUsageAlertRepeat::oneHour, QuotaWindow::fiveHour);
          },
          {"Codex Usage Low: 5h usage remaining: 10%"}},
+        // Last seen at 10%; the reading on display, from while the feature was off, is 100%.
+        {"switching reset notifications on after a reset", resets, R"({"isEnabled": false})", 72,
+         100, [](UsageReader& r) { r.setResetNotificationsEnabled(true); }},
+        {"reset notifications on all along",
+         resets,
+         R"({"isEnabled": true})",
+         72,
+         100,
+         [](UsageReader&) {},
+         {"Codex Usage Reset: Weekly usage reset — 100% available"}},
     };
     for (const auto& c : cases) {
         StateWorld world(CodexPlan::plus);
         world.notifications.setAuthorizationStatus(NotificationAuthorizationStatus::authorized);
-        world.preferences.setString("codex-plan-v1", "plus");
-        world.preferences.setBool("automatic-refresh-enabled-v1", false);
-        world.preferences.setData("low-usage-alert-settings-v1", encodeJson(c.settings));
-        // The state remembers the window as not low, from before the reading on display.
+        world.choosePlan(false);
+        world.preferences.setData(c.key, c.stored);
+        // Both states remember the plan's windows from before the reading on display.
         world.preferences.setData("low-usage-notification-state-v1",
                                   R"({"stateByPlanAndWindow": {"plus.fiveHour": {"isLow": false},
                                        "plus.weekly": {"isLow": false}}})");
-        world.storePlanRecords({{plusReading(c.fiveHour, 40), world.time.now(), CodexPlan::plus}});
-        world.codex.setUsage(usage(c.fiveHour, 40));
+        world.preferences.setData(
+            "quota-reset-notification-state-v1",
+            R"({"stateByPlanAndWindow": {"plus.weekly": {"lastObservedPercentage": 10}}})");
+        world.storePlanRecords(
+            {{plusReading(c.fiveHour, c.weekly), world.time.now(), CodexPlan::plus}});
+        world.codex.setUsage(usage(c.fiveHour, c.weekly));
         UsageReader& reader = world.launch();
         c.change(reader);
         world.time.runUntilIdle();
@@ -130,42 +142,9 @@ TEST(ReaderNotifications, SettingsChangesRebaselineOnTheReadingShown) {
     }
 }
 
-TEST(ReaderNotifications, SwitchingResetNotificationsOnAdoptsTheReadingShown) {
-    for (const bool switchedOnNow : {false, true}) {
-        StateWorld world(CodexPlan::plus);
-        world.notifications.setAuthorizationStatus(NotificationAuthorizationStatus::authorized);
-        world.preferences.setString("codex-plan-v1", "plus");
-        world.preferences.setBool("automatic-refresh-enabled-v1", false);
-        world.preferences.setData("reset-notification-settings-v1", switchedOnNow
-                                                                        ? R"({"isEnabled": false})"
-                                                                        : R"({"isEnabled": true})");
-        // Last seen at 10%, but the reading on display (from while the feature was off) is 100%.
-        world.preferences.setData(
-            "quota-reset-notification-state-v1",
-            R"({"stateByPlanAndWindow": {"plus.weekly": {"lastObservedPercentage": 10}}})");
-        world.storePlanRecords({{plusReading(72, 100), world.time.now(), CodexPlan::plus}});
-        world.codex.setUsage(usage(72, 100));
-        UsageReader& reader = world.launch();
-        if (switchedOnNow) {
-            reader.setResetNotificationsEnabled(true);
-            EXPECT_EQ(reader.quotaResetNotificationState()
-                          .stateByPlanAndWindow.at("plus.weekly")
-                          .lastObservedPercentage,
-                      100);
-        }
-        world.refreshNow();
-        EXPECT_EQ(bodies(world.notifications),
-                  switchedOnNow
-                      ? std::vector<std::string>{}
-                      : std::vector<
-                            std::string>{"Codex Usage Reset: Weekly usage reset — 100% available"})
-            << (switchedOnNow ? "switched on now" : "on all along");
-    }
-}
-
 TEST(ReaderNotifications, ObserversAreToldOfEveryPublishedChangeAndOnlyOfChanges) {
     StateWorld world(CodexPlan::plus);
-    world.preferences.setString("codex-plan-v1", "plus");
+    world.choosePlan();
     world.storePlanRecords({{freeGoReading(63), Date{1000}, CodexPlan::freeGo}});
     UsageReader& reader = world.launch();
     int told = 0;
@@ -183,9 +162,7 @@ TEST(ReaderNotifications, ObserversAreToldOfEveryPublishedChangeAndOnlyOfChanges
         {"same frequency", [&] { reader.setRefreshFrequency(RefreshFrequency::fiveMinutes); },
          false},
         {"format", [&] { reader.setMenuBarDisplay(MenuBarDisplay::minimal); }, true},
-        {"same format", [&] { reader.setMenuBarDisplay(MenuBarDisplay::minimal); }, false},
         {"plan", [&] { reader.setCodexPlan(CodexPlan::freeGo); }, true},
-        {"same plan", [&] { reader.setCodexPlan(CodexPlan::freeGo); }, false},
         {"alert threshold",
          [&] {
              reader.setLowUsageAlertThreshold(LowUsageAlertThreshold::ten, QuotaWindow::monthly);

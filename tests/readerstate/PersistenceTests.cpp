@@ -60,11 +60,6 @@ TEST(ReaderPersistence, ASecondLaunchRestoresEverySettingEachPlansReadingAndTheD
     // Five minutes later the deadline is still the one set before the quit, to the second.
     UsageReader& second = world.relaunch(300);
     EXPECT_TRUE(seen(second) == before);
-    EXPECT_EQ(world.preferences.stringValue("codex-plan-v1"), "freeGo");
-    EXPECT_EQ(world.preferences.stringValue("automatic-refresh-frequency-v1"), "tenMinutes");
-    EXPECT_EQ(world.preferences.stringValue("menu-bar-display-v1"), "minimal");
-    EXPECT_EQ(world.preferences.dataValue("reset-notification-settings-v1"),
-              R"({"isEnabled":false})");
 
     second.setCodexPlan(CodexPlan::plus);
     EXPECT_EQ(second.snapshot(), plusSnapshot);
@@ -115,73 +110,47 @@ TEST(ReaderPersistence, StoredSettingTextsAreTakenOnlyWhenValid) {
     EXPECT_FALSE(world.relaunch().automaticRefreshEnabled());
 }
 
+PersistedUsageSnapshot legacyRecord(UsageSnapshot snapshot, CodexPlan plan) {
+    return {std::move(snapshot), Date{1000}, plan};
+}
+
 TEST(ReaderPersistence, LegacyRecordAndPlanMigration) {
-    const UsageSnapshot incomplete = [] {
-        UsageSnapshot s = plusReading(50, 60);
-        s.weeklyReset = notFoundText;
-        return s;
-    }();
+    UsageSnapshot incomplete = plusReading(50, 60);
+    incomplete.weeklyReset = notFoundText;
     const struct {
         const char* name;
         PersistedUsageSnapshot legacy;
-        std::function<void(StateWorld&)> alsoStored;
+        void (*alsoStored)(StateWorld&);
         std::optional<CodexPlan> chosen;  // none: the chooser is shown
         bool flagWritten;
         std::optional<UsageSnapshot> planRecord;  // under the legacy record's plan afterwards
     } cases[] = {
-        {"plus, complete: chosen and copied",
-         {plusReading(50, 60), Date{1000}, CodexPlan::plus},
-         {},
-         CodexPlan::plus,
-         true,
-         plusReading(50, 60)},
-        {"freeGo, complete",
-         {freeGoReading(70), Date{1000}, CodexPlan::freeGo},
-         {},
-         CodexPlan::freeGo,
-         true,
-         freeGoReading(70)},
+        {"plus, complete: chosen and copied", legacyRecord(plusReading(50, 60), CodexPlan::plus),
+         [](StateWorld&) {}, CodexPlan::plus, true, plusReading(50, 60)},
         // Only the two older plans are carried over: a pro reading was never a choice.
-        {"pro, complete: copied but never chosen",
-         {proReading(30), Date{1000}, CodexPlan::pro},
-         {},
-         std::nullopt,
-         true,
-         proReading(30)},
-        {"plus, incomplete: ignored",
-         {incomplete, Date{1000}, CodexPlan::plus},
-         {},
-         std::nullopt,
-         true,
-         std::nullopt},
-        {"a newer record of the same plan wins",
-         {plusReading(50, 60), Date{1000}, CodexPlan::plus},
+        {"pro, complete: copied but never chosen", legacyRecord(proReading(30), CodexPlan::pro),
+         [](StateWorld&) {}, std::nullopt, true, proReading(30)},
+        {"plus, incomplete: ignored", legacyRecord(incomplete, CodexPlan::plus), [](StateWorld&) {},
+         std::nullopt, true, std::nullopt},
+        {"a newer record of the same plan wins", legacyRecord(plusReading(50, 60), CodexPlan::plus),
          [](StateWorld& w) {
              w.storePlanRecords({{plusReading(10, 20), Date{2000}, CodexPlan::plus}});
          },
-         CodexPlan::plus,
-         true,
-         plusReading(10, 20)},
+         CodexPlan::plus, true, plusReading(10, 20)},
         {"a plan already chosen stays and the migration is not marked",
-         {plusReading(50, 60), Date{1000}, CodexPlan::plus},
+         legacyRecord(plusReading(50, 60), CodexPlan::plus),
          [](StateWorld& w) { w.preferences.setString("codex-plan-v1", "freeGo"); },
-         CodexPlan::freeGo,
-         false,
-         plusReading(50, 60)},
+         CodexPlan::freeGo, false, plusReading(50, 60)},
         {"the migration ran before: nothing is chosen again",
-         {plusReading(50, 60), Date{1000}, CodexPlan::plus},
+         legacyRecord(plusReading(50, 60), CodexPlan::plus),
          [](StateWorld& w) { w.preferences.setBool("explicit-plan-selection-migration-v1", true); },
-         std::nullopt,
-         true,
-         plusReading(50, 60)},
+         std::nullopt, true, plusReading(50, 60)},
     };
     for (const auto& c : cases) {
         StateWorld world;
         const std::string legacyBytes = encodeJson(c.legacy);
         world.preferences.setData("last-complete-usage-snapshot-v1", legacyBytes);
-        if (c.alsoStored) {
-            c.alsoStored(world);
-        }
+        c.alsoStored(world);
         const UsageReader& reader = world.launch();
         EXPECT_EQ(reader.hasExplicitPlanSelection(), c.chosen.has_value()) << c.name;
         EXPECT_EQ(reader.firstRunPlanSelectionIsEligible(), !c.chosen) << c.name;
@@ -242,9 +211,7 @@ TEST(ReaderPersistence, UnreadableRecordsKeepTheDefaultsAndAreNotOverwrittenByTh
     };
     for (const auto& c : cases) {
         StateWorld world;
-        world.preferences.setString("codex-plan-v1", "plus");
-        // No reading comes to replace a record in the meantime.
-        world.preferences.setBool("automatic-refresh-enabled-v1", false);
+        world.choosePlan(false);  // no reading comes to replace a record in the meantime
         world.preferences.setData(c.key, c.bytes);
         if (c.withLegacyRecord) {
             world.preferences.setData("last-complete-usage-snapshot-v1", legacy);
@@ -257,7 +224,7 @@ TEST(ReaderPersistence, UnreadableRecordsKeepTheDefaultsAndAreNotOverwrittenByTh
 
     // Data of the wrong type reads as absent.
     StateWorld world;
-    world.preferences.setString("codex-plan-v1", "plus");
+    world.choosePlan();
     world.preferences.setString("low-usage-alert-settings-v1", R"({"isEnabled": false})");
     EXPECT_EQ(world.launch().lowUsageAlertSettings(), LowUsageAlertSettings{});
     EXPECT_EQ(world.preferences.stringValue("low-usage-alert-settings-v1"),
@@ -277,8 +244,7 @@ TEST(ReaderPersistence, OlderFlatAlertSettingsAreRewrittenInThePerWindowForm) {
 
 TEST(ReaderPersistence, SwitchingPlansNeverShowsOnePlansNumbersUnderAnother) {
     StateWorld world(CodexPlan::plus);
-    world.preferences.setString("codex-plan-v1", "plus");
-    world.preferences.setBool("automatic-refresh-enabled-v1", false);
+    world.choosePlan(false);
     UsageReader& reader = world.launch();
     world.refreshNow();
     const auto plusUpdated = reader.lastUpdated();
@@ -309,7 +275,7 @@ TEST(ReaderPersistence, SwitchingPlansNeverShowsOnePlansNumbersUnderAnother) {
 
 TEST(ReaderPersistence, ChoosingAPlanCancelsTheRunForgetsItsAlertStateAndReschedules) {
     StateWorld world(CodexPlan::plus);
-    world.preferences.setString("codex-plan-v1", "plus");
+    world.choosePlan();
     world.preferences.setData(
         "low-usage-notification-state-v1",
         R"({"stateByPlanAndWindow": {"plus.weekly": {"isLow": true}, "freeGo.monthly": {"isLow": true}}})");

@@ -16,47 +16,20 @@ void putAnotherApplicationInFront(StateWorld& world) {
     world.workspace.setFrontmost(textEdit);
 }
 
-TEST(AutomaticRefreshScheduler,
-     OverdueStoredDeadlineIsPendingAtLaunchAndTriedAtTheFirstEvaluation) {
-    const struct {
-        const char* name;
-        bool codexInFront;
-        Lines lines;
-    } cases[] = {
-        {"eligible: the countdown starts at once",
-         true,
-         {"Automatic refresh schedule restored as overdue and pending",
-          "Automatic refresh scheduler started; cadence is 15 seconds", "Automatic refresh is due",
-          "Automatic refresh scheduled in 60 seconds", "Automatic refresh attempt beginning",
-          "Automatic refresh countdown started"}},
-        {"Codex behind: deferred and still pending",
-         false,
-         {"Automatic refresh schedule restored as overdue and pending",
-          "Automatic refresh scheduler started; cadence is 15 seconds", "Automatic refresh is due",
-          "Automatic refresh deferred because neither Codex nor Gaugely Settings is frontmost",
-          "Refresh [00000001] automatic: refresh requested; eligibility deferred — foreground "
-          "safety condition not satisfied"}},
-    };
-    for (const auto& c : cases) {
-        StateWorld world;
-        world.preferences.setString("codex-plan-v1", "plus");
-        world.preferences.setDate("next-automatic-refresh-date-v1",
-                                  world.time.now().addingTimeInterval(-3600));
-        if (!c.codexInFront) {
-            putAnotherApplicationInFront(world);
-        }
-        UsageReader& reader = world.launch();
-        EXPECT_EQ(world.schedulerLines(), c.lines) << c.name;
-        // The overdue deadline was pulled up to the launch, never kept an hour in the past.
-        const Date expected =
-            c.codexInFront ? world.launchedAt.addingTimeInterval(60) : world.launchedAt;
-        EXPECT_EQ(reader.nextAutomaticRefreshDate(), expected) << c.name;
-        EXPECT_EQ(world.preferences.dateValue("next-automatic-refresh-date-v1"), expected)
-            << c.name;
-        EXPECT_EQ(reader.automaticRefreshIsPending(), !c.codexInFront) << c.name;
-        EXPECT_EQ(reader.countdown(), c.codexInFront ? std::optional<int>(10) : std::nullopt)
-            << c.name;
-    }
+TEST(AutomaticRefreshScheduler, OverdueStoredDeadlineIsTriedAtTheFirstEvaluation) {
+    StateWorld world;
+    world.choosePlan();
+    world.preferences.setDate("next-automatic-refresh-date-v1",
+                              world.time.now().addingTimeInterval(-3600));
+    UsageReader& reader = world.launch();
+    EXPECT_EQ(
+        world.schedulerLines(),
+        (Lines{"Automatic refresh schedule restored as overdue and pending",
+               "Automatic refresh scheduler started; cadence is 15 seconds",
+               "Automatic refresh is due", "Automatic refresh scheduled in 60 seconds",
+               "Automatic refresh attempt beginning", "Automatic refresh countdown started"}));
+    EXPECT_EQ(reader.nextAutomaticRefreshDate(), world.launchedAt.addingTimeInterval(60));
+    EXPECT_EQ(reader.countdown(), 10);
 }
 
 TEST(AutomaticRefreshScheduler, RecoveryTakesTheStoredDeadlineElseTheLastReadingElseNow) {
@@ -75,11 +48,12 @@ TEST(AutomaticRefreshScheduler, RecoveryTakesTheStoredDeadlineElseTheLastReading
         {"no reading yet", {}, {}, "twoMinutes", 120, false},
         {"a stored future deadline wins over the reading", 42.5, 600, "fiveMinutes", 42.5, false},
         {"a deadline of exactly now is overdue", 0, {}, "oneMinute", 0, true},
+        {"a deadline an hour ago is pulled up to now", -3600, {}, "oneMinute", 0, true},
     };
     for (const auto& c : cases) {
         StateWorld world;
         const Date now = world.time.now();
-        world.preferences.setString("codex-plan-v1", "plus");
+        world.choosePlan();
         world.preferences.setString("automatic-refresh-frequency-v1", c.frequency);
         if (c.storedDeadlineIn) {
             world.preferences.setDate("next-automatic-refresh-date-v1",
@@ -95,13 +69,16 @@ TEST(AutomaticRefreshScheduler, RecoveryTakesTheStoredDeadlineElseTheLastReading
         EXPECT_EQ(world.schedulerLines().front(), c.overdue ? overdue : future) << c.name;
         EXPECT_EQ(reader.nextAutomaticRefreshDate(), now.addingTimeInterval(c.expectedIn))
             << c.name;
+        EXPECT_EQ(world.preferences.dateValue("next-automatic-refresh-date-v1"),
+                  now.addingTimeInterval(c.expectedIn))
+            << c.name;
         EXPECT_EQ(reader.automaticRefreshIsPending(), c.overdue) << c.name;
     }
 }
 
 TEST(AutomaticRefreshScheduler, SwitchingOffRemovesTheDeadlineAndOnSchedulesOneIntervalAhead) {
     StateWorld world;
-    world.preferences.setString("codex-plan-v1", "plus");
+    world.choosePlan();
     UsageReader& reader = world.launch();
     ASSERT_TRUE(world.preferences.hasObject("next-automatic-refresh-date-v1"));
     world.log.clear();
@@ -146,7 +123,7 @@ TEST(AutomaticRefreshScheduler, SwitchingOffRemovesTheDeadlineAndOnSchedulesOneI
 
 TEST(AutomaticRefreshScheduler, WhileTheUserTypesElsewhereADueRefreshWaitsAndIsRetriedEveryTick) {
     StateWorld world;
-    world.preferences.setString("codex-plan-v1", "plus");
+    world.choosePlan();
     putAnotherApplicationInFront(world);
     std::vector<double> dueAt;
     std::vector<std::string> reasons;
@@ -197,10 +174,11 @@ TEST(AutomaticRefreshScheduler, WhileTheUserTypesElsewhereADueRefreshWaitsAndIsR
 
 TEST(AutomaticRefreshScheduler, WithCodexNotRunningADueRefreshMovesOnOneInterval) {
     StateWorld world;
-    world.preferences.setString("codex-plan-v1", "plus");
+    world.choosePlan();
     world.preferences.setDate("next-automatic-refresh-date-v1",
                               world.time.now().addingTimeInterval(-1));
     world.codex.quit();
+    world.input.setLastInputSecondsAgo(0);  // outranked: Codex is looked for first
     UsageReader& reader = world.launch();
     EXPECT_FALSE(reader.codexFound());
     EXPECT_EQ(reader.statusMessage(), "Open Codex to refresh usage");
@@ -247,7 +225,7 @@ TEST(AutomaticRefreshScheduler, WakeRecoversTheScheduleAndTriesAtOnceWhenTheDead
     };
     for (const auto& c : cases) {
         StateWorld world;
-        world.preferences.setString("codex-plan-v1", "plus");
+        world.choosePlan();
         UsageReader& reader = world.launch();
         world.log.clear();
         // Asleep: the wall clock moves on while no tick runs.
@@ -276,153 +254,128 @@ TEST(AutomaticRefreshScheduler, LaunchAndComingToTheFrontCheckAccessibilityWitho
     EXPECT_EQ(world.codex.trustPrompts(), 0u);
 }
 
-// What one evaluation of a due deadline logs after "Automatic refresh is due" when it defers.
-Lines deferredBecause(const std::string& because, const std::string& reason) {
-    return {"Automatic refresh is due", "Automatic refresh deferred because " + because,
-            "Refresh [id] automatic: refresh requested; eligibility deferred — " + reason};
+// What one evaluation of a due deadline leaves behind.
+struct Evaluation {
+    Lines lines;
+    std::optional<std::string> status;
+    std::optional<std::string> reason;  // of the deferred outcome
+    bool pending = false;
+    std::optional<double> deadlineIn;  // from the evaluation; none: no deadline
+};
+
+// Nothing logged or shown; only the deadline tells.
+Evaluation silent(std::optional<double> deadlineIn) {
+    return {{}, {}, {}, false, deadlineIn};
 }
 
-void arrangeNothing(StateWorld&) {}
+// Deferred and still due, so the next tick tries again.
+Evaluation deferred(const std::string& because, const std::string& reason, std::string status) {
+    return {{"Automatic refresh is due", "Automatic refresh deferred because " + because,
+             "Refresh [id] automatic: refresh requested; eligibility deferred — " + reason},
+            std::move(status),
+            reason,
+            true,
+            -1};
+}
 
 // One evaluation of a due deadline: the first rule that applies decides, and each row adds a
 // condition from further down to show that it does not get a say.
 TEST(AutomaticRefreshScheduler, EvaluationRulesApplyInOrder) {
-    const Lines begins{"Automatic refresh is due", "Automatic refresh scheduled in 60 seconds",
-                       "Automatic refresh attempt beginning",
-                       "Automatic refresh countdown started"};
     const struct {
         const char* name;
         void (*before)(StateWorld&);  // the store, before launch
         void (*after)(StateWorld&);   // the world, once launched
-        Lines lines;
-        std::optional<std::string> status;
-        std::optional<std::string> reason;  // of the deferred outcome
-        bool pending;
-        std::optional<double> deadlineIn;  // from the evaluation; none: no deadline
+        Evaluation expected;
     } cases[] = {
-        {"an update is installing (and Codex is gone)",
-         arrangeNothing,
+        {"an update is installing (and Codex is gone)", nullptr,
          [](StateWorld& w) {
              w.reader->setUpdateRefreshGate(true);
              w.codex.quit();
          },
-         {},
-         {},
-         {},
-         false,
-         -1},
+         silent(-1)},
         {"no plan chosen (and automatic refresh off)",
          [](StateWorld& w) {
              w.preferences.remove("codex-plan-v1");
              w.preferences.setBool("automatic-refresh-enabled-v1", false);
              w.preferences.setDate("next-automatic-refresh-date-v1", w.time.now());
          },
-         arrangeNothing,
-         {},
-         {},
-         {},
-         false,
-         -61},
-        {"switched off",
-         arrangeNothing,
-         [](StateWorld& w) { w.reader->setAutomaticRefreshEnabled(false); },
-         {},
-         {},
-         {},
-         false,
-         {}},
-        {"not yet due",
-         arrangeNothing,
-         [](StateWorld& w) { w.time.setNow(w.launchedAt); },
-         {},
-         {},
-         {},
-         false,
-         60},
-        {"no Accessibility permission (and Codex is gone)", arrangeNothing,
+         nullptr, silent(-61)},
+        {"switched off", nullptr,
+         [](StateWorld& w) { w.reader->setAutomaticRefreshEnabled(false); }, silent(std::nullopt)},
+        {"not yet due", nullptr, [](StateWorld& w) { w.time.setNow(w.launchedAt); }, silent(60)},
+        {"no Accessibility permission (and Codex is gone)", nullptr,
          [](StateWorld& w) {
              w.codex.trusted = false;
              w.codex.quit();
          },
-         deferredBecause("Accessibility permission is unavailable",
-                         "Accessibility permission unavailable"),
-         "Accessibility permission required", "Accessibility permission unavailable", true, -1},
-        {"a countdown is showing (and the user is active)", arrangeNothing,
+         deferred("Accessibility permission is unavailable", "Accessibility permission unavailable",
+                  "Accessibility permission required")},
+        {"a countdown is showing (and the user is active)", nullptr,
          [](StateWorld& w) {
              w.reader->beginReadCountdown(true);
              w.input.setLastInputSecondsAgo(0);
          },
-         deferredBecause("a countdown is already active", "another automatic countdown is active"),
-         "Inspecting account control in 10...", "another automatic countdown is active", true, -1},
-        {"a manual run is under way (and Codex is behind)", arrangeNothing,
+         deferred("a countdown is already active", "another automatic countdown is active",
+                  "Inspecting account control in 10...")},
+        {"a manual run is under way (and Codex is behind)", nullptr,
          [](StateWorld& w) {
              w.reader->beginReadCountdown(false);
              putAnotherApplicationInFront(w);
          },
-         deferredBecause("another refresh is in progress", "another refresh is in progress"),
-         "Locating Codex profile control...", "another refresh is in progress", true, -1},
-        {"Codex is not running (and the user is active)",
-         arrangeNothing,
-         [](StateWorld& w) {
-             w.codex.quit();
-             w.input.setLastInputSecondsAgo(0);
-         },
-         {"Automatic refresh is due", "Automatic refresh scheduled in 60 seconds",
-          "Automatic refresh deferred because Codex is not running",
-          "Refresh [id] automatic: refresh requested; eligibility deferred — Codex is not "
-          "running"},
-         "Open Codex to refresh usage",
-         "Codex is not running",
-         false,
-         60},
-        {"another application in front (and the user is active)", arrangeNothing,
+         deferred("another refresh is in progress", "another refresh is in progress",
+                  "Locating Codex profile control...")},
+        {"another application in front (and the user is active)", nullptr,
          [](StateWorld& w) {
              putAnotherApplicationInFront(w);
              w.input.setLastInputSecondsAgo(0);
          },
-         deferredBecause("neither Codex nor Gaugely Settings is frontmost",
-                         "foreground safety condition not satisfied"),
-         "Refresh deferred — return to Codex when idle",
-         "foreground safety condition not satisfied", true, -1},
-        {"our Settings window is key but the user typed 9.9 s ago", arrangeNothing,
+         deferred("neither Codex nor Gaugely Settings is frontmost",
+                  "foreground safety condition not satisfied",
+                  "Refresh deferred — return to Codex when idle")},
+        {"our Settings window is key but the user typed 9.9 s ago", nullptr,
          [](StateWorld& w) {
              putAnotherApplicationInFront(w);
              w.workspace.setSettingsWindowIsKey(true);
              w.input.setLastInputSecondsAgo(9.9);
          },
-         deferredBecause("the user is active", "user activity before countdown"),
-         "Refresh deferred — try again when Codex is idle", "user activity before countdown", true,
-         -1},
+         deferred("the user is active", "user activity before countdown",
+                  "Refresh deferred — try again when Codex is idle")},
         {"Codex in front and idle for exactly 10 s",
-         arrangeNothing,
+         nullptr,
          [](StateWorld& w) { w.input.setLastInputSecondsAgo(10); },
-         begins,
-         "Inspecting account control in 10...",
-         {},
-         false,
-         60},
+         {{"Automatic refresh is due", "Automatic refresh scheduled in 60 seconds",
+           "Automatic refresh attempt beginning", "Automatic refresh countdown started"},
+          "Inspecting account control in 10...",
+          {},
+          false,
+          60}},
     };
     for (const auto& c : cases) {
         StateWorld world;
-        world.preferences.setString("codex-plan-v1", "plus");
-        c.before(world);
+        world.choosePlan();
+        if (c.before) {
+            c.before(world);
+        }
         UsageReader& reader = world.launch();
         // Due one second ago, with no tick run since the launch.
         world.time.setNow(world.launchedAt.addingTimeInterval(61));
-        c.after(world);
+        if (c.after) {
+            c.after(world);
+        }
         world.log.clear();
         reader.evaluateAutomaticRefresh();
-        EXPECT_EQ(withoutTraceIdentifiers(world.schedulerLines()), c.lines) << c.name;
-        EXPECT_EQ(reader.statusMessage(), c.status) << c.name;
-        if (c.reason) {
-            EXPECT_EQ(reader.lastRefreshOutcome(), RefreshRunOutcome::deferred(*c.reason))
+        const Evaluation& e = c.expected;
+        EXPECT_EQ(withoutTraceIdentifiers(world.schedulerLines()), e.lines) << c.name;
+        EXPECT_EQ(reader.statusMessage(), e.status) << c.name;
+        if (e.reason) {
+            EXPECT_EQ(reader.lastRefreshOutcome(), RefreshRunOutcome::deferred(*e.reason))
                 << c.name;
         }
-        EXPECT_EQ(reader.automaticRefreshIsPending(), c.pending) << c.name;
-        const auto deadline =
-            c.deadlineIn ? std::optional<Date>(world.time.now().addingTimeInterval(*c.deadlineIn))
-                         : std::nullopt;
-        EXPECT_EQ(reader.nextAutomaticRefreshDate(), deadline) << c.name;
+        EXPECT_EQ(reader.automaticRefreshIsPending(), e.pending) << c.name;
+        EXPECT_EQ(reader.nextAutomaticRefreshDate(),
+                  e.deadlineIn ? std::optional(world.time.now().addingTimeInterval(*e.deadlineIn))
+                               : std::nullopt)
+            << c.name;
     }
 }
 

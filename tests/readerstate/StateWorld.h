@@ -50,6 +50,16 @@ struct StateWorld : ReaderWorld {
 
     Date launchedAt{};
 
+    // What a user who chose Codex's plan left in the store; with automatic refresh off, only the
+    // test's own refreshes read Codex.
+    StateWorld& choosePlan(bool automaticRefresh = true) {
+        preferences.setString("codex-plan-v1", std::string(rawValue(codex.plan())));
+        if (!automaticRefresh) {
+            preferences.setBool("automatic-refresh-enabled-v1", false);
+        }
+        return *this;
+    }
+
     UsageReader& launch() {
         launchedAt = time.now();
         reader = std::make_unique<UsageReader>(environment());
@@ -77,14 +87,6 @@ struct StateWorld : ReaderWorld {
         return decoded ? decoded->snapshot(plan) : std::nullopt;
     }
 
-    // Whatever is stored under the key, data or text, as bytes.
-    std::optional<std::string> rawStored(std::string_view key) {
-        if (auto data = preferences.dataValue(key)) {
-            return data;
-        }
-        return preferences.stringValue(key);
-    }
-
     // A manual refresh, run to its end (and the notifications it hands on, to the center).
     void refreshNow() {
         reader->beginReadCountdown(false);
@@ -99,18 +101,13 @@ struct StateWorld : ReaderWorld {
 
 // "Refresh [0000000A] automatic: …" with the identifier blanked, for lines whose identifier
 // depends on how many runs came before.
-inline std::string withoutTraceIdentifier(std::string line) {
-    const std::string prefix = "Refresh [";
-    if (line.rfind(prefix, 0) == 0 && line.size() > prefix.size() + 8 &&
-        line[prefix.size() + 8] == ']') {
-        line.replace(prefix.size(), 8, "id");
-    }
-    return line;
-}
-
 inline std::vector<std::string> withoutTraceIdentifiers(std::vector<std::string> lines) {
+    const std::string prefix = "Refresh [";
     for (auto& line : lines) {
-        line = withoutTraceIdentifier(std::move(line));
+        if (line.rfind(prefix, 0) == 0 && line.size() > prefix.size() + 8 &&
+            line[prefix.size() + 8] == ']') {
+            line.replace(prefix.size(), 8, "id");
+        }
     }
     return lines;
 }
