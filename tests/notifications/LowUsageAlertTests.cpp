@@ -146,6 +146,16 @@ TEST(LowUsageThresholdState, InvalidateForgetsOnlyThatPlan) {
     EXPECT_EQ(kept, (std::vector<std::string>{"plus", "plusPlus.weekly", "pro.weekly"}));
 }
 
+LowUsageAlertSettings perWindow(LowUsageWindowAlertSettings fiveHour,
+                                LowUsageWindowAlertSettings weekly,
+                                LowUsageWindowAlertSettings monthly) {
+    LowUsageAlertSettings settings;
+    settings.fiveHour = fiveHour;
+    settings.weekly = weekly;
+    settings.monthly = monthly;
+    return settings;
+}
+
 TEST(LowUsageAlertSettings, DecodesCurrentAndOlderForms) {
     constexpr auto all = [](auto... arguments) {
         return LowUsageAlertSettings::make(arguments...);
@@ -160,13 +170,8 @@ TEST(LowUsageAlertSettings, DecodesCurrentAndOlderForms) {
         {R"({"fiveHour":{"isEnabled":false,"threshold":10,"repeatInterval":"oneHour"},
              "weekly":{"isEnabled":true,"threshold":40,"repeatInterval":"once"},
              "monthly":{"isEnabled":true,"threshold":30,"repeatInterval":"twoHours"}})",
-         [] {
-             LowUsageAlertSettings s;
-             s.fiveHour = {false, T::ten, R::oneHour};
-             s.weekly = {true, T::forty, R::once};
-             s.monthly = {true, T::thirty, R::twoHours};
-             return s;
-         }(),
+         perWindow({false, T::ten, R::oneHour}, {true, T::forty, R::once},
+                   {true, T::thirty, R::twoHours}),
          false},
         {R"({"isEnabled": true, "threshold": 30})",
          all(true, T::thirty, T::thirty, T::thirty, R::once), true},
@@ -178,11 +183,7 @@ TEST(LowUsageAlertSettings, DecodesCurrentAndOlderForms) {
         {R"({"isEnabled":null,"threshold":null})", LowUsageAlertSettings{}, true},
         // A window object wins over the flat keys; only the missing ones are rebuilt.
         {R"({"weekly":{"isEnabled":false,"threshold":10,"repeatInterval":"once"},"threshold":40})",
-         [] {
-             LowUsageAlertSettings s = LowUsageAlertSettings::make(true, T::forty, R::once);
-             s.weekly = {false, T::ten, R::once};
-             return s;
-         }(),
+         perWindow({true, T::forty, R::once}, {false, T::ten, R::once}, {true, T::forty, R::once}),
          true},
         {R"({"threshold": 30.0})", all(true, T::thirty, T::thirty, T::thirty, R::once), true},
         {R"({"threshold": 35})", std::nullopt, false},

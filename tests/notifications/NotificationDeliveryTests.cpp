@@ -29,50 +29,26 @@ class DeliveryTest : public ::testing::Test {
 };
 
 TEST_F(DeliveryTest, NotificationTextsAndIdentifiers) {
-    const struct {
-        const char* name;
-        std::function<void(UsageNotificationDispatcher&)> deliver;
-        Requests expected;
-    } cases[] = {
-        {"pro's weekly window is the general weekly one",
-         [](auto& d) {
-             d.deliverLowUsage({{QuotaWindow::weekly, 9}}, pro);
-         },
-         {{"low-usage-weekly-UUID-1", "Codex Usage Low", "General Weekly usage remaining: 9%"}}},
-        {"each crossing is its own notification, in order",
-         [](auto& d) {
-             d.deliverLowUsage({{QuotaWindow::weekly, 0}, {QuotaWindow::fiveHour, 20}}, plus);
-             d.deliverLowUsage({{QuotaWindow::monthly, 3}}, freeGo);
-         },
-         {{"low-usage-weekly-UUID-1", "Codex Usage Low", "Weekly usage remaining: 0%"},
-          {"low-usage-fiveHour-UUID-2", "Codex Usage Low", "5h usage remaining: 20%"},
-          {"low-usage-monthly-UUID-3", "Codex Usage Low", "Monthly usage remaining: 3%"}}},
-        {"three resets make one notification",
-         [](auto& d) {
-             d.deliverResets({{QuotaWindow::fiveHour, 100},
-                              {QuotaWindow::weekly, 100},
-                              {QuotaWindow::monthly, 100}});
-         },
-         {{"usage-reset-UUID-1", "Codex Usage Reset",
-           "5h and Weekly and Monthly usage reset \u2014 100% available"}}},
-        {"nothing to deliver asks nothing",
-         [](auto& d) {
-             d.deliverLowUsage({}, plus);
-             d.deliverResets({});
-         },
-         {}},
-    };
-    for (const auto& c : cases) {
-        center.setAuthorizationStatus(Status::authorized);
-        uuids = 0;
-        const std::size_t before = center.requests().size();
-        c.deliver(*dispatcher);
-        time.runUntilIdle();
-        EXPECT_EQ(Requests(center.requests().begin() + static_cast<long>(before),
-                           center.requests().end()),
-                  c.expected)
-            << c.name;
-    }
+    center.setAuthorizationStatus(Status::authorized);
+    // Each crossing is its own notification, in order; pro's weekly window is the general one.
+    dispatcher->deliverLowUsage({{QuotaWindow::weekly, 0}, {QuotaWindow::fiveHour, 20}}, plus);
+    dispatcher->deliverLowUsage({{QuotaWindow::monthly, 3}}, freeGo);
+    dispatcher->deliverLowUsage({{QuotaWindow::weekly, 9}}, pro);
+    // Resets together make one notification; nothing to deliver posts nothing.
+    dispatcher->deliverResets(
+        {{QuotaWindow::fiveHour, 100}, {QuotaWindow::weekly, 100}, {QuotaWindow::monthly, 100}});
+    dispatcher->deliverLowUsage({}, plus);
+    dispatcher->deliverResets({});
+    time.runUntilIdle();
+    EXPECT_EQ(
+        center.requests(),
+        (Requests{
+            {"low-usage-weekly-UUID-1", "Codex Usage Low", "Weekly usage remaining: 0%"},
+            {"low-usage-fiveHour-UUID-2", "Codex Usage Low", "5h usage remaining: 20%"},
+            {"low-usage-monthly-UUID-3", "Codex Usage Low", "Monthly usage remaining: 3%"},
+            {"low-usage-weekly-UUID-4", "Codex Usage Low", "General Weekly usage remaining: 9%"},
+            {"usage-reset-UUID-5", "Codex Usage Reset",
+             "5h and Weekly and Monthly usage reset \u2014 100% available"}}));
     EXPECT_TRUE(center.authorizationRequests().empty());
 }
 
