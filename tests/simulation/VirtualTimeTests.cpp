@@ -106,16 +106,5 @@ TEST(VirtualTime, RunUntilStopsAtThePredicateOrTheTimeout) {
     EXPECT_DOUBLE_EQ(time.monotonicSeconds(), 1002);
 }
 
-TEST(VirtualTime, WallClockFollowsTheMonotonicClockUntilSet) {
-    VirtualTime time;
-    EXPECT_EQ(time.now(), VirtualTime::defaultStart);
-    time.advance(60);
-    EXPECT_EQ(time.now(), VirtualTime::defaultStart.addingTimeInterval(60));
-    time.setNow(Date{100});
-    time.advance(1);
-    EXPECT_EQ(time.now(), Date{101});
-    EXPECT_DOUBLE_EQ(time.monotonicSeconds(), 1061);
-}
-
 }  // namespace
 }  // namespace gaugely
