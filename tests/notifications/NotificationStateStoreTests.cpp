@@ -41,52 +41,5 @@ TEST(NotificationStateStores, SaveAfterEveryChangeAndLoadAtConstruction) {
               (std::vector<QuotaResetRecovery>{{QuotaWindow::fiveHour, 100}}));
 }
 
-// Whatever is stored under a key, a record that cannot be read gives the defaults and the stored
-// value is left exactly as it was.
-TEST(NotificationStateStores, UnreadableRecordsKeepDefaultsAndTheStoredBytes) {
-    const std::string bytes[] = {
-        "",
-        "{",
-        "[]",
-        R"({"stateByPlanAndWindow": 3, "isEnabled": "yes", "threshold": 5})",
-        R"({"stateByPlanAndWindow": {"plus.weekly": {"isLow": 1, "lastObservedPercentage": "x"}},
-            "isEnabled": 0})",
-        std::string("{\"stateByPlanAndWindow\":{\"plus.we\xffkly\":{}}}"),
-    };
-    for (const std::string& data : bytes) {
-        for (const bool storeAsString : {false, true}) {
-            MemoryPreferences defaults;
-            for (const char* key :
-                 {"low-usage-notification-state-v1", "quota-reset-notification-state-v1",
-                  "low-usage-alert-settings-v1", "reset-notification-settings-v1"}) {
-                storeAsString ? defaults.setString(key, data) : defaults.setData(key, data);
-            }
-            const std::size_t writes = defaults.writeCount();
-
-            LowUsageNotificationStateStore lowUsage(defaults);
-            QuotaResetNotificationStateStore resets(defaults);
-            PersistedRecord<LowUsageAlertSettings> alertSettings(defaults,
-                                                                 "low-usage-alert-settings-v1");
-            PersistedRecord<ResetNotificationSettings> resetSettings(
-                defaults, "reset-notification-settings-v1");
-
-            EXPECT_EQ(lowUsage.load(), PersistedRecordLoad::undecodable) << data;
-            EXPECT_EQ(resets.load(), PersistedRecordLoad::undecodable) << data;
-            EXPECT_EQ(alertSettings.load(), PersistedRecordLoad::undecodable) << data;
-            EXPECT_EQ(resetSettings.load(), PersistedRecordLoad::undecodable) << data;
-            EXPECT_TRUE(lowUsage.state().stateByPlanAndWindow.empty());
-            EXPECT_TRUE(resets.state().stateByPlanAndWindow.empty());
-            EXPECT_EQ(alertSettings.value(), LowUsageAlertSettings::make(true));
-            EXPECT_EQ(resetSettings.value(), ResetNotificationSettings{true});
-
-            EXPECT_EQ(defaults.writeCount(), writes) << data;
-            const auto stored = storeAsString
-                                    ? defaults.stringValue("low-usage-notification-state-v1")
-                                    : defaults.dataValue("low-usage-notification-state-v1");
-            EXPECT_EQ(stored, data);
-        }
-    }
-}
-
 }  // namespace
 }  // namespace gaugely

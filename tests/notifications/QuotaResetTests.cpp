@@ -74,6 +74,20 @@ TEST(QuotaResetState, InvalidatedOrUnknownWindowsStartOver) {
     EXPECT_EQ(decodeJson<QuotaResetState>(encodeJson(*state)), state);
 }
 
+// Whether the reader then keeps the defaults and the stored bytes is the reader's persistence test.
+TEST(QuotaResetState, AnyMalformedWindowFailsTheWholeRecord) {
+    for (const std::string bad : {
+             R"({"stateByPlanAndWindow":{"plus.weekly":{"lastObservedPercentage":"x"}}})",
+             R"({"stateByPlanAndWindow":{"plus.weekly":{"lastObservedPercentage":4294967296}}})",
+             R"({"stateByPlanAndWindow":{"plus.weekly":7}})",
+             R"({"stateByPlanAndWindow":[]})",
+             "{\"stateByPlanAndWindow\":{\"plus.we\xffkly\":{}}}",
+         }) {
+        EXPECT_EQ(decodeJson<QuotaResetState>(bad), std::nullopt) << bad;
+    }
+    EXPECT_EQ(decodeJson<ResetNotificationSettings>(R"({"isEnabled":0})"), std::nullopt);
+}
+
 TEST(QuotaResetDetectionPolicy, DecidesAtTheEdges) {
     const struct {
         long long previous, current;
