@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <tuple>
 
 #include "StateWorld.h"
 
@@ -27,35 +28,16 @@ TEST(ReaderPersistence, ASecondLaunchRestoresEverySettingEachPlansReadingAndTheD
     ASSERT_EQ(first.snapshot(), freeGoReading(85));
     ASSERT_FALSE(first.automaticRefreshIsPending());
 
-    struct Seen {
-        CodexPlan plan;
-        bool explicitPlan, firstRun, automatic;
-        RefreshFrequency frequency;
-        MenuBarDisplay display;
-        LowUsageAlertSettings alerts;
-        ResetNotificationSettings resets;
-        UsageSnapshot snapshot;
-        std::optional<CodexPlan> snapshotPlan;
-        std::optional<Date> lastUpdated, deadline;
-        bool pending;
-        bool operator==(const Seen&) const = default;
-    };
+    // Every restored setting and published value.
     const auto seen = [](const UsageReader& r) {
-        return Seen{r.codexPlan(),
-                    r.hasExplicitPlanSelection(),
-                    r.firstRunPlanSelectionIsEligible(),
-                    r.automaticRefreshEnabled(),
-                    r.refreshFrequency(),
-                    r.menuBarDisplay(),
-                    r.lowUsageAlertSettings(),
-                    r.resetNotificationSettings(),
-                    r.snapshot(),
-                    r.activeSnapshotPlan(),
-                    r.lastUpdated(),
-                    r.nextAutomaticRefreshDate(),
-                    r.automaticRefreshIsPending()};
+        return std::tuple(r.codexPlan(), r.hasExplicitPlanSelection(),
+                          r.firstRunPlanSelectionIsEligible(), r.automaticRefreshEnabled(),
+                          r.refreshFrequency(), r.menuBarDisplay(), r.lowUsageAlertSettings(),
+                          r.resetNotificationSettings(), r.snapshot(), r.activeSnapshotPlan(),
+                          r.lastUpdated(), r.nextAutomaticRefreshDate(),
+                          r.automaticRefreshIsPending());
     };
-    const Seen before = seen(first);
+    const auto before = seen(first);
 
     // Five minutes later the deadline is still the one set before the quit, to the second.
     UsageReader& second = world.relaunch(300);
