@@ -104,19 +104,18 @@ TEST(SimulatedCodex, ReturnPressesTheFocusedItemAndClicksToggleOrClose) {
     EXPECT_EQ(sim.codex.menuOpenings(), 3u);
 }
 
+// The knobs no reader test goes through. Keys reach only the frontmost application.
 TEST(SimulatedCodex, FaultKnobs) {
     const struct {
         const char* name;
-        std::function<void(Simulation&)> setUp;
+        void (*setUp)(Simulation&);
         bool menuOpenAfterClick;
-        bool closedAfterEscape;
     } cases[] = {
-        {"menu opens late", [](Simulation& sim) { sim.codex.behaviour.menuOpenDelay = 3; }, false,
-         true},
-        {"not frontmost", [](Simulation& sim) { sim.bringFinderToFront(); }, false, true},
+        {"menu opens late", [](Simulation& sim) { sim.codex.behaviour.menuOpenDelay = 3; }, false},
+        {"not frontmost", [](Simulation& sim) { sim.bringFinderToFront(); }, false},
         {"opened in the application",
          [](Simulation& sim) { sim.codex.behaviour.menuPlacement = MenuPlacement::application; },
-         true, true},
+         true},
     };
     for (const auto& c : cases) {
         Simulation sim;
@@ -126,12 +125,9 @@ TEST(SimulatedCodex, FaultKnobs) {
         EXPECT_EQ(sim.codex.menuIsOpen(), c.menuOpenAfterClick) << c.name;
         sim.codex.openMenuAsUser(false);
         press(sim, escape);
-        sim.time.advance(0.5);  // before the late menu of the second case turns up
-        if (sim.workspace.frontmostPid() == sim.codex.pid()) {
-            EXPECT_EQ(!sim.codex.menuIsOpen(), c.closedAfterEscape) << c.name;
-        } else {
-            EXPECT_TRUE(sim.codex.menuIsOpen()) << c.name << ": keys reached a background app";
-        }
+        sim.time.advance(0.5);  // before the late menu turns up
+        EXPECT_EQ(sim.codex.menuIsOpen(), sim.workspace.frontmostPid() != sim.codex.pid())
+            << c.name;
     }
 }
 
