@@ -207,6 +207,9 @@ class UsageReader {
     void persistPlanSnapshots();
     void restoreNotificationSettings();
     void persistLowUsageAlertSettings();
+    // Changes one window's alert setting, publishes and stores the whole settings record.
+    void updateLowUsageAlertSetting(
+        QuotaWindow window, const std::function<void(LowUsageWindowAlertSettings&)>& change);
     void persistResetNotificationSettings();
     void invalidateNotificationStates(CodexPlan plan);
     void rebaselineLowUsageAlerts(std::optional<std::set<QuotaWindow>> only, bool clearReminder);

@@ -38,35 +38,30 @@ void UsageReader::invalidateNotificationStates(CodexPlan plan) {
     quotaResetNotificationState_.invalidate(rawValue(plan));
 }
 
-void UsageReader::setLowUsageAlertsEnabled(bool enabled, QuotaWindow window) {
+void UsageReader::updateLowUsageAlertSetting(
+    QuotaWindow window, const std::function<void(LowUsageWindowAlertSettings&)>& change) {
     LowUsageAlertSettings settings = lowUsageAlertSettings_;
     LowUsageWindowAlertSettings entry = settings.setting(window);
-    entry.isEnabled = enabled;
+    change(entry);
     settings.set(entry, window);
     publish(lowUsageAlertSettings_, settings);
     persistLowUsageAlertSettings();
+}
+
+void UsageReader::setLowUsageAlertsEnabled(bool enabled, QuotaWindow window) {
+    updateLowUsageAlertSetting(window, [&](auto& entry) { entry.isEnabled = enabled; });
     // Switching an alert on while usage is already low must not notify at once.
     rebaselineLowUsageAlerts(std::set<QuotaWindow>{window}, true);
 }
 
 void UsageReader::setLowUsageAlertThreshold(LowUsageAlertThreshold threshold, QuotaWindow window) {
-    LowUsageAlertSettings settings = lowUsageAlertSettings_;
-    LowUsageWindowAlertSettings entry = settings.setting(window);
-    entry.threshold = threshold;
-    settings.set(entry, window);
-    publish(lowUsageAlertSettings_, settings);
-    persistLowUsageAlertSettings();
+    updateLowUsageAlertSetting(window, [&](auto& entry) { entry.threshold = threshold; });
     rebaselineLowUsageAlerts(std::set<QuotaWindow>{window}, true);
 }
 
 void UsageReader::setLowUsageAlertRepeat(LowUsageAlertRepeat repeat, QuotaWindow window) {
-    LowUsageAlertSettings settings = lowUsageAlertSettings_;
-    LowUsageWindowAlertSettings entry = settings.setting(window);
-    entry.repeatInterval = repeat;
-    settings.set(entry, window);
-    publish(lowUsageAlertSettings_, settings);
     // No rebaseline: a running reminder carries on at the new interval.
-    persistLowUsageAlertSettings();
+    updateLowUsageAlertSetting(window, [&](auto& entry) { entry.repeatInterval = repeat; });
 }
 
 void UsageReader::setResetNotificationsEnabled(bool enabled) {
