@@ -10,8 +10,8 @@ std::string randomUUIDString() {
     // Seeded once per thread from the system's entropy; identifiers need uniqueness, not secrecy.
     thread_local std::mt19937_64 generator = [] {
         std::random_device device;
-        std::seed_seq seed{device(), device(), device(), device(), device(), device()};
-        return std::mt19937_64(seed);
+        std::seed_seq entropy{device(), device(), device(), device(), device(), device()};
+        return std::mt19937_64(entropy);
     }();
     std::array<uint8_t, 16> bytes{};
     for (std::size_t i = 0; i < bytes.size(); i += 8) {

@@ -58,7 +58,8 @@ class Rows {
 };
 
 // Fills `parent` with `budget` elements: sections of groups of leaves, a few levels deep.
-void fill(SimulatedTree& tree, NodeId parent, std::size_t budget, Rows& rows, std::size_t& seed) {
+void fill(SimulatedTree& tree, NodeId parent, std::size_t budget, Rows& rows,
+          std::size_t& variety) {
     auto take = [&]() {
         if (budget == 0) {
             return false;
@@ -70,21 +71,21 @@ void fill(SimulatedTree& tree, NodeId parent, std::size_t budget, Rows& rows, st
         const NodeId section = tree.add(parent, "AXGroup");
         for (int group = 0; group < 3 && take(); ++group) {
             const NodeId list = tree.add(section, "AXGroup");
-            const int leaves = 2 + static_cast<int>(seed % 4);
+            const int leaves = 2 + static_cast<int>(variety % 4);
             for (int leaf = 0; leaf < leaves && take(); ++leaf) {
-                ++seed;
-                switch (seed % 6) {
+                ++variety;
+                switch (variety % 6) {
                     case 0:
                     case 1: {
                         const NodeId text = tree.add(list, "AXStaticText");
                         tree.set(text, ax::value,
-                                 std::string(paragraphs[seed % paragraphs.size()]));
+                                 std::string(paragraphs[variety % paragraphs.size()]));
                         tree.setFrame(text, rows.next());
                         break;
                     }
                     case 2: {
                         const NodeId button = tree.add(list, "AXButton");
-                        tree.set(button, ax::title, std::string(buttons[seed % buttons.size()]));
+                        tree.set(button, ax::title, std::string(buttons[variety % buttons.size()]));
                         tree.setActions(button, {"AXPress"});
                         tree.setFrame(button, rows.next());
                         break;
@@ -92,7 +93,7 @@ void fill(SimulatedTree& tree, NodeId parent, std::size_t budget, Rows& rows, st
                     case 3: {
                         // A link carries its text in a static text child, as Chromium's do.
                         const NodeId link = tree.add(list, "AXLink");
-                        const auto title = std::string(links[seed % links.size()]);
+                        const auto title = std::string(links[variety % links.size()]);
                         tree.set(link, ax::title, title);
                         tree.setActions(link, {"AXPress"});
                         tree.setFrame(link, rows.next());
@@ -105,7 +106,7 @@ void fill(SimulatedTree& tree, NodeId parent, std::size_t budget, Rows& rows, st
                     case 4: {
                         const NodeId row = tree.add(list, "AXButton");
                         tree.set(row, ax::description,
-                                 std::string(threadTitles[seed % threadTitles.size()]));
+                                 std::string(threadTitles[variety % threadTitles.size()]));
                         tree.setFrame(row, rows.next());
                         break;
                     }
@@ -175,13 +176,13 @@ CodexTree buildCodexTree(const CodexTreeShape& shape) {
     const double placement = std::clamp(shape.controlPlacement, 0.0, 1.0);
     const auto before = static_cast<std::size_t>(
         std::llround(placement * static_cast<double>(shape.webContentElements)));
-    std::size_t seed = 0;
+    std::size_t variety = 0;
 
     const NodeId sidebar = tree.add(webArea, "AXGroup");
     tree.set(sidebar, ax::description, std::string("Sidebar"));
     tree.setFrame(sidebar, sidebarFrame);
     Rows sidebarRows(sidebarFrame, 60, 680);
-    fill(tree, sidebar, before, sidebarRows, seed);
+    fill(tree, sidebar, before, sidebarRows, variety);
 
     const NodeId control = tree.add(sidebar, "AXPopUpButton");
     tree.set(control, ax::description, std::string("Open profile menu"));
@@ -201,7 +202,7 @@ CodexTree buildCodexTree(const CodexTreeShape& shape) {
     tree.setFrame(pane, paneFrame);
     Rows paneRows(paneFrame, 20, 780);
     fill(tree, pane, shape.webContentElements - std::min(before, shape.webContentElements),
-         paneRows, seed);
+         paneRows, variety);
 
     NodeId link = pane;
     for (std::size_t depth = 0; depth < shape.deepChainDepth; ++depth) {

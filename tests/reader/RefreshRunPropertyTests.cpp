@@ -22,8 +22,8 @@ struct Scenario {
     std::optional<double> codexLeavesFrontAt;
 };
 
-std::string describe(uint32_t seed, const Scenario& s) {
-    return "seed " + std::to_string(seed) + " plan " + std::string(rawValue(s.plan)) +
+std::string describe(uint32_t draw, const Scenario& s) {
+    return "draw " + std::to_string(draw) + " plan " + std::string(rawValue(s.plan)) +
            (s.automatic ? " automatic" : " manual") +
            (s.userOpenedMenu ? (*s.userOpenedMenu ? " user-expanded" : " user-opened") : "") +
            (s.realInputAt ? " input@" + std::to_string(*s.realInputAt) : "") +
@@ -45,8 +45,8 @@ TEST(RefreshRunProperty, NeverTypesAfterTheUserNorClosesAMenuItDidNotOpen) {
     const char* configured = std::getenv("GAUGELY_PROPERTY_RUNS");
     const uint32_t runs = configured ? static_cast<uint32_t>(std::atoi(configured)) : 1500;
     std::size_t committed = 0, deferred = 0, failed = 0;
-    for (uint32_t seed = 1; seed <= runs; ++seed) {
-        std::mt19937 rng(seed);
+    for (uint32_t draw = 1; draw <= runs; ++draw) {
+        std::mt19937 rng(draw);
         auto chance = [&](double p) { return std::bernoulli_distribution(p)(rng); };
         auto uniform = [&](double a, double b) {
             return std::uniform_real_distribution<>(a, b)(rng);
@@ -71,7 +71,7 @@ TEST(RefreshRunProperty, NeverTypesAfterTheUserNorClosesAMenuItDidNotOpen) {
         if (chance(0.1)) {
             s.codexLeavesFrontAt = uniform(0, s.automatic ? 14 : 4);
         }
-        const std::string name = describe(seed, s);
+        const std::string name = describe(draw, s);
 
         CodexTreeShape shape;
         shape.webContentElements = 30;
