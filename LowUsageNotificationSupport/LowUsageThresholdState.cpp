@@ -106,13 +106,7 @@ void LowUsageThresholdState::invalidate(std::string_view planIdentifier) {
 }
 
 Json LowUsageThresholdState::toJson() const {
-    Json states = Json::object();
-    for (const auto& [key, state] : stateByPlanAndWindow) {
-        states[key] = state.toJson();
-    }
-    Json json = Json::object();
-    json["stateByPlanAndWindow"] = std::move(states);
-    return json;
+    return encodeStateByPlanAndWindow(stateByPlanAndWindow);
 }
 
 std::optional<LowUsageThresholdState> LowUsageThresholdState::fromJson(const Json& json) {

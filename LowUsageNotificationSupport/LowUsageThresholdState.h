@@ -75,4 +75,16 @@ void removePlanEntries(Map& stateByPlanAndWindow, std::string_view planIdentifie
     }
 }
 
+// The stored form of a per-plan-and-window state map: {"stateByPlanAndWindow": {key: state}}.
+template <class Map>
+Json encodeStateByPlanAndWindow(const Map& stateByPlanAndWindow) {
+    Json states = Json::object();
+    for (const auto& [key, state] : stateByPlanAndWindow) {
+        states[key] = state.toJson();
+    }
+    Json json = Json::object();
+    json["stateByPlanAndWindow"] = std::move(states);
+    return json;
+}
+
 }  // namespace gaugely

@@ -59,13 +59,7 @@ void QuotaResetState::invalidate(std::string_view planIdentifier) {
 }
 
 Json QuotaResetState::toJson() const {
-    Json states = Json::object();
-    for (const auto& [key, state] : stateByPlanAndWindow) {
-        states[key] = state.toJson();
-    }
-    Json json = Json::object();
-    json["stateByPlanAndWindow"] = std::move(states);
-    return json;
+    return encodeStateByPlanAndWindow(stateByPlanAndWindow);
 }
 
 std::optional<QuotaResetState> QuotaResetState::fromJson(const Json& json) {
