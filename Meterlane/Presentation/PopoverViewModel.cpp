@@ -1,10 +1,7 @@
 #include "Meterlane/Presentation/PopoverViewModel.h"
 
-#include <langinfo.h>
-
 #include <algorithm>
 #include <cmath>
-#include <ctime>
 
 #include "LowUsageNotificationSupport/QuotaSchema.h"
 #include "LowUsageNotificationSupport/Text.h"
@@ -16,88 +13,11 @@ namespace {
 
 constexpr std::string_view noTimeText = "\u2014";
 
-// Expands the composite conversions so the seconds field can be found on its own.
-std::string expandedTimeFormat(std::string_view format) {
-    std::string expanded;
-    for (std::size_t i = 0; i < format.size(); ++i) {
-        if (format[i] == '%' && i + 1 < format.size()) {
-            const char conversion = format[i + 1];
-            if (conversion == 'T') {
-                expanded += "%H:%M:%S";
-            } else if (conversion == 'r') {
-                expanded += "%I:%M:%S %p";
-            } else {
-                expanded += format.substr(i, 2);
-            }
-            ++i;
-        } else {
-            expanded += format[i];
-        }
-    }
-    return expanded;
-}
-
-bool isAsciiPunctuation(char c) {
-    return c == ':' || c == '.' || c == ',' || c == '\'' || c == '-';
-}
-
 }  // namespace
 
-std::string timeFormatWithoutSeconds(std::string_view format) {
-    const std::string expanded = expandedTimeFormat(format);
-    std::string result;
-    std::size_t i = 0;
-    while (i < expanded.size()) {
-        const bool isSeconds =
-            expanded[i] == '%' && i + 1 < expanded.size() && expanded[i + 1] == 'S';
-        if (!isSeconds) {
-            // Copy a conversion whole, so "%%S" stays a literal.
-            const std::size_t length = expanded[i] == '%' && i + 1 < expanded.size() ? 2 : 1;
-            result.append(expanded, i, length);
-            i += length;
-            continue;
-        }
-        i += 2;
-        // The seconds field goes with the separator that joins it to the minutes ("%M:%S"), or,
-        // where it has none, with the unit text that follows it ("%S秒").
-        if (!result.empty() && isAsciiPunctuation(result.back())) {
-            result.pop_back();
-        } else {
-            while (i < expanded.size() && expanded[i] != '%' && expanded[i] != ' ') {
-                ++i;
-            }
-        }
-    }
-    // A unit-suffixed seconds field may leave the space that introduced it ("%M분 %S초").
-    while (!result.empty() && result.back() == ' ') {
-        result.pop_back();
-    }
-    return result;
-}
-
-std::string formatTimeOfDayInCurrentLocale(Date date, bool includesSeconds) {
-    const std::time_t seconds = static_cast<std::time_t>(std::floor(date.unixTime()));
-    std::tm local{};
-    if (localtime_r(&seconds, &local) == nullptr) {
-        return std::string(noTimeText);
-    }
-    std::string format = nl_langinfo(T_FMT);
-    if (format.empty()) {
-        format = "%H:%M:%S";
-    }
-    if (!includesSeconds) {
-        format = timeFormatWithoutSeconds(format);
-    }
-    char buffer[128];
-    const std::size_t length = std::strftime(buffer, sizeof buffer, format.c_str(), &local);
-    return std::string(buffer, length);
-}
-
 std::string formattedTimestamp(Date date, RefreshFrequency frequency,
-                               const TimeOfDayFormatter& formatter) {
-    const bool includesSeconds = frequency == RefreshFrequency::thirtySeconds;
-    return formatter ? formatter(date, includesSeconds)
-                     : formatTimeOfDayInCurrentLocale(date, includesSeconds);
+                               const TimeFormatter& formatter) {
+    return formatter.timeOfDay(date, frequency == RefreshFrequency::thirtySeconds);
 }
 
 double usageProgress(std::string_view percentage) {
@@ -138,8 +58,7 @@ double usageProgress(std::string_view percentage) {
 
 std::string automaticRefreshStatusText(bool automaticRefreshEnabled, bool automaticRefreshIsPending,
                                        std::optional<Date> nextAutomaticRefreshDate,
-                                       RefreshFrequency frequency,
-                                       const TimeOfDayFormatter& formatter) {
+                                       RefreshFrequency frequency, const TimeFormatter& formatter) {
     if (!automaticRefreshEnabled) {
         return "Automatic refresh: Off";
     }
@@ -183,8 +102,7 @@ std::vector<UsageSection> usageSections(CodexPlan plan, const UsageSnapshot& sna
 
 }  // namespace
 
-PopoverViewModel PopoverViewModel::make(const PopoverInput& input,
-                                        const TimeOfDayFormatter& formatter) {
+PopoverViewModel PopoverViewModel::make(const PopoverInput& input, const TimeFormatter& formatter) {
     PopoverViewModel model;
     if (input.presentationState == UsageSnapshotPresentationState::planSelectionRequired) {
         model.block = PopoverBlock::planSelection;

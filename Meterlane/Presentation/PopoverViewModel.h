@@ -1,6 +1,5 @@
 #pragma once
 
-#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -11,24 +10,14 @@
 #include "LowUsageNotificationSupport/RefreshFrequency.h"
 #include "LowUsageNotificationSupport/UsageSnapshot.h"
 #include "LowUsageNotificationSupport/UsageSnapshotPresentationState.h"
+#include "Meterlane/Platform/TimeFormatter.h"
 
 namespace gaugely {
 
-// Formats a time of day (no date) in the user's locale: the medium style with seconds when
-// `includesSeconds`, the short style otherwise. The host supplies its platform's formatter.
-using TimeOfDayFormatter = std::function<std::string(Date date, bool includesSeconds)>;
-
-// The portable default: the C library's local time in the current locale's time format
-// (LC_TIME), with the seconds field left out of the short style.
-std::string formatTimeOfDayInCurrentLocale(Date date, bool includesSeconds);
-
-// A strftime time format without its seconds field: "%H:%M:%S" → "%H:%M",
-// "%I:%M:%S %p" → "%I:%M %p", "%H時%M分%S秒" → "%H時%M分".
-std::string timeFormatWithoutSeconds(std::string_view format);
-
-// Seconds are only worth showing when refreshes come every thirty seconds.
+// The time of day in the user's locale. Seconds are only worth showing when refreshes come every
+// thirty seconds.
 std::string formattedTimestamp(Date date, RefreshFrequency frequency,
-                               const TimeOfDayFormatter& formatter);
+                               const TimeFormatter& formatter);
 
 // The bar's fill, 0 to 1, for a percentage text: "%" removed, then read as a decimal number; text
 // that is not a number fills nothing, and the value is held to 0...100.
@@ -118,14 +107,12 @@ struct PopoverViewModel {
 
     std::optional<UpdateOfferRow> updateOffer;
 
-    static PopoverViewModel make(const PopoverInput& input, const TimeOfDayFormatter& formatter =
-                                                                formatTimeOfDayInCurrentLocale);
+    static PopoverViewModel make(const PopoverInput& input, const TimeFormatter& formatter);
 };
 
 // The popover's one line about the schedule.
 std::string automaticRefreshStatusText(bool automaticRefreshEnabled, bool automaticRefreshIsPending,
                                        std::optional<Date> nextAutomaticRefreshDate,
-                                       RefreshFrequency frequency,
-                                       const TimeOfDayFormatter& formatter);
+                                       RefreshFrequency frequency, const TimeFormatter& formatter);
 
 }  // namespace gaugely

@@ -1,18 +1,23 @@
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <ctime>
-
 #include "Meterlane/Presentation/PopoverViewModel.h"
 
 namespace gaugely {
 namespace {
 
 // Shows which date was formatted and whether seconds were asked for.
-std::string fakeTime(Date date, bool includesSeconds) {
-    return std::to_string(static_cast<long long>(date.timeIntervalSinceReferenceDate)) +
-           (includesSeconds ? "s" : "");
-}
+struct FakeTimeFormatter final : TimeFormatter {
+    std::string timeOfDay(Date date, bool includesSeconds) const override {
+        return std::to_string(static_cast<long long>(date.timeIntervalSinceReferenceDate)) +
+               (includesSeconds ? "s" : "");
+    }
+    std::optional<std::string> format(Date, std::string_view, std::string_view,
+                                      std::string_view) const override {
+        return std::nullopt;
+    }
+    bool knowsTimeZone(std::string_view) const override { return false; }
+};
+const FakeTimeFormatter fakeTime;
 
 PopoverInput plusWithData() {
     PopoverInput input;
@@ -135,34 +140,6 @@ TEST(PopoverViewModel, FooterTextsAndSecondsOnlyAtThirtySeconds) {
     input.nextAutomaticRefreshDate.reset();
     EXPECT_EQ(PopoverViewModel::make(input, fakeTime).automaticRefreshStatusText,
               "Next automatic refresh: —");
-}
-
-TEST(TimeFormat, SecondsFieldIsDroppedWithItsSeparatorOrUnit) {
-    const struct {
-        const char* format;
-        const char* shortFormat;
-    } rows[] = {
-        {"%H:%M:%S", "%H:%M"},
-        {"%T", "%H:%M"},
-        {"%r", "%I:%M %p"},
-        {"%H時%M分%S秒", "%H時%M分"},
-        {"%H시 %M분 %S초", "%H시 %M분"},
-        {"100%%S", "100%%S"},
-    };
-    for (const auto& row : rows) {
-        EXPECT_EQ(timeFormatWithoutSeconds(row.format), row.shortFormat) << row.format;
-    }
-}
-
-TEST(TimeFormat, DefaultFormatterUsesLocalTimeInTheCurrentLocale) {
-    setenv("TZ", "UTC", 1);
-    tzset();
-    // 13:05:09 UTC; the test runs in the "C" locale, whose time form is %H:%M:%S.
-    const Date date = Date::fromUnixTime(13 * 3600 + 5 * 60 + 9.75);
-    EXPECT_EQ(formatTimeOfDayInCurrentLocale(date, true), "13:05:09");
-    EXPECT_EQ(formatTimeOfDayInCurrentLocale(date, false), "13:05");
-    EXPECT_EQ(formattedTimestamp(date, RefreshFrequency::thirtySeconds, nullptr), "13:05:09");
-    EXPECT_EQ(formattedTimestamp(date, RefreshFrequency::tenMinutes, nullptr), "13:05");
 }
 
 }  // namespace

@@ -16,6 +16,7 @@
 #include "Meterlane/Reader/UserDefaultsKeys.h"
 #include "Meterlane/Simulation/SimulationClockDriver.h"
 #include "tools/gaugely/Command.h"
+#include "tools/gaugely/HostTimeFormatter.h"
 #include "tools/gaugely/RefreshStatistics.h"
 #include "tools/gaugely/Scenario.h"
 #include "tools/gaugely/SimulatedWorld.h"
@@ -300,7 +301,7 @@ int runSimulateCommand(const std::vector<std::string>& arguments, CommandStreams
         for (; notificationsShown < requests.size(); ++notificationsShown) {
             view.notification(requests[notificationsShown]);
         }
-        view.show(captureScreen(reader, formatTimeOfDayInCurrentLocale),
+        view.show(captureScreen(reader, hostTimeFormatter()),
                   footerText(elapsed(), options, reader.countdown()));
     };
     showScreen();

@@ -30,7 +30,7 @@ std::string sectionLine(const UsageSection& section, std::size_t titleWidth) {
 
 }  // namespace
 
-GaugelyScreen captureScreen(const UsageReader& reader, const TimeOfDayFormatter& formatter) {
+GaugelyScreen captureScreen(const UsageReader& reader, const TimeFormatter& formatter) {
     GaugelyScreen screen;
     screen.menuBarText = reader.menuBarUsageSummary();
     screen.refreshing = reader.automationInProgress();

@@ -24,7 +24,7 @@ struct GaugelyScreen {
     PopoverViewModel popover;
 };
 
-GaugelyScreen captureScreen(const UsageReader& reader, const TimeOfDayFormatter& formatter);
+GaugelyScreen captureScreen(const UsageReader& reader, const TimeFormatter& formatter);
 
 // The label as text: the template icon as a small gauge glyph, then the summary.
 std::string menuBarLabelText(const std::string& summary);

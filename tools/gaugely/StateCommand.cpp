@@ -23,6 +23,7 @@
 #include "Meterlane/Simulation/SimulatedAccessibility.h"
 #include "Meterlane/Simulation/VirtualTime.h"
 #include "tools/gaugely/Command.h"
+#include "tools/gaugely/HostTimeFormatter.h"
 #include "tools/gaugely/SimulationView.h"
 #include "tools/gaugely/StoredState.h"
 #include "tools/gaugely/Terminal.h"
@@ -113,7 +114,7 @@ LaunchView launchView(MemoryPreferences& defaults, Date now) {
     int uuids = 0;
     UsageReader reader(ReaderEnvironment{accessibility, input, workspace, time, time, log, defaults,
                                          notifications, [&] { return std::to_string(++uuids); }});
-    const GaugelyScreen screen = captureScreen(reader, formatTimeOfDayInCurrentLocale);
+    const GaugelyScreen screen = captureScreen(reader, hostTimeFormatter());
     return LaunchView{screen.menuBarText, reader.userFacingStatusMessage(),
                       reader.usageSnapshotPresentationState(), popoverLines(screen.popover)};
 }

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "LowUsageNotificationSupport/Date.h"
+
+namespace gaugely {
+
+// Dates as people read them. Two kinds of text come through here:
+//
+// - the time of day in the user's own locale and 12/24-hour choice (the popover's "Last updated"
+//   and next-refresh times), which only the platform knows: on a Mac the system's formatter, which
+//   honours the choice made in System Settings; on Linux ICU with the locale of LC_TIME;
+// - fixed patterns in a fixed locale and time zone (a release date as "MMMM d, yyyy" in
+//   "en_US_POSIX" and "America/Edmonton"; reset times as Codex's menu writes them), which must read
+//   the same on every machine.
+//
+// Patterns use the Unicode date field symbols ("h:mm a", "MMM d"), which ICU and Apple's formatter
+// share. Called on the main queue; implementations may keep formatters between calls.
+class TimeFormatter {
+  public:
+    virtual ~TimeFormatter() = default;
+
+    // The time of day without a date: the medium style (with seconds) when `includesSeconds`,
+    // the short style otherwise.
+    [[nodiscard]] virtual std::string timeOfDay(Date date, bool includesSeconds) const = 0;
+
+    // `date` written with `pattern` in the locale `localeIdentifier` ("en_US_POSIX") and the time
+    // zone `timeZoneIdentifier` ("America/Edmonton"; empty for the system's zone). None when the
+    // system does not know that zone: a wrong zone would show a wrong day without saying so.
+    [[nodiscard]] virtual std::optional<std::string> format(
+        Date date, std::string_view pattern, std::string_view localeIdentifier,
+        std::string_view timeZoneIdentifier) const = 0;
+
+    // Whether the system knows the time zone `identifier`.
+    [[nodiscard]] virtual bool knowsTimeZone(std::string_view identifier) const = 0;
+};
+
+}  // namespace gaugely

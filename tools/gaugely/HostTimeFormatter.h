@@ -1,0 +1,11 @@
+#pragma once
+
+#include "Meterlane/Platform/TimeFormatter.h"
+
+namespace gaugely::tool {
+
+// The formatter of the system the tool runs on: the Mac's own on macOS, ICU with the environment's
+// locale elsewhere. One for the whole process.
+const TimeFormatter& hostTimeFormatter();
+
+}  // namespace gaugely::tool
