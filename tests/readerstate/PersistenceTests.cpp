@@ -3,6 +3,7 @@
 #include <functional>
 #include <tuple>
 
+#include "Meterlane/Reader/StoredReaderState.h"
 #include "StateWorld.h"
 
 namespace gaugely {
@@ -198,6 +199,9 @@ TEST(ReaderPersistence, UnreadableRecordsKeepTheDefaultsAndAreNotOverwrittenByTh
         if (c.withLegacyRecord) {
             world.preferences.setData("last-complete-usage-snapshot-v1", legacy);
         }
+        // What `gaugely state` shows as unreadable is what the reader keeps its default for.
+        EXPECT_EQ(StoredReaderState::read(world.preferences).unreadableKeys(),
+                  std::vector<std::string_view>{c.key});
         const UsageReader& reader = world.launch();
         world.time.advance(120);
         EXPECT_TRUE(c.keptDefault(reader)) << c.key;
