@@ -76,9 +76,10 @@ TEST_F(TerminalView, TellsTheStoryAndHonoursTheTerminalsLimits) {
     };
     for (const auto& c : cases) {
         fs::remove(path("defaults.json"));
-        std::vector<std::string> arguments = {"simulate",   "--scenario", "manual", "--plan",
-                                              "plus",       "--speed",    "200",    "--defaults",
-                                              path("defaults.json").string()};
+        std::vector<std::string> arguments = {
+            "simulate", "--scenario", "manual",
+            "--plan",   "plus",       "--speed",
+            "200",      "--defaults", path("defaults.json").string()};
         if (c.verbose) {
             arguments.push_back("--verbose");
         }
