@@ -27,7 +27,8 @@ TEST(AppVersionPresentation, TrimsAndFallsBackFieldByField) {
     EXPECT_EQ(info.settingsText(), "Version 1.0.3 (3)");
     EXPECT_EQ(info.visibleCustomerVersionText(), "Version 1.0.3");
     EXPECT_EQ(info.copyText(), "Gaugely\nVersion 1.0.3 (3)");
-    const AboutPresentation about = AboutPresentation::make(info, "", "Codex Usage Monitor for Mac");
+    const AboutPresentation about =
+        AboutPresentation::make(info, "", "Codex Usage Monitor for Mac");
     EXPECT_EQ(about.developerText, "");
     EXPECT_EQ(about.copiedText, info.copyText());
 }
