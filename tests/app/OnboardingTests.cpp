@@ -50,10 +50,20 @@ TEST(Onboarding, PlanThenPermissionEachAtMostOnce) {
         std::optional<CodexPlan> chosen;
         bool openedSettings;
     } rows[] = {
-        {"plan, then the guidance declined", false, false,
-         {{0, 1}, {notNow, std::nullopt}}, {planAlert, guidanceAlert}, CodexPlan::plus, false},
-        {"plan, then System Settings", false, false,
-         {{0, 2}, {openSettings, std::nullopt}}, {planAlert, guidanceAlert}, CodexPlan::pro, true},
+        {"plan, then the guidance declined",
+         false,
+         false,
+         {{0, 1}, {notNow, std::nullopt}},
+         {planAlert, guidanceAlert},
+         CodexPlan::plus,
+         false},
+        {"plan, then System Settings",
+         false,
+         false,
+         {{0, 2}, {openSettings, std::nullopt}},
+         {planAlert, guidanceAlert},
+         CodexPlan::pro,
+         true},
         {"trusted: the plan only", true, false, {{0, 0}}, {planAlert}, CodexPlan::freeGo, false},
         // No plan, no guidance this round.
         {"plan alert closed", false, false, {{std::nullopt, 1}}, {planAlert}, std::nullopt, false},
@@ -76,14 +86,14 @@ TEST(Onboarding, PlanThenPermissionEachAtMostOnce) {
         }
 
         EXPECT_EQ(world.messagesShown(), row.shown) << row.name;
-        EXPECT_EQ(reader.hasExplicitPlanSelection() ? std::optional(reader.codexPlan())
-                                                    : std::nullopt,
-                  row.chosen)
+        EXPECT_EQ(
+            reader.hasExplicitPlanSelection() ? std::optional(reader.codexPlan()) : std::nullopt,
+            row.chosen)
             << row.name;
         EXPECT_EQ(world.workspace.openedURLs(),
-                  row.openedSettings ? std::vector<std::string>{std::string(
-                                           accessibilitySettingsURL)}
-                                     : std::vector<std::string>{})
+                  row.openedSettings
+                      ? std::vector<std::string>{std::string(accessibilitySettingsURL)}
+                      : std::vector<std::string>{})
             << row.name;
         if (row.suppressed || row.shown.size() == 2) {
             EXPECT_FALSE(reader.accessibilityGuidanceIsEligible()) << row.name;
