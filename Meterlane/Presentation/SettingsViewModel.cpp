@@ -67,8 +67,7 @@ std::vector<std::string> titlesOf(const Titles& cases) {
 template <class E, class Cases>
 std::optional<std::size_t> indexOf(const Cases& cases, E value) {
     const auto found = std::find(cases.begin(), cases.end(), value);
-    return found == cases.end() ? std::nullopt
-                                : std::optional<std::size_t>(found - cases.begin());
+    return found == cases.end() ? std::nullopt : std::optional<std::size_t>(found - cases.begin());
 }
 
 SettingsSection general(const SettingsInput& input) {
@@ -88,8 +87,7 @@ SettingsSection general(const SettingsInput& input) {
                                      titlesOf<MenuBarDisplay>(displays),
                                      indexOf(displays, input.menuBarDisplay).value_or(0)));
     section.rows.push_back(toggleRow(
-        SettingsControl::resetNotifications, "Reset Notifications",
-        input.resetNotificationsEnabled,
+        SettingsControl::resetNotifications, "Reset Notifications", input.resetNotificationsEnabled,
         input.hasExplicitPlanSelection && configuration.supportsResetNotifications));
     if (input.showsNotificationRecovery) {
         section.rows.push_back(buttonRow(SettingsControl::openNotificationSettings,
@@ -120,10 +118,9 @@ SettingsSection alertSection(std::string title, QuotaWindow window,
     section.rows.push_back(choiceRow(SettingsControl::alertThreshold, "Alert Threshold",
                                      titlesOf<LowUsageAlertThreshold>(thresholds),
                                      indexOf(thresholds, settings.threshold), settings.isEnabled));
-    section.rows.push_back(choiceRow(SettingsControl::alertRepeat, "Repeat Notification",
-                                     titlesOf<LowUsageAlertRepeat>(repeats),
-                                     indexOf(repeats, settings.repeatInterval),
-                                     settings.isEnabled));
+    section.rows.push_back(choiceRow(
+        SettingsControl::alertRepeat, "Repeat Notification", titlesOf<LowUsageAlertRepeat>(repeats),
+        indexOf(repeats, settings.repeatInterval), settings.isEnabled));
     for (SettingsRow& row : section.rows) {
         row.window = window;
         // Three sections share these labels; VoiceOver needs to know which window is meant.
@@ -147,9 +144,9 @@ SettingsSection startup(const SettingsInput& input) {
 
 SettingsSection privacy(const SettingsInput& input) {
     SettingsSection section{"Privacy & Permissions", {}};
-    section.rows.push_back(noteRow(SettingsControl::privacyDetails,
-                                   PrivacyPermissionsPresentation::information(input.appName)
-                                       .settingsSummary));
+    section.rows.push_back(
+        noteRow(SettingsControl::privacyDetails,
+                PrivacyPermissionsPresentation::information(input.appName).settingsSummary));
     section.rows.push_back(
         buttonRow(SettingsControl::privacyDetails, "Privacy Details", "Show\u2026"));
     return section;
@@ -195,8 +192,7 @@ SettingsSection updates(const SettingsInput& input) {
 
 }  // namespace
 
-std::vector<std::pair<std::string, QuotaWindow>> SettingsViewModel::alertSections(
-    CodexPlan plan) {
+std::vector<std::pair<std::string, QuotaWindow>> SettingsViewModel::alertSections(CodexPlan plan) {
     const PlanQuotaConfiguration configuration = PlanQuotaConfiguration::configuration(plan);
     std::vector<std::pair<std::string, QuotaWindow>> sections;
     for (const QuotaWindow window : requiredWindows(configuration.schema)) {

@@ -9,7 +9,8 @@ namespace gaugely {
 namespace {
 
 NSString* text(const std::string& value) {
-    return [NSString stringWithUTF8String:value.c_str()] ?: @"";
+    NSString* converted = [NSString stringWithUTF8String:value.c_str()];
+    return converted != nil ? converted : @"";
 }
 
 }  // namespace
@@ -23,9 +24,8 @@ AlertResponse MacAlertPresenter::runModal(const AlertRequest& request) {
     }
     NSPopUpButton* choices = nil;
     if (!request.choices.empty()) {
-        const NSRect frame =
-            NSMakeRect(0, 0, FirstRunPlanSelectionPresenter::popUpWidth,
-                       FirstRunPlanSelectionPresenter::popUpHeight);
+        const NSRect frame = NSMakeRect(0, 0, FirstRunPlanSelectionPresenter::popUpWidth,
+                                        FirstRunPlanSelectionPresenter::popUpHeight);
         choices = [[NSPopUpButton alloc] initWithFrame:frame pullsDown:NO];
         for (const std::string& choice : request.choices) {
             [choices addItemWithTitle:text(choice)];

@@ -138,8 +138,12 @@ TEST(SettingsViewModel, EveryControlHasAnAccessibilityLabel) {
     SettingsInput unavailable = chosen(CodexPlan::freeGo);
     unavailable.updates.unavailableText = "Updates are not available in this build.";
     const SettingsInput inputs[] = {
-        SettingsInput{},       chosen(CodexPlan::pro),  recovering, unavailable,
-        withOffer(chosen(CodexPlan::plus), false), withOffer(chosen(CodexPlan::plus), true),
+        SettingsInput{},
+        chosen(CodexPlan::pro),
+        recovering,
+        unavailable,
+        withOffer(chosen(CodexPlan::plus), false),
+        withOffer(chosen(CodexPlan::plus), true),
     };
     for (const SettingsInput& input : inputs) {
         for (const SettingsSection& section : SettingsViewModel::make(input).sections) {
