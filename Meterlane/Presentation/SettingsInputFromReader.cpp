@@ -2,8 +2,7 @@
 
 namespace gaugely {
 
-SettingsInput settingsInput(const UsageReader& reader,
-                            const LaunchAtLoginController& launchAtLogin,
+SettingsInput settingsInput(const UsageReader& reader, const LaunchAtLoginController& launchAtLogin,
                             bool showsNotificationRecovery, SettingsUpdateInput updates) {
     SettingsInput input;
     input.hasExplicitPlanSelection = reader.hasExplicitPlanSelection();

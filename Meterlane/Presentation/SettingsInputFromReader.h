@@ -8,8 +8,7 @@ namespace gaugely {
 
 // The reader's settings and the launch-at-login state that the settings window draws; the
 // notification recovery and the update section come from their own owners.
-SettingsInput settingsInput(const UsageReader& reader,
-                            const LaunchAtLoginController& launchAtLogin,
+SettingsInput settingsInput(const UsageReader& reader, const LaunchAtLoginController& launchAtLogin,
                             bool showsNotificationRecovery, SettingsUpdateInput updates);
 
 }  // namespace gaugely

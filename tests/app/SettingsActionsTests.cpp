@@ -21,14 +21,9 @@ struct SettingsWorld : ReaderWorld {
         const auto record = [this](const char* name) {
             return [this, name] { appCalls.emplace_back(name); };
         };
-        SettingsTargets targets{*reader,
-                                *launchAtLogin,
-                                record("notification settings"),
-                                record("privacy"),
-                                record("check"),
-                                record("notes"),
-                                record("later"),
-                                record("update")};
+        SettingsTargets targets{*reader,           *launchAtLogin,  record("notification settings"),
+                                record("privacy"), record("check"), record("notes"),
+                                record("later"),   record("update")};
         performSettingsAction(action, targets);
     }
 };
@@ -86,8 +81,8 @@ TEST(SettingsActions, SwitchesAndButtonsReachTheirOwners) {
           SettingsControl::later, SettingsControl::updateAndRestart}) {
         world.perform({control, std::nullopt, std::nullopt, false});
     }
-    EXPECT_EQ(world.appCalls, (std::vector<std::string>{"notification settings", "privacy",
-                                                         "check", "notes", "later", "update"}));
+    EXPECT_EQ(world.appCalls, (std::vector<std::string>{"notification settings", "privacy", "check",
+                                                        "notes", "later", "update"}));
 }
 
 }  // namespace
