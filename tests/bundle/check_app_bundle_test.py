@@ -6,6 +6,8 @@ The bundles are built here byte by byte (a two-slice Mach-O with a real SHA-256 
 PNGs and an icns), so the test needs neither a macOS SDK nor a Mac."""
 
 import hashlib
+import importlib.machinery
+import importlib.util
 import plistlib
 import struct
 import subprocess
@@ -27,39 +29,32 @@ def run_check(*arguments):
     return result.returncode, result.stdout + result.stderr
 
 
+def load_checker():
+    loader = importlib.machinery.SourceFileLoader("check_app_bundle", str(CHECK))
+    module = importlib.util.module_from_spec(importlib.util.spec_from_loader(loader.name, loader))
+    loader.exec_module(module)
+    return module
+
+
+CHECKER = load_checker()
+
+
 def production_plist(feed_host="updates.example.com"):
-    facts = dict(line.split("=", 1) for line in (ROOT / "product.conf").read_text().splitlines()
-                 if "=" in line and not line.startswith("#"))
-    keys = {
-        "CFBundleDevelopmentRegion": "en", "CFBundleDisplayName": facts["name"],
-        "CFBundleExecutable": facts["name"], "CFBundleIconFile": facts["name"] + ".icns",
-        "CFBundleIdentifier": facts["bundleIdentifier"], "CFBundleInfoDictionaryVersion": "6.0",
-        "CFBundleName": facts["name"], "CFBundlePackageType": "APPL",
-        "CFBundleShortVersionString": facts["version"], "CFBundleVersion": facts["build"],
-        "GaugelyDeveloperName": facts["developer"],
-        "GaugelyProductDescription": facts["description"], "LSMinimumSystemVersion": "13.0",
-        "LSUIElement": True, "NSHighResolutionCapable": True, "NSPrincipalClass": "NSApplication",
-        "SUAllowsAutomaticUpdates": False, "SUAutomaticallyUpdate": False,
-        "SUEnableAutomaticChecks": False, "SUEnableSystemProfiling": False,
-        "SUPublicEDKey": facts["updatePublicKey"], "SURequireSignedFeed": True,
-        "SUVerifyUpdateBeforeExtraction": True,
-    }
-    if feed_host:
-        keys["SUFeedURL"] = f"https://{feed_host}/updates/gaugely/appcast.xml"
-    return keys
+    # The generated Info.plist is held to the same expectation by AppBundle.InfoPlistAndArtwork*.
+    return CHECKER.expected_plist(CHECKER.product_facts(), feed_host)
 
 
 def png(pixels, colour_type=6):
     def chunk(kind, data):
-        return struct.pack(">I", len(data)) + kind + data + struct.pack(">I", zlib.crc32(kind + data))
+        checksum = struct.pack(">I", zlib.crc32(kind + data))
+        return struct.pack(">I", len(data)) + kind + data + checksum
     rows = b"".join(b"\0" + bytes(4 * pixels) for _ in range(pixels))
     header = struct.pack(">IIBBBBB", pixels, pixels, 8, colour_type, 0, 0, 0)
     return (b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", header) + chunk(b"IDAT", zlib.compress(rows))
             + chunk(b"IEND", b""))
 
 
-ICON_TYPES = {"icp4": 16, "ic11": 32, "icp5": 32, "ic12": 64, "ic07": 128, "ic13": 256,
-              "ic08": 256, "ic14": 512, "ic09": 512, "ic10": 1024}
+ICON_TYPES = {kind.decode(): pixels for kind, pixels in CHECKER.ICON_TYPES.items()}
 
 
 def icns(types):
@@ -92,7 +87,8 @@ def mach_o(cputype, minimum=13 << 16, rpath="@executable_path/../Frameworks",
     signature_length = 20 + directory_length
     if signed:
         commands.append(struct.pack("<IIII", 0x1D, 16, code_limit, signature_length))
-    header = struct.pack("<IiIIIIII", 0xFEEDFACF, cputype, 0, 2, len(commands), size_of_commands, 0, 0)
+    header = struct.pack("<IiIIIIII", 0xFEEDFACF, cputype, 0, 2, len(commands), size_of_commands,
+                         0, 0)
     image = bytearray(header + b"".join(commands))
     image += bytes((i * 7) % 251 for i in range(len(image), code_limit))
     if not signed:
@@ -114,7 +110,8 @@ def universal(slices):
     for cputype, data in slices:
         table += struct.pack(">iIIII", cputype, 0, offset + len(body), len(data), 14)
         body += data + b"\0" * (-len(data) % 16384)
-    return struct.pack(">II", 0xCAFEBABE, len(slices)) + table + b"\0" * (offset - 8 - len(table)) + body
+    padding = b"\0" * (offset - 8 - len(table))
+    return struct.pack(">II", 0xCAFEBABE, len(slices)) + table + padding + body
 
 
 def make_bundle(folder, plist=None, slices=None, pkginfo=b"APPL????", template_sizes=(14, 28),
@@ -122,10 +119,12 @@ def make_bundle(folder, plist=None, slices=None, pkginfo=b"APPL????", template_s
     contents = Path(folder) / "Gaugely.app" / "Contents"
     (contents / "MacOS").mkdir(parents=True)
     (contents / "Resources").mkdir()
-    (contents / "Info.plist").write_bytes(plistlib.dumps(production_plist() if plist is None else plist))
+    plist = production_plist() if plist is None else plist
+    (contents / "Info.plist").write_bytes(plistlib.dumps(plist))
     (contents / "PkgInfo").write_bytes(pkginfo)
     executable = contents / "MacOS" / "Gaugely"
-    executable.write_bytes(universal(slices or [(ARM64, mach_o(ARM64)), (X86_64, mach_o(X86_64, signed=False))]))
+    slices = slices or [(ARM64, mach_o(ARM64)), (X86_64, mach_o(X86_64, signed=False))]
+    executable.write_bytes(universal(slices))
     executable.chmod(0o755)
     resources = contents / "Resources"
     (resources / "GaugelyMenuBarTemplate.png").write_bytes(png(template_sizes[0]))
