@@ -1,6 +1,6 @@
 # The two commands a newcomer needs are `make demo` and `make test`; the rest serve CI and development.
 .PHONY: deps demo test build sanitize fuzz-smoke bench format format-check check-macos \
-        check-layering check-plain-build clean
+        check-layering check-plain-build app release artwork clean
 
 JOBS ?= $(shell nproc 2>/dev/null || sysctl -n hw.ncpu 2>/dev/null || echo 2)
 
@@ -45,6 +45,17 @@ check-layering:
 
 check-plain-build: deps
 	@scripts/check-plain-build
+
+# On a Mac: build/app/Gaugely.app, and the notarized zip (see README).
+app: deps
+	@scripts/make-app
+
+release: deps
+	@scripts/make-release
+
+# Redraws the committed bitmaps from Meterlane/App/Artwork after a drawing changes.
+artwork:
+	@scripts/make-artwork
 
 clean:
 	@rm -rf build

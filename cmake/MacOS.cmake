@@ -50,3 +50,28 @@ endforeach()
 # Load every archive member, not only the referenced ones, so nothing escapes the check.
 target_link_options(gaugely_macos_link_check PRIVATE LINKER:-all_load)
 gaugely_warnings(gaugely_macos_link_check)
+
+# The app's executable, Gaugely: every source of Meterlane/App over the adapters and the core. It
+# finds its frameworks (Sparkle) in the bundle's Contents/Frameworks, and leaves room in its header
+# for later load-command edits. scripts/assemble-app builds the bundle around it.
+file(GLOB gaugely_app_sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/Meterlane/App/*.mm
+     ${PROJECT_SOURCE_DIR}/Meterlane/App/*.cpp)
+if(gaugely_app_sources)
+    add_executable(Gaugely ${gaugely_app_sources})
+    target_compile_options(Gaugely PRIVATE $<$<COMPILE_LANGUAGE:OBJCXX>:-fobjc-arc>)
+    target_link_libraries(Gaugely PRIVATE MeterlaneMacOS MeterlaneCore LowUsageNotificationSupport)
+    target_link_options(Gaugely PRIVATE "LINKER:-rpath,@executable_path/../Frameworks"
+                        LINKER:-headerpad_max_install_names)
+    gaugely_warnings(Gaugely)
+
+    # The updater's libraries and the Sparkle adapter join the app where this build has them; they
+    # may be defined after this file, so the check waits for the end of the configure.
+    function(gaugely_link_app_updates)
+        foreach(library SharedUpdateSupport ProductionUpdateSupport MeterlaneSparkle)
+            if(TARGET ${library})
+                target_link_libraries(Gaugely PRIVATE ${library})
+            endif()
+        endforeach()
+    endfunction()
+    cmake_language(DEFER DIRECTORY ${PROJECT_SOURCE_DIR} CALL gaugely_link_app_updates)
+endif()

@@ -1,5 +1,5 @@
 # Reads product.conf into GAUGELY_PRODUCT_<KEY> variables and generates ProductFacts.h, the one
-# header the code takes the product's name, version, build, bundle identifier and feed host from.
+# header the code takes the product's facts and feed host from, and the app bundle's Info.plist.
 #
 # The feed host is a build setting rather than a fact of the file: a build without one (the default)
 # has its updater switched off. It is checked here so a bad host fails the configure, never the app.
@@ -11,7 +11,7 @@ foreach(line IN LISTS gaugely_product_lines)
     string(TOUPPER "${CMAKE_MATCH_1}" key)
     set(GAUGELY_PRODUCT_${key} "${CMAKE_MATCH_2}")
 endforeach()
-foreach(key NAME VERSION BUILD BUNDLEIDENTIFIER)
+foreach(key NAME VERSION BUILD BUNDLEIDENTIFIER DEVELOPER DESCRIPTION UPDATEPUBLICKEY)
     if(NOT DEFINED GAUGELY_PRODUCT_${key} OR GAUGELY_PRODUCT_${key} STREQUAL "")
         message(FATAL_ERROR "product.conf: ${key} is missing")
     endif()
@@ -21,6 +21,14 @@ if(NOT GAUGELY_PRODUCT_VERSION MATCHES "^[0-9]+\\.[0-9]+\\.[0-9]+$")
 endif()
 if(NOT GAUGELY_PRODUCT_BUILD MATCHES "^[0-9]+$")
     message(FATAL_ERROR "product.conf: build \"${GAUGELY_PRODUCT_BUILD}\" is not a decimal number")
+endif()
+# 32 bytes in base64: 43 digits and one pad.
+if(NOT GAUGELY_PRODUCT_UPDATEPUBLICKEY MATCHES "^[A-Za-z0-9+/]+=$")
+    message(FATAL_ERROR "product.conf: updatePublicKey is not base64 text")
+endif()
+string(LENGTH "${GAUGELY_PRODUCT_UPDATEPUBLICKEY}" key_length)
+if(NOT key_length EQUAL 44)
+    message(FATAL_ERROR "product.conf: updatePublicKey is not the base64 text of 32 bytes")
 endif()
 
 set(GAUGELY_FEED_HOST "" CACHE STRING
@@ -46,6 +54,24 @@ endif()
 set(GAUGELY_GENERATED_DIR ${CMAKE_BINARY_DIR}/generated)
 configure_file(${CMAKE_CURRENT_LIST_DIR}/ProductFacts.h.in ${GAUGELY_GENERATED_DIR}/ProductFacts.h
                @ONLY)
+
+# The bundle's Info.plist, on every platform, so the Linux suite checks it too. Text from
+# product.conf is escaped for XML. Without a feed host the plist names no feed, and the updater
+# reads that as a build whose updates are off.
+foreach(key NAME VERSION BUILD BUNDLEIDENTIFIER DEVELOPER DESCRIPTION UPDATEPUBLICKEY)
+    set(text "${GAUGELY_PRODUCT_${key}}")
+    string(REPLACE "&" "&amp;" text "${text}")
+    string(REPLACE "<" "&lt;" text "${text}")
+    string(REPLACE ">" "&gt;" text "${text}")
+    string(TOLOWER "${key}" lower)
+    set(gaugely_plist_${lower} "${text}")
+endforeach()
+set(gaugely_plist_feed_url "")
+if(NOT GAUGELY_FEED_HOST STREQUAL "")
+    set(feed "https://${GAUGELY_FEED_HOST}/updates/gaugely/appcast.xml")
+    set(gaugely_plist_feed_url "\n\t<key>SUFeedURL</key>\n\t<string>${feed}</string>")
+endif()
+configure_file(${CMAKE_CURRENT_LIST_DIR}/Info.plist.in ${GAUGELY_GENERATED_DIR}/Info.plist @ONLY)
 
 # After project(): the header as a target the libraries link.
 function(gaugely_product_target)
