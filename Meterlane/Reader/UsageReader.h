@@ -34,6 +34,7 @@
 #include "Meterlane/Reader/CodexElementSearch.h"
 #include "Meterlane/Reader/RealInputMonitor.h"
 #include "Meterlane/Reader/RefreshTrace.h"
+#include "SharedUpdateSupport/UpdateRefreshGate.h"
 
 namespace gaugely {
 
@@ -131,6 +132,10 @@ class UsageReader {
     // Closed while an update installs: no run may start.
     bool updateRefreshGate() const { return updateRefreshGate_; }
     void setUpdateRefreshGate(bool closed) { updateRefreshGate_ = closed; }
+    // Whether an update may install now; yes closes the gate (see UsageReaderUpdateGate.cpp).
+    [[nodiscard]] bool prepareForDevelopmentUpdate();
+    // The two hooks the app installs on the updater; they hold this reader weakly.
+    UpdateRefreshGateHooks updateRefreshGateHooks();
 
     bool refreshPermission(bool requestPrompt);
 
