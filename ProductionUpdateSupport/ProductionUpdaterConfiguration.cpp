@@ -15,8 +15,8 @@ std::optional<std::string> onHost(std::string_view host, std::string_view path) 
 }
 
 bool isBase64Digit(char c) {
-    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') ||
-           c == '+' || c == '/';
+    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '+' ||
+           c == '/';
 }
 
 // An information page: on the feed host, under our folder, with no step out of it.
@@ -117,7 +117,7 @@ std::optional<ItemRefusal> productionItemRefusal(const UpdateCandidate& item,
     }
     const auto base = ProductionUpdaterConfiguration::releaseBase(host);
     if (!base || *item.download != *base + item.version + "/build-" + item.build + "/Gaugely-" +
-                                        item.version + ".zip") {
+                                       item.version + ".zip") {
         return ItemRefusal::wrongDownload;
     }
     if (!isInformationLink(*item.information, host)) {

@@ -19,13 +19,13 @@ bool isOneOf(std::string_view name, std::initializer_list<std::string_view> name
 }
 
 bool isBlock(std::string_view name) {
-    return isOneOf(name, {"address", "article", "aside",   "blockquote", "caption", "center",
-                          "dd",      "details", "dialog",  "div",        "dl",      "dt",
-                          "fieldset", "figcaption", "figure", "footer",  "form",    "h1",
-                          "h2",      "h3",      "h4",      "h5",         "h6",      "header",
-                          "hgroup",  "hr",      "li",      "main",       "nav",     "ol",
-                          "p",       "pre",     "section", "summary",    "table",   "tbody",
-                          "tfoot",   "thead",   "tr",      "ul"});
+    return isOneOf(
+        name,
+        {"address", "article", "aside", "blockquote", "caption",  "center",     "dd",     "details",
+         "dialog",  "div",     "dl",    "dt",         "fieldset", "figcaption", "figure", "footer",
+         "form",    "h1",      "h2",    "h3",         "h4",       "h5",         "h6",     "header",
+         "hgroup",  "hr",      "li",    "main",       "nav",      "ol",         "p",      "pre",
+         "section", "summary", "table", "tbody",      "tfoot",    "thead",      "tr",     "ul"});
 }
 
 bool isHidden(std::string_view name) {

@@ -123,22 +123,24 @@ void UpdaterModel::setBackgroundDiscoveryEnabled(bool enabled) {
     if (!enabled || !installationEnabled() || !isEnabled()) {
         return;
     }
-    // A day after the last attempt, or at once with none; never sooner than three seconds from
-    // now (start-up comes first), never later than a day (a clock set back).
+    // A day after the last attempt, or at once when a check is due; never sooner than three
+    // seconds from now, so start-up comes first.
+    const Date now = environment_.clock.now();
     double firstFire = 0;
-    if (const auto last = notice().lastCheckAttempt) {
-        firstFire = last->addingTimeInterval(backgroundCheckInterval)
-                        .timeIntervalSince(environment_.clock.now());
+    if (!notice().backgroundCheckDue(now)) {
+        firstFire = notice()
+                        .lastCheckAttempt->addingTimeInterval(backgroundCheckInterval)
+                        .timeIntervalSince(now);
     }
-    firstFire = std::clamp(firstFire, earliestBackgroundCheck, backgroundCheckInterval);
+    firstFire = std::max(firstFire, earliestBackgroundCheck);
     std::weak_ptr<UpdaterModel*> alive = alive_;
     const auto tick = [alive] {
         if (const auto model = alive.lock(); model && *model != nullptr) {
             (*model)->checkBackgroundIfDue();
         }
     };
-    backgroundTimer_ = environment_.mainQueue.scheduleRepeating(
-        firstFire, backgroundCheckInterval, backgroundTimerLeeway, tick);
+    backgroundTimer_ = environment_.mainQueue.scheduleRepeating(firstFire, backgroundCheckInterval,
+                                                                backgroundTimerLeeway, tick);
     // A machine asleep does not advance the timer; a check that fell due meanwhile runs on wake.
     wakeObserver_ = environment_.workspace.observeDidWake(tick);
 }

@@ -72,8 +72,8 @@ void FakeUpdateFramework::continueInstallation() {
     }
     const FoundUpdate item = feed[*chosen];
     delegate_->didFindUpdate(item);
-    if (replyToUpdateFound(approvedBuild_, item.candidate.build,
-                           UpdateFoundStage::notDownloaded) != UpdateReply::install) {
+    if (replyToUpdateFound(approvedBuild_, item.candidate.build, UpdateFoundStage::notDownloaded) !=
+        UpdateReply::install) {
         tell("declined build " + item.candidate.build);
         finish(false);
         return;
