@@ -1,6 +1,9 @@
 #include "LowUsageNotificationSupport/Text.h"
 
+#include <cctype>
 #include <limits>
+#include <locale>
+#include <sstream>
 
 #include <unicode/uchar.h>
 #include <unicode/ustring.h>
@@ -186,6 +189,23 @@ std::vector<std::string> splitLines(std::string_view text) {
         start = end + 1;
     }
     return lines;
+}
+
+std::optional<double> decimalNumber(std::string_view text) {
+    // Apple's C++ library has no floating-point from_chars; a classic-locale stream reads the
+    // same way whatever locale the host process has set.
+    if (text.empty() || text.front() == '+' ||
+        std::isspace(static_cast<unsigned char>(text.front()))) {
+        return std::nullopt;
+    }
+    std::istringstream in{std::string(text)};
+    in.imbue(std::locale::classic());
+    double value = 0;
+    in >> std::noskipws >> value;
+    if (in.fail() || in.peek() != std::char_traits<char>::eof()) {
+        return std::nullopt;
+    }
+    return value;
 }
 
 }  // namespace gaugely::text

@@ -29,4 +29,8 @@ std::string joined(const std::vector<std::string>& lines, std::string_view separ
 // Splits on "\n" exactly: an empty line is a line; a final newline ends the last line.
 std::vector<std::string> splitLines(std::string_view text);
 
+// A decimal number written in full in the C form ("12", "-0.5", "1e3"), whatever locale the
+// process has set; none for anything else, leading spaces and a "+" included.
+std::optional<double> decimalNumber(std::string_view text);
+
 }  // namespace gaugely::text

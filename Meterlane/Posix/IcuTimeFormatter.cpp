@@ -37,8 +37,7 @@ struct IcuTimeFormatter::Formatter {
 };
 
 IcuTimeFormatter::IcuTimeFormatter(std::optional<std::string> localeIdentifier)
-    : locale_(icuLocaleFromPosix(localeIdentifier ? *localeIdentifier : environmentTimeLocale())) {
-}
+    : locale_(icuLocaleFromPosix(localeIdentifier ? *localeIdentifier : environmentTimeLocale())) {}
 
 IcuTimeFormatter::~IcuTimeFormatter() = default;
 
@@ -52,8 +51,7 @@ std::string IcuTimeFormatter::icuLocaleFromPosix(std::string_view posixLocale) {
     return std::string(name);
 }
 
-const IcuTimeFormatter::Formatter* IcuTimeFormatter::formatter(const Key& key,
-                                                                bool isStyle) const {
+const IcuTimeFormatter::Formatter* IcuTimeFormatter::formatter(const Key& key, bool isStyle) const {
     auto found = formatters_.find(key);
     if (found != formatters_.end()) {
         return found->second.get();
@@ -125,8 +123,8 @@ bool IcuTimeFormatter::knowsTimeZone(std::string_view identifier) const {
     UChar canonical[128];
     UBool isSystemID = false;
     UErrorCode status = U_ZERO_ERROR;
-    ucal_getCanonicalTimeZoneID(zone16.data(), static_cast<int32_t>(zone16.size()), canonical,
-                                128, &isSystemID, &status);
+    ucal_getCanonicalTimeZoneID(zone16.data(), static_cast<int32_t>(zone16.size()), canonical, 128,
+                                &isSystemID, &status);
     return U_SUCCESS(status) && isSystemID;
 }
 

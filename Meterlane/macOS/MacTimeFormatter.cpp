@@ -23,8 +23,8 @@ CFRef<CFTimeZoneRef> timeZoneNamed(std::string_view identifier) {
     if (!name) {
         return nullptr;
     }
-    return CFRef<CFTimeZoneRef>::adopt(CFTimeZoneCreateWithName(kCFAllocatorDefault, name.get(),
-                                                                true));
+    return CFRef<CFTimeZoneRef>::adopt(
+        CFTimeZoneCreateWithName(kCFAllocatorDefault, name.get(), true));
 }
 
 }  // namespace

@@ -182,22 +182,6 @@ TEST_F(Simulate, WithoutAPlanItAsksForOneOrStops) {
     EXPECT_NE(notFirst.err.find("already has one (pro)"), std::string::npos);
 }
 
-TEST_F(Simulate, BadArgumentsGiveUsageAndStatusTwo) {
-    const std::vector<std::vector<std::string>> cases = {
-        {"--speed", "0"},     {"--speed", "fast"}, {"--speed", "2", "--virtual"},
-        {"--plan", "gold"},   {"--plan"},          {"--scenario", "nope"},
-        {"--duration", "-1"}, {"--defaults", ""},  {"extra"},
-    };
-    for (const auto& arguments : cases) {
-        std::vector<std::string> full = {"simulate"};
-        full.insert(full.end(), arguments.begin(), arguments.end());
-        const ToolResult result = run(full);
-        EXPECT_EQ(result.status, 2) << arguments.front();
-        EXPECT_EQ(result.out, "") << arguments.front();
-        EXPECT_NE(result.err.find("gaugely simulate: "), std::string::npos) << arguments.front();
-    }
-}
-
 TEST_F(Simulate, StatisticsCountRoundTripsAndCPUPerRefresh) {
     const ToolResult result = run({"simulate", "--virtual", "--scenario", "codex-not-running",
                                    "--plan", "plus", "--defaults", path("d.json"), "--stats"});
@@ -245,26 +229,6 @@ TEST_F(Simulate, CtrlCStopsARealTimeRunCleanly) {
     EXPECT_NE(out.find("by Ctrl-C; what was saved is kept in " + defaults), std::string::npos)
         << out;
     EXPECT_NE(readFile(defaults).find("\"codex-plan-v1\": \"plus\""), std::string::npos);
-}
-
-TEST_F(Simulate, HelpExplainsEveryOption) {
-    const ToolResult top = run({"--help"});
-    EXPECT_EQ(top.status, 0);
-    for (const char* command : {"simulate", "state", "parse"}) {
-        EXPECT_NE(top.out.find(std::string("  ") + command), std::string::npos) << command;
-    }
-    const ToolResult simulate = run({"simulate", "--help"});
-    EXPECT_EQ(simulate.status, 0);
-    for (const char* option :
-         {"--scenario NAME", "--plan PLAN", "--speed N", "--virtual", "--defaults FILE",
-          "--duration SECONDS", "--stats", "--verbose", "Exit status"}) {
-        EXPECT_NE(simulate.out.find(option), std::string::npos) << option;
-    }
-    const ToolResult state = run({"state", "--help"});
-    EXPECT_EQ(state.status, 0);
-    for (const char* option : {"--defaults FILE", "--json", "Exit status"}) {
-        EXPECT_NE(state.out.find(option), std::string::npos) << option;
-    }
 }
 
 // The README's excerpt of the piped demo is made of lines the demo really prints.

@@ -1,3 +1,5 @@
+#include <unistd.h>
+
 #include <fstream>
 #include <iostream>
 #include <iterator>
@@ -12,13 +14,15 @@
 #include "LowUsageNotificationSupport/Text.h"
 #include "LowUsageNotificationSupport/UsageMenuText.h"
 #include "LowUsageNotificationSupport/UsageSnapshot.h"
+#include "tools/gaugely/Arguments.h"
 #include "tools/gaugely/Command.h"
+#include "tools/gaugely/Terminal.h"
 
 namespace gaugely::tool {
 namespace {
 
 constexpr const char* parseHelp =
-    "Usage: gaugely parse --plan freeGo|plus|pro [--legacy FILE] < lines.txt\n"
+    "Usage: gaugely parse --plan freeGo|plus|pro [--legacy FILE] [--json] < lines.txt\n"
     "\n"
     "Reads the text of Codex's menu from standard input, one element per line in reading order\n"
     "(an empty line is an element too), and prints the usage snapshot Gaugely takes from it.\n"
@@ -27,16 +31,18 @@ constexpr const char* parseHelp =
     "  --plan pro           the lines are the profile menu's item titles\n"
     "  --legacy FILE        pro only: the older menu layout's lines, read when no title\n"
     "                       carries the weekly percentage\n"
+    "  --json               one JSON object: {\"plan\":…,\"complete\":…,\"snapshot\":{…}}\n"
     "  -h, --help           show this help\n"
     "\n"
     "Prints the snapshot as JSON on one line, then \"complete\" or \"incomplete\" for the plan.\n"
     "Exit status: 0 a snapshot was read; 1 nothing could be read (the reason is on standard\n"
     "error); 2 bad arguments.\n";
 
-int usageError(CommandStreams streams, const std::string& problem) {
-    streams.err << "gaugely parse: " << problem << "\n\n" << parseHelp;
-    return exitUsage;
-}
+constexpr OptionShape parseOptionShapes[] = {
+    {"--plan", true},
+    {"--legacy", true},
+    {"--json", false},
+};
 
 std::string readAll(std::istream& in) {
     return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
@@ -45,32 +51,32 @@ std::string readAll(std::istream& in) {
 struct ParseOptions {
     std::optional<CodexPlan> plan;
     std::optional<std::string> legacyPath;
+    bool json = false;
     bool help = false;
 };
 
 // Parses the arguments; the text is the problem when they are wrong.
 std::variant<ParseOptions, std::string> parseOptions(const std::vector<std::string>& arguments) {
+    auto read = readArguments(arguments, parseOptionShapes);
+    if (auto* problem = std::get_if<std::string>(&read)) {
+        return *problem;
+    }
     ParseOptions options;
-    for (size_t index = 0; index < arguments.size(); ++index) {
-        const std::string& argument = arguments[index];
-        if (argument == "--help" || argument == "-h") {
+    for (const Argument& argument : std::get<std::vector<Argument>>(read)) {
+        if (argument.isPositional()) {
+            return "unexpected argument \"" + *argument.value + "\"";
+        }
+        if (argument.name == "--help") {
             options.help = true;
-            continue;
-        }
-        if (argument != "--plan" && argument != "--legacy") {
-            return "unexpected argument \"" + argument + "\"";
-        }
-        if (index + 1 == arguments.size()) {
-            return argument + " needs a value";
-        }
-        const std::string& value = arguments[++index];
-        if (argument == "--plan") {
-            options.plan = fromRawValue<CodexPlan>(value);
+        } else if (argument.name == "--json") {
+            options.json = true;
+        } else if (argument.name == "--plan") {
+            options.plan = fromRawValue<CodexPlan>(*argument.value);
             if (!options.plan) {
-                return "unknown plan \"" + value + "\" (freeGo, plus or pro)";
+                return "unknown plan \"" + *argument.value + "\" (freeGo, plus or pro)";
             }
         } else {
-            options.legacyPath = value;
+            options.legacyPath = argument.value;
         }
     }
     if (options.help) {
@@ -90,7 +96,7 @@ std::variant<ParseOptions, std::string> parseOptions(const std::vector<std::stri
 int runParseCommand(const std::vector<std::string>& arguments, CommandStreams streams) {
     auto parsed = parseOptions(arguments);
     if (auto* problem = std::get_if<std::string>(&parsed)) {
-        return usageError(streams, *problem);
+        return usageError(streams, "parse", *problem);
     }
     const ParseOptions& options = std::get<ParseOptions>(parsed);
     if (options.help) {
@@ -106,6 +112,11 @@ int runParseCommand(const std::vector<std::string>& arguments, CommandStreams st
             return exitUsage;
         }
         legacyLines = text::splitLines(readAll(file));
+    }
+    if (&streams.in == &std::cin && isTerminal(STDIN_FILENO)) {
+        // Someone typing would otherwise face a silent wait.
+        streams.err << "gaugely parse: reading the menu's lines from the terminal, one element a "
+                       "line; end with Ctrl-D\n";
     }
     const std::vector<std::string> lines = text::splitLines(readAll(streams.in));
 
@@ -134,8 +145,17 @@ int runParseCommand(const std::vector<std::string>& arguments, CommandStreams st
         return exitNoResult;
     }
     const QuotaSchema schema = PlanQuotaConfiguration::configuration(plan).schema;
-    streams.out << encodeJson(*snapshot) << "\n"
-                << (isCompleteUsageSnapshot(*snapshot, schema) ? "complete" : "incomplete") << "\n";
+    const bool complete = isCompleteUsageSnapshot(*snapshot, schema);
+    if (options.json) {
+        Json object;
+        object["plan"] = rawValue(plan);
+        object["complete"] = complete;
+        object["snapshot"] = snapshot->toJson();
+        streams.out << serializeJson(object) << "\n";
+    } else {
+        streams.out << encodeJson(*snapshot) << "\n"
+                    << (complete ? "complete" : "incomplete") << "\n";
+    }
     return exitSuccess;
 }
 

@@ -15,6 +15,7 @@
 #include "Meterlane/Posix/StopSignals.h"
 #include "Meterlane/Reader/UserDefaultsKeys.h"
 #include "Meterlane/Simulation/SimulationClockDriver.h"
+#include "tools/gaugely/Arguments.h"
 #include "tools/gaugely/Command.h"
 #include "tools/gaugely/HostTimeFormatter.h"
 #include "tools/gaugely/RefreshStatistics.h"
@@ -69,58 +70,46 @@ struct SimulateOptions {
     bool help = false;
 };
 
-std::optional<double> positiveNumber(const std::string& text) {
-    std::size_t used = 0;
-    double value = 0;
-    try {
-        value = std::stod(text, &used);
-    } catch (...) {
-        return std::nullopt;
-    }
-    if (used != text.size() || !std::isfinite(value) || !(value > 0)) {
-        return std::nullopt;
-    }
-    return value;
-}
+constexpr OptionShape simulateOptionShapes[] = {
+    {"--scenario", true}, {"--plan", true},   {"--speed", true},    {"--defaults", true},
+    {"--duration", true}, {"--stats", false}, {"--verbose", false}, {"--virtual", false},
+};
 
 std::variant<SimulateOptions, std::string> parseOptions(const std::vector<std::string>& arguments) {
+    auto read = readArguments(arguments, simulateOptionShapes);
+    if (auto* problem = std::get_if<std::string>(&read)) {
+        return *problem;
+    }
     SimulateOptions options;
     bool sawSpeed = false;
     bool sawVirtual = false;
-    for (std::size_t index = 0; index < arguments.size(); ++index) {
-        const std::string& argument = arguments[index];
-        if (argument == "--help" || argument == "-h") {
+    for (const Argument& argument : std::get<std::vector<Argument>>(read)) {
+        const std::string& name = argument.name;
+        const std::string value = argument.value.value_or("");
+        if (argument.isPositional()) {
+            return "unexpected argument \"" + value + "\"";
+        } else if (name == "--help") {
             options.help = true;
-            continue;
-        }
-        if (argument == "--stats" || argument == "--verbose" || argument == "--virtual") {
-            (argument == "--stats"     ? options.stats
-             : argument == "--verbose" ? options.verbose
-                                       : sawVirtual) = true;
-            continue;
-        }
-        if (argument != "--scenario" && argument != "--plan" && argument != "--speed" &&
-            argument != "--defaults" && argument != "--duration") {
-            return "unexpected argument \"" + argument + "\"";
-        }
-        if (index + 1 == arguments.size()) {
-            return argument + " needs a value";
-        }
-        const std::string& value = arguments[++index];
-        if (argument == "--scenario") {
+        } else if (name == "--stats") {
+            options.stats = true;
+        } else if (name == "--verbose") {
+            options.verbose = true;
+        } else if (name == "--virtual") {
+            sawVirtual = true;
+        } else if (name == "--scenario") {
             options.scenario = value;
-        } else if (argument == "--plan") {
+        } else if (name == "--plan") {
             options.plan = fromRawValue<CodexPlan>(value);
             if (!options.plan) {
                 return "unknown plan \"" + value + "\" (freeGo, plus or pro)";
             }
-        } else if (argument == "--speed") {
+        } else if (name == "--speed") {
             options.speed = positiveNumber(value);
             sawSpeed = true;
             if (!options.speed) {
                 return "--speed needs a number above 0, not \"" + value + "\"";
             }
-        } else if (argument == "--defaults") {
+        } else if (name == "--defaults") {
             if (value.empty()) {
                 return std::string("--defaults needs a file name");
             }
@@ -139,11 +128,6 @@ std::variant<SimulateOptions, std::string> parseOptions(const std::vector<std::s
         options.speed.reset();
     }
     return options;
-}
-
-int usageError(CommandStreams streams, const std::string& problem) {
-    streams.err << "gaugely simulate: " << problem << "\n\n" << simulateHelp;
-    return exitUsage;
 }
 
 void listScenarios(std::ostream& out) {
@@ -205,7 +189,7 @@ std::string footerText(double elapsed, const SimulateOptions& options,
 int runSimulateCommand(const std::vector<std::string>& arguments, CommandStreams streams) {
     auto parsed = parseOptions(arguments);
     if (auto* problem = std::get_if<std::string>(&parsed)) {
-        return usageError(streams, *problem);
+        return usageError(streams, "simulate", *problem);
     }
     const SimulateOptions& options = std::get<SimulateOptions>(parsed);
     if (options.help) {
@@ -218,9 +202,9 @@ int runSimulateCommand(const std::vector<std::string>& arguments, CommandStreams
     }
     const Scenario* scenario = findScenario(options.scenario);
     if (scenario == nullptr) {
-        streams.err << "gaugely simulate: unknown scenario \"" << options.scenario << "\"\n\n";
-        listScenarios(streams.err);
-        return exitUsage;
+        return usageError(streams, "simulate",
+                          "unknown scenario \"" + options.scenario +
+                              "\" (\"gaugely simulate --scenario list\" lists them)");
     }
 
     const std::string file =

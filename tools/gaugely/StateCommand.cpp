@@ -22,6 +22,7 @@
 #include "Meterlane/Simulation/MemoryPreferences.h"
 #include "Meterlane/Simulation/SimulatedAccessibility.h"
 #include "Meterlane/Simulation/VirtualTime.h"
+#include "tools/gaugely/Arguments.h"
 #include "tools/gaugely/Command.h"
 #include "tools/gaugely/HostTimeFormatter.h"
 #include "tools/gaugely/SimulationView.h"
@@ -58,21 +59,25 @@ struct StateOptions {
     bool help = false;
 };
 
+constexpr OptionShape stateOptionShapes[] = {{"--defaults", true}, {"--json", false}};
+
 std::variant<StateOptions, std::string> parseOptions(const std::vector<std::string>& arguments) {
+    auto read = readArguments(arguments, stateOptionShapes);
+    if (auto* problem = std::get_if<std::string>(&read)) {
+        return *problem;
+    }
     StateOptions options;
-    for (std::size_t index = 0; index < arguments.size(); ++index) {
-        const std::string& argument = arguments[index];
-        if (argument == "--help" || argument == "-h") {
+    for (const Argument& argument : std::get<std::vector<Argument>>(read)) {
+        if (argument.isPositional()) {
+            return "unexpected argument \"" + *argument.value + "\"";
+        } else if (argument.name == "--help") {
             options.help = true;
-        } else if (argument == "--json") {
+        } else if (argument.name == "--json") {
             options.json = true;
-        } else if (argument == "--defaults") {
-            if (index + 1 == arguments.size() || arguments[index + 1].empty()) {
-                return std::string("--defaults needs a file name");
-            }
-            options.defaultsFile = arguments[++index];
+        } else if (argument.value->empty()) {
+            return std::string("--defaults needs a file name");
         } else {
-            return "unexpected argument \"" + argument + "\"";
+            options.defaultsFile = argument.value;
         }
     }
     return options;
@@ -328,8 +333,7 @@ Date currentDate() {
 int runStateCommand(const std::vector<std::string>& arguments, CommandStreams streams) {
     auto parsed = parseOptions(arguments);
     if (auto* problem = std::get_if<std::string>(&parsed)) {
-        streams.err << "gaugely state: " << *problem << "\n\n" << stateHelp;
-        return exitUsage;
+        return usageError(streams, "state", *problem);
     }
     const StateOptions& options = std::get<StateOptions>(parsed);
     if (options.help) {

@@ -1,8 +1,10 @@
+#include <algorithm>
 #include <clocale>
 #include <iostream>
 #include <string>
 #include <vector>
 
+#include "ProductFacts.h"
 #include "tools/gaugely/Command.h"
 
 namespace gaugely::tool {
@@ -23,12 +25,24 @@ void printUsage(std::ostream& stream) {
               "usage.\n"
               "\n"
               "Commands:\n";
+    std::size_t width = 0;
     for (const Command& command : commands) {
-        stream << "  " << command.name << std::string(10 - command.name.size(), ' ')
+        width = std::max(width, command.name.size());
+    }
+    for (const Command& command : commands) {
+        stream << "  " << command.name << std::string(width + 2 - command.name.size(), ' ')
                << command.summary << "\n";
     }
     stream << "\n"
+              "Options:\n"
+              "  -h, --help     show this help\n"
+              "  -V, --version  show the version\n"
+              "\n"
               "Run \"gaugely <command> --help\" for a command's options.\n";
+}
+
+void printVersion(std::ostream& stream) {
+    stream << "gaugely " << product::version << " (" << product::build << ")\n";
 }
 
 int run(const std::vector<std::string>& arguments) {
@@ -41,14 +55,18 @@ int run(const std::vector<std::string>& arguments) {
         printUsage(std::cout);
         return exitSuccess;
     }
+    if (name == "--version" || name == "-V") {
+        printVersion(std::cout);
+        return exitSuccess;
+    }
     for (const Command& command : commands) {
         if (command.name == name) {
             return command.run(std::vector<std::string>(arguments.begin() + 1, arguments.end()),
                                CommandStreams{std::cin, std::cout, std::cerr});
         }
     }
-    std::cerr << "gaugely: unknown command \"" << name << "\"\n\n";
-    printUsage(std::cerr);
+    std::cerr << "gaugely: unknown " << (name.starts_with("-") ? "option" : "command") << " \""
+              << name << "\"\nTry 'gaugely --help'.\n";
     return exitUsage;
 }
 

@@ -1,0 +1,147 @@
+#include <sstream>
+
+#include "ProductFacts.h"
+#include "ToolRunner.h"
+
+namespace gaugely::tooltest {
+namespace {
+
+const fs::path source = GAUGELY_SOURCE_PATH;
+
+using Conventions = ToolTest;
+
+TEST_F(Conventions, ABadArgumentIsOneLineAndAPointerToTheHelp) {
+    const struct {
+        std::vector<std::string> arguments;
+        std::string problem;
+    } cases[] = {
+        {{"frobnicate"}, "gaugely: unknown command \"frobnicate\"\nTry 'gaugely --help'.\n"},
+        {{"--frobnicate"}, "gaugely: unknown option \"--frobnicate\"\nTry 'gaugely --help'.\n"},
+        {{"parse"}, "--plan is required"},
+        {{"parse", "--plan"}, "--plan needs a value"},
+        {{"parse", "--plan", "Plus"}, "unknown plan \"Plus\" (freeGo, plus or pro)"},
+        {{"parse", "--plan=plus", "extra"}, "unexpected argument \"extra\""},
+        {{"parse", "--plan", "plus", "--legacy", "x.txt"}, "--legacy is for --plan pro only"},
+        {{"parse", "--json=yes", "--plan", "plus"}, "--json takes no value"},
+        {{"parse", "--plan", "plus", "--colour"}, "unknown option \"--colour\""},
+        {{"simulate", "--speed=0"}, "--speed needs a number above 0, not \"0\""},
+        {{"simulate", "--speed", "fast"}, "--speed needs a number above 0, not \"fast\""},
+        {{"simulate", "--speed", "2", "--virtual"}, "--speed and --virtual do not go together"},
+        {{"simulate", "--duration", "-1"}, "--duration needs a number of seconds above 0, not \"-1\""},
+        {{"simulate", "--scenario=nope"},
+         "unknown scenario \"nope\" (\"gaugely simulate --scenario list\" lists them)"},
+        {{"state", "--defaults="}, "--defaults needs a file name"},
+        {{"state", "--defaults"}, "--defaults needs a value"},
+    };
+    for (const auto& c : cases) {
+        const ToolResult result = run(c.arguments, "5h\nWeekly\n");
+        const std::string& command = c.arguments.front();
+        const std::string expected =
+            command.starts_with("-") || command == "frobnicate"
+                ? c.problem
+                : "gaugely " + command + ": " + c.problem + "\nTry 'gaugely " + command +
+                      " --help'.\n";
+        EXPECT_EQ(result.status, 2) << expected;
+        EXPECT_EQ(result.out, "") << expected;
+        EXPECT_EQ(result.err, expected);
+    }
+}
+
+TEST_F(Conventions, AnOptionsValueMayFollowAnEqualsSign) {
+    const std::string defaults = path("defaults.json").string();
+    const struct {
+        std::vector<std::string> spaced, joined;
+    } pairs[] = {
+        {{"parse", "--plan", "plus"}, {"parse", "--plan=plus"}},
+        {{"state", "--defaults", defaults}, {"state", "--defaults=" + defaults}},
+        {{"simulate", "--scenario", "manual", "--plan", "plus", "--virtual", "--defaults",
+          defaults, "--duration", "3"},
+         {"simulate", "--scenario=manual", "--plan=plus", "--virtual", "--defaults=" + defaults,
+          "--duration=3"}},
+    };
+    for (const auto& pair : pairs) {
+        // Each run starts from no saved state, so both print the same.
+        fs::remove(defaults);
+        const ToolResult spaced = run(pair.spaced, "5h\n1% left\nWeekly\n2% left\n");
+        fs::remove(defaults);
+        const ToolResult joined = run(pair.joined, "5h\n1% left\nWeekly\n2% left\n");
+        EXPECT_EQ(spaced.status, 0) << spaced.err;
+        EXPECT_EQ(joined.status, spaced.status) << joined.err;
+        EXPECT_EQ(joined.out, spaced.out);
+    }
+}
+
+TEST_F(Conventions, HelpAndVersionGoToStandardOutput) {
+    const struct {
+        std::vector<std::string> arguments;
+        std::vector<std::string> mentions;
+    } cases[] = {
+        {{"--help"}, {"  simulate", "  state", "  parse", "--version"}},
+        {{"-h"}, {"  simulate"}},
+        {{"parse", "--help"}, {"--plan freeGo|plus", "--legacy FILE", "--json", "Exit status"}},
+        {{"simulate", "-h"},
+         {"--scenario NAME", "--plan PLAN", "--speed N", "--virtual", "--defaults FILE",
+          "--duration SECONDS", "--stats", "--verbose", "Exit status"}},
+        {{"state", "--help"}, {"--defaults FILE", "--json", "Exit status"}},
+        {{"--version"},
+         {"gaugely " + std::string(product::version) + " (" + std::string(product::build) +
+          ")\n"}},
+    };
+    for (const auto& c : cases) {
+        const ToolResult result = run(c.arguments);
+        EXPECT_EQ(result.status, 0) << c.arguments.front();
+        EXPECT_EQ(result.err, "") << c.arguments.front();
+        for (const std::string& mention : c.mentions) {
+            EXPECT_NE(result.out.find(mention), std::string::npos) << mention;
+        }
+    }
+    EXPECT_TRUE(run({"--version"}).out.starts_with("gaugely "));
+}
+
+// Every "$ gaugely …" example in the README's text blocks that needs no saved state prints what
+// the README says it does.
+TEST_F(Conventions, TheReadmesExamplesPrintWhatTheyShow) {
+    std::istringstream readme(readFile(source / "README.md"));
+    std::string line;
+    int checked = 0;
+    std::optional<std::string> example;
+    std::string shown;
+    const auto check = [&] {
+        if (!example) {
+            return;
+        }
+        std::vector<std::string> arguments;
+        std::string input;
+        std::istringstream words(example->substr(std::string("$ gaugely ").size()));
+        for (std::string word; words >> word;) {
+            if (word == "<") {
+                words >> word;
+                input = readFile(source / word);
+            } else {
+                arguments.push_back(word);
+            }
+        }
+        const ToolResult result = run(arguments, input);
+        EXPECT_EQ(result.status, 0) << *example << "\n" << result.err;
+        EXPECT_EQ(result.out, shown) << *example;
+        ++checked;
+        example.reset();
+        shown.clear();
+    };
+    while (std::getline(readme, line)) {
+        const bool stateless =
+            line.starts_with("$ gaugely parse ") || line.starts_with("$ gaugely --version");
+        if (line.starts_with("$ ") || line.starts_with("```")) {
+            check();
+        }
+        if (stateless) {
+            example = line;
+        } else if (example) {
+            shown += line + "\n";
+        }
+    }
+    EXPECT_GE(checked, 5);
+}
+
+}  // namespace
+}  // namespace gaugely::tooltest
