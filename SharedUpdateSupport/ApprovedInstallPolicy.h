@@ -53,6 +53,11 @@ enum class FrameworkWindow {
 };
 [[nodiscard]] bool frameworkShowsWindow(FrameworkWindow window, bool approvedInstallation);
 
+// A framework cycle ended with an error: it failed unless the error only says "no update".
+[[nodiscard]] constexpr bool frameworkCycleFailed(bool errorPresent, bool errorIsNoUpdate) {
+    return errorPresent && !errorIsNoUpdate;
+}
+
 // The feed item to offer, by index: during an approved installation the permitted item of the
 // approved build, otherwise the permitted item with the highest build (the first of equals).
 // None when nothing is permitted.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "LowUsageNotificationSupport/Text.h"
 #include "SharedUpdateSupport/ApprovedInstallPolicy.h"
 #include "SharedUpdateSupport/OfficialPublicReleaseRegistry.h"
 #include "SharedUpdateSupport/PendingUpdateReceiptStore.h"
@@ -156,7 +157,8 @@ void UpdaterModel::didFindUpdate(const FoundUpdate& update) {
         return;
     }
     UpdateOffer offer{update.candidate.build, update.candidate.version, std::nullopt,
-                      releaseNotesText(update.descriptionHTML)};
+                      update.descriptionIsPlainText ? text::trimmed(update.descriptionHTML)
+                                                    : releaseNotesText(update.descriptionHTML)};
     if (update.date) {
         offer.releaseDate = UpdateOffer::officialReleaseDate(
             environment_.timeFormatter, *update.date, configuration_.releaseTimeZone);

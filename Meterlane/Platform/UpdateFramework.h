@@ -13,8 +13,9 @@ namespace gaugely {
 // The feed item the framework settled on, with what the offer is made of.
 struct FoundUpdate {
     UpdateCandidate candidate;
-    // The item's description as the feed gives it (HTML or plain text).
+    // The item's description as the feed gives it: HTML unless the feed marks it plain text.
     std::string descriptionHTML;
+    bool descriptionIsPlainText = false;
     std::optional<Date> date;
 };
 
