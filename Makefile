@@ -1,5 +1,6 @@
 # The two commands a newcomer needs are `make demo` and `make test`; the rest serve CI and development.
-.PHONY: deps demo test build sanitize fuzz-smoke bench format format-check check-macos clean
+.PHONY: deps demo test build sanitize fuzz-smoke bench format format-check check-macos \
+        check-layering check-plain-build clean
 
 JOBS ?= $(shell nproc 2>/dev/null || sysctl -n hw.ncpu 2>/dev/null || echo 2)
 
@@ -37,6 +38,13 @@ format-check:
 
 check-macos:
 	@scripts/check-macos
+
+check-layering:
+	@scripts/check-layering
+	@scripts/check-layering --self-test
+
+check-plain-build: deps
+	@scripts/check-plain-build
 
 clean:
 	@rm -rf build

@@ -6,6 +6,7 @@
 
 #include "LowUsageNotificationSupport/Json.h"
 #include "Meterlane/Platform/Preferences.h"
+#include "Meterlane/Platform/StoredValue.h"
 
 namespace gaugely {
 
@@ -23,17 +24,13 @@ class PersistedRecord {
   public:
     PersistedRecord(Preferences& defaults, std::string key)
         : defaults_(defaults), key_(std::move(key)) {
-        if (!defaults_.hasObject(key_)) {
-            return;
-        }
-        const std::optional<std::string> data = defaults_.dataValue(key_);
-        std::optional<Record> decoded = data ? decodeJson<Record>(*data) : std::nullopt;
-        if (!decoded) {
+        Stored<Record> stored = stored::record<Record>(defaults_, key_);
+        if (stored.unreadable) {
             load_ = PersistedRecordLoad::undecodable;
-            return;
+        } else if (stored.value) {
+            value_ = std::move(*stored.value);
+            load_ = PersistedRecordLoad::restored;
         }
-        value_ = std::move(*decoded);
-        load_ = PersistedRecordLoad::restored;
     }
 
     const Record& value() const { return value_; }

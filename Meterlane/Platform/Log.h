@@ -2,11 +2,13 @@
 
 #include <string_view>
 
+#include "ProductFacts.h"
+
 namespace gaugely {
 
 enum class LogLevel { debug, info, notice, error, fault };
 
-inline constexpr std::string_view logSubsystem = "com.vostrel.gaugely";
+inline constexpr std::string_view logSubsystem = product::bundleIdentifier;
 
 // The unified log: every argument is public, so lines are written whole.
 class Log {

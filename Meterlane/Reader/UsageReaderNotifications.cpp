@@ -1,5 +1,6 @@
 // Low-usage and reset notification settings, and the alert state machines a commit advances.
 #include "LowUsageNotificationSupport/CurrentPlanNotificationFeature.h"
+#include "Meterlane/Platform/StoredValue.h"
 #include "Meterlane/Reader/UsageReader.h"
 #include "Meterlane/Reader/UserDefaultsKeys.h"
 
@@ -7,19 +8,19 @@ namespace gaugely {
 
 void UsageReader::restoreNotificationSettings() {
     Preferences& defaults = env_.preferences;
-    if (const auto data = defaults.dataValue(defaultsKey::lowUsageAlertSettings)) {
-        if (const auto settings = decodeJson<LowUsageAlertSettings>(*data)) {
-            lowUsageAlertSettings_ = *settings;
-            if (settings->needsLegacyWindowConfigurationMigration) {
-                // Store the per-window form now, so the older one is read only once.
-                persistLowUsageAlertSettings();
-            }
+    if (const auto settings =
+            stored::record<LowUsageAlertSettings>(defaults, defaultsKey::lowUsageAlertSettings)
+                .value) {
+        lowUsageAlertSettings_ = *settings;
+        if (settings->needsLegacyWindowConfigurationMigration) {
+            // Store the per-window form now, so the older one is read only once.
+            persistLowUsageAlertSettings();
         }
     }
-    if (const auto data = defaults.dataValue(defaultsKey::resetNotificationSettings)) {
-        if (const auto settings = decodeJson<ResetNotificationSettings>(*data)) {
-            resetNotificationSettings_ = *settings;
-        }
+    if (const auto settings = stored::record<ResetNotificationSettings>(
+                                  defaults, defaultsKey::resetNotificationSettings)
+                                  .value) {
+        resetNotificationSettings_ = *settings;
     }
 }
 

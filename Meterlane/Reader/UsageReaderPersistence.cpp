@@ -1,9 +1,11 @@
 // Restoring the reader from user defaults at start-up, and writing each setting back the moment
 // it changes. A value that cannot be read keeps its default and is never overwritten by the read.
+// Values are decoded by StoredReaderState's decoders, which `gaugely state` shares.
 #include <algorithm>
 #include <string>
 
 #include "LowUsageNotificationSupport/LegacyPlanSelectionMigrationPolicy.h"
+#include "Meterlane/Reader/StoredReaderState.h"
 #include "Meterlane/Reader/UsageReader.h"
 #include "Meterlane/Reader/UserDefaultsKeys.h"
 
@@ -11,33 +13,24 @@ namespace gaugely {
 
 void UsageReader::restoreRefreshSettings() {
     Preferences& defaults = env_.preferences;
-    if (defaults.hasObject(defaultsKey::automaticRefreshEnabled)) {
-        if (const auto enabled = defaults.boolValue(defaultsKey::automaticRefreshEnabled)) {
-            automaticRefreshEnabled_ = *enabled;
+    if (const auto enabled = stored::flag(defaults, defaultsKey::automaticRefreshEnabled).value) {
+        automaticRefreshEnabled_ = *enabled;
+    }
+    const StoredRefreshFrequency frequency = readStoredRefreshFrequency(defaults);
+    if (frequency.frequency.value) {
+        refreshFrequency_ = *frequency.frequency.value;
+        if (frequency.isEarlierForm) {
+            defaults.setString(defaultsKey::automaticRefreshFrequency, rawValue(refreshFrequency_));
         }
     }
-    if (const auto stored = defaults.stringValue(defaultsKey::automaticRefreshFrequency)) {
-        if (const auto frequency = fromRawValue<RefreshFrequency>(*stored)) {
-            refreshFrequency_ = *frequency;
-        } else if (*stored == "twentyMinutes") {
-            // Earlier versions offered 20 minutes; the nearest slower choice keeps the user's
-            // intent of infrequent refreshes.
-            refreshFrequency_ = RefreshFrequency::thirtyMinutes;
-            defaults.setString(defaultsKey::automaticRefreshFrequency,
-                               rawValue(RefreshFrequency::thirtyMinutes));
-        }
+    if (const auto display =
+            stored::enumeration<MenuBarDisplay>(defaults, defaultsKey::menuBarDisplay).value) {
+        menuBarDisplay_ = *display;
     }
-    if (const auto stored = defaults.stringValue(defaultsKey::menuBarDisplay)) {
-        if (const auto display = fromRawValue<MenuBarDisplay>(*stored)) {
-            menuBarDisplay_ = *display;
-        }
-    }
-    if (const auto stored = defaults.stringValue(defaultsKey::codexPlan)) {
-        if (const auto plan = fromRawValue<CodexPlan>(*stored)) {
-            codexPlan_ = *plan;
-            planSelectionState_.select(*plan);
-            hasExplicitPlanSelection_ = true;
-        }
+    if (const auto plan = stored::enumeration<CodexPlan>(defaults, defaultsKey::codexPlan).value) {
+        codexPlan_ = *plan;
+        planSelectionState_.select(*plan);
+        hasExplicitPlanSelection_ = true;
     }
     firstRunPlanSelectionIsEligible_ = planSelectionState_.requiresFirstRunSelection();
     restoreNotificationSettings();
@@ -45,18 +38,14 @@ void UsageReader::restoreRefreshSettings() {
 
 void UsageReader::restorePersistedSnapshots() {
     Preferences& defaults = env_.preferences;
-    bool planRecordsUnreadable = defaults.hasObject(defaultsKey::planSpecificUsageSnapshots);
-    if (const auto data = defaults.dataValue(defaultsKey::planSpecificUsageSnapshots)) {
-        if (auto decoded = decodeJson<PersistedPlanUsageSnapshots>(*data)) {
-            persistedPlanSnapshots_ = std::move(*decoded);
-            planRecordsUnreadable = false;
-        }
+    auto planRecords = stored::record<PersistedPlanUsageSnapshots>(
+        defaults, defaultsKey::planSpecificUsageSnapshots);
+    if (planRecords.value) {
+        persistedPlanSnapshots_ = std::move(*planRecords.value);
     }
-    const auto legacyData = defaults.dataValue(defaultsKey::lastCompleteUsageSnapshot);
-    if (!legacyData) {
-        return;
-    }
-    const auto legacy = decodeJson<PersistedUsageSnapshot>(*legacyData);
+    const auto legacy =
+        stored::record<PersistedUsageSnapshot>(defaults, defaultsKey::lastCompleteUsageSnapshot)
+            .value;
     if (!legacy ||
         !isCompleteUsageSnapshot(legacy->snapshot,
                                  PlanQuotaConfiguration::configuration(legacy->plan).schema)) {
@@ -72,7 +61,7 @@ void UsageReader::restorePersistedSnapshots() {
         persistedPlanSnapshots_.store(legacy->plan, *legacy);
         // Stored records this version cannot read stay as they are until a reading replaces
         // them; the legacy one is shown meanwhile and saved with the next commit.
-        if (!planRecordsUnreadable) {
+        if (!planRecords.unreadable) {
             persistPlanSnapshots();
         }
     }
@@ -83,7 +72,7 @@ void UsageReader::migrateLegacyPlanSelectionIfNeeded() {
         return;
     }
     Preferences& defaults = env_.preferences;
-    if (defaults.boolValue(defaultsKey::explicitPlanSelectionMigration) == true) {
+    if (stored::flag(defaults, defaultsKey::explicitPlanSelectionMigration).value == true) {
         return;
     }
     if (const auto plan = LegacyPlanSelectionMigrationPolicy::migratedPlan(

@@ -2,6 +2,7 @@
 // while Codex (or our settings window) is in front and the user has been idle; otherwise it waits
 // and says why.
 #include "LowUsageNotificationSupport/AutomaticRefreshForegroundPolicy.h"
+#include "Meterlane/Platform/StoredValue.h"
 #include "Meterlane/Reader/UsageReader.h"
 #include "Meterlane/Reader/UserDefaultsKeys.h"
 
@@ -46,7 +47,8 @@ void UsageReader::scheduleNextAutomaticRefresh(Date from) {
 }
 
 void UsageReader::restorePersistedAutomaticRefreshDate() {
-    nextAutomaticRefreshDate_ = env_.preferences.dateValue(defaultsKey::nextAutomaticRefreshDate);
+    nextAutomaticRefreshDate_ =
+        stored::date(env_.preferences, defaultsKey::nextAutomaticRefreshDate).value;
 }
 
 void UsageReader::recoverAutomaticRefreshSchedule() {

@@ -3,10 +3,11 @@
 #include <string>
 
 #include "Meterlane/Platform/Preferences.h"
+#include "ProductFacts.h"
 
 namespace gaugely {
 
-inline constexpr std::string_view applicationPreferencesDomain = "com.vostrel.gaugely";
+inline constexpr std::string_view applicationPreferencesDomain = product::bundleIdentifier;
 
 // User defaults of one application domain through CFPreferences, the store behind the standard
 // user defaults. Values keep their property-list type: a getter answers only for its own type.

@@ -61,6 +61,11 @@ const GoldenScenario goldenScenarios[] = {
       "Next automatic refresh: 09:01:15"}},
 };
 
+// Test output names the scenario rather than dumping the parameter's bytes.
+void PrintTo(const GoldenScenario& scenario, std::ostream* out) {
+    *out << scenario.name;
+}
+
 class GoldenOutput : public ToolTest, public ::testing::WithParamInterface<GoldenScenario> {};
 
 // Each scenario in virtual time prints the same lines on every run; the golden files are what

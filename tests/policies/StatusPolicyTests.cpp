@@ -33,44 +33,63 @@ TEST(UsageDataFreshnessPolicy, DataTurnsStaleOneSecondAfterTheThresholdOfEachFre
     EXPECT_FALSE(UsageDataFreshnessPolicy::isStale(std::nullopt, 60, now));
 }
 
-TEST(RecoveryMessage, FirstMatchingPhraseDecidesInTableOrder) {
+TEST(RecoveryMessage, RunMessagesMapToTheirHintsByTheFirstMatchingPhrase) {
     const std::string openCodex = "Open Codex to refresh usage";
     const std::string closeMenu = "Close the Codex profile menu and try Refresh again";
-    const std::string idle = "Refresh deferred — try again when Codex is idle";
-    const std::string unconfirmed = "Usage refreshed — Codex menu state could not be confirmed";
-    const std::string failed;  // the one hint that depends on whether valid data is shown
+    const std::string idle = "Refresh deferred \u2014 try again when Codex is idle";
+    const std::string unconfirmed =
+        "Usage refreshed \u2014 Codex menu state could not be confirmed";
+    const std::string failed = "failed";  // the hint that depends on whether valid data is shown
+    const std::string none;               // no hint: the message is not shown at all
+    enum Kind { emitted, rule };
     const struct {
+        Kind kind;
         const char* message;
         const std::string& hint;
     } rows[] = {
-        {"Please OPEN CODEX first", openCodex},
-        {"Codex is not running", openCodex},
-        {"Refresh deferred — Codex profile menu state is uncertain.", closeMenu},
-        {"Usage Remaining did not receive keyboard focus", closeMenu},
-        {"Automatic refresh deferred while you are active.", idle},
-        {"Input Monitoring stopped the run", idle},
-        {"Codex was no longer frontmost", idle},
-        {"Refresh deferred — return to Codex when idle", idle},
-        {"try again when Codex is idle", idle},
-        {"Codex menu state could not be confirmed", unconfirmed},
-        {"Refresh failed", failed},
-        {"Values could not be read", failed},
-        {"The menu did not appear", failed},
-        {"Usage remaining did not expand", failed},
-        // Earlier rows win over later ones.
-        {"Codex is not running; profile menu could not open", openCodex},
-        {"profile menu did not appear", closeMenu},
+        // Messages that runs and the scheduler really leave as the status.
+        {emitted, "Codex is not running", openCodex},
+        {emitted, "Automatic refresh deferred because Codex is not running", openCodex},
+        {emitted, "Refresh deferred \u2014 Codex profile menu state is uncertain.", closeMenu},
+        {emitted, "Refresh deferred \u2014 Codex profile menu state changed.", closeMenu},
+        {emitted, "Refresh deferred \u2014 close Codex profile menu and try again.", closeMenu},
+        {emitted, "Automatic refresh deferred \u2014 Codex profile menu is open.", closeMenu},
+        {emitted, "Usage remaining did not receive keyboard focus.", closeMenu},
+        {emitted, "Automatic refresh deferred while you are active.", idle},
+        {emitted, "Automatic refresh deferred \u2014 input monitoring is unavailable.", idle},
+        {emitted, "Automatic refresh deferred \u2014 Codex is no longer frontmost.", idle},
+        {emitted, "Refresh deferred \u2014 return to Codex when idle", idle},
+        {emitted, "Refresh deferred \u2014 try again when Codex is idle", idle},
+        {emitted, "Usage refreshed \u2014 Codex menu state could not be confirmed.", unconfirmed},
+        {emitted, "Refresh failed \u2014 usage could not be read.", failed},
+        {emitted, "Refresh failed \u2014 previous data kept", failed},
+        {emitted, "Refresh failed \u2014 Codex Usage row was not available.", failed},
+        {emitted, "Usage remaining did not expand after Return.", failed},
+        {emitted, "Codex did not become active.", none},
+        {emitted, "Codex profile control has invalid bounds \u2014 click skipped.", none},
+        {emitted, "Automatic refresh deferred because the user is active", none},
+        // The rule itself: the message is lower-cased, and the earlier phrase wins.
+        {rule, "Please OPEN CODEX first", openCodex},
+        {rule, "Codex is not running; profile menu could not open", openCodex},
+        {rule, "profile menu did not appear", closeMenu},
+        {rule, "menu state could not be confirmed, refresh failed", unconfirmed},
+        {rule, "The menu DID NOT APPEAR", failed},
     };
     for (const auto& row : rows) {
         const std::string message = row.message;
-        EXPECT_EQ(
-            recoveryMessage(message, true),
-            row.hint.empty() ? "Couldn't refresh Codex usage — showing last valid data" : row.hint)
-            << row.message;
-        EXPECT_EQ(
-            recoveryMessage(message, false),
-            row.hint.empty() ? "Couldn't read Codex usage — open Codex and try Refresh" : row.hint)
-            << row.message;
+        const char* kind = row.kind == rule ? "rule: " : "emitted: ";
+        const auto expected = [&](const char* withData) -> std::optional<std::string> {
+            if (row.hint == none) {
+                return std::nullopt;
+            }
+            return &row.hint == &failed ? std::string(withData) : row.hint;
+        };
+        EXPECT_EQ(recoveryMessage(message, true),
+                  expected("Couldn't refresh Codex usage \u2014 showing last valid data"))
+            << kind << row.message;
+        EXPECT_EQ(recoveryMessage(message, false),
+                  expected("Couldn't read Codex usage \u2014 open Codex and try Refresh"))
+            << kind << row.message;
     }
     EXPECT_EQ(recoveryMessage(std::nullopt, true), std::nullopt);
     EXPECT_EQ(recoveryMessage(std::string("Accessibility permission required"), true),

@@ -3,6 +3,7 @@
 #include <functional>
 #include <tuple>
 
+#include "Meterlane/Reader/StoredReaderState.h"
 #include "StateWorld.h"
 
 namespace gaugely {
@@ -198,6 +199,13 @@ TEST(ReaderPersistence, UnreadableRecordsKeepTheDefaultsAndAreNotOverwrittenByTh
         if (c.withLegacyRecord) {
             world.preferences.setData("last-complete-usage-snapshot-v1", legacy);
         }
+        // What `gaugely state` shows as unreadable is what the reader keeps its default for: the
+        // whole record, or one plan's entry of the readings.
+        const StoredReaderState stored = StoredReaderState::read(world.preferences);
+        const bool entryKept =
+            stored.planSnapshots.value && !stored.planSnapshots.value->preservedEntries.empty();
+        EXPECT_TRUE(stored.unreadableKeys() == std::vector<std::string_view>{c.key} || entryKept)
+            << c.key;
         const UsageReader& reader = world.launch();
         world.time.advance(120);
         EXPECT_TRUE(c.keptDefault(reader)) << c.key;

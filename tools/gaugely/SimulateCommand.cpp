@@ -13,6 +13,7 @@
 #include "LowUsageNotificationSupport/Text.h"
 #include "Meterlane/Posix/FilePreferences.h"
 #include "Meterlane/Posix/StopSignals.h"
+#include "Meterlane/Reader/RefreshTrace.h"
 #include "Meterlane/Reader/UserDefaultsKeys.h"
 #include "Meterlane/Simulation/SimulationClockDriver.h"
 #include "tools/gaugely/Arguments.h"
@@ -22,7 +23,7 @@
 #include "tools/gaugely/Scenario.h"
 #include "tools/gaugely/SimulatedWorld.h"
 #include "tools/gaugely/SimulationView.h"
-#include "tools/gaugely/StoredState.h"
+#include "tools/gaugely/StateText.h"
 #include "tools/gaugely/Terminal.h"
 
 namespace gaugely::tool {
@@ -184,6 +185,15 @@ std::string footerText(double elapsed, const SimulateOptions& options,
     return text + " \u00B7 Ctrl-C stops";
 }
 
+// Piped, every line a user of the log would see (the golden files hold them); on a terminal the
+// story: the scheduler's lines and how each run ended, with the trace's stages left to --verbose.
+bool showsWithoutVerbose(const LogEntry& entry, bool live) {
+    if (entry.level == LogLevel::debug) {
+        return false;
+    }
+    return !live || entry.category != refreshLogCategory || isRunOutcomeLine(entry.line);
+}
+
 }  // namespace
 
 int runSimulateCommand(const std::vector<std::string>& arguments, CommandStreams streams) {
@@ -214,7 +224,7 @@ int runSimulateCommand(const std::vector<std::string>& arguments, CommandStreams
                   .string();
     FilePreferences defaults(
         file, [&](const std::string& message) { streams.err << "gaugely: " << message << "\n"; });
-    const StoredState stored = StoredState::read(defaults);
+    const StoredReaderState stored = StoredReaderState::read(defaults);
 
     if (scenario->startsWithoutPlan && stored.plan.value) {
         streams.err << "gaugely simulate: the first-run scenario starts before a plan is chosen, "
@@ -236,14 +246,17 @@ int runSimulateCommand(const std::vector<std::string>& arguments, CommandStreams
     }
 
     const bool instant = !options.speed;
-    const bool live = !instant && &streams.out == &std::cout && isTerminal(STDOUT_FILENO);
+    // A terminal that cannot move its cursor gets the piped form, one line an event.
+    const bool live =
+        !instant && &streams.out == &std::cout && isTerminal(STDOUT_FILENO) && terminalCanRedraw();
     const Date start = instant ? VirtualTime::defaultStart : currentDate();
     SimulatedWorld world(start, *plan, defaults, instant);
     const double origin = world.time.monotonicSeconds();
     const auto elapsed = [&] { return world.time.monotonicSeconds() - origin; };
     SimulationView view(streams.out,
                         live ? SimulationView::Style::live : SimulationView::Style::lines, elapsed,
-                        live ? static_cast<std::size_t>(terminalColumns(STDOUT_FILENO, 80)) : 80);
+                        live ? static_cast<std::size_t>(terminalColumns(STDOUT_FILENO, 80)) : 80,
+                        live && colourWanted());
 
     view.say("gaugely simulate \u2014 scenario " + std::string(scenario->name) + ": " +
              std::string(scenario->summary));
@@ -262,7 +275,7 @@ int runSimulateCommand(const std::vector<std::string>& arguments, CommandStreams
     view.say(restoredStateLine(stored, file, start));
 
     world.log.setEcho([&](const LogEntry& entry) {
-        if (options.verbose || entry.level != LogLevel::debug) {
+        if (options.verbose || showsWithoutVerbose(entry, live)) {
             view.logEntry(entry);
         }
     });

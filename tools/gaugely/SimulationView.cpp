@@ -113,12 +113,17 @@ std::string elapsedStamp(double seconds) {
     return text;
 }
 
+bool isRunOutcomeLine(std::string_view traceLine) {
+    return traceLine.find("final outcome ") != std::string_view::npos;
+}
+
 SimulationView::SimulationView(std::ostream& out, Style style, std::function<double()> elapsed,
-                               std::size_t columns)
+                               std::size_t columns, bool colour)
     : out_(out),
       style_(style),
       elapsed_(std::move(elapsed)),
-      columns_(std::max<std::size_t>(columns, 40)) {}
+      columns_(std::max<std::size_t>(columns, 40)),
+      colour_(colour && style == Style::live) {}
 
 void SimulationView::say(std::string_view text) {
     clearPanel();
@@ -126,12 +131,12 @@ void SimulationView::say(std::string_view text) {
     out_.flush();
 }
 
-void SimulationView::queue(std::string text, std::vector<std::string> more) {
-    events_.push_back(Event{elapsed_(), std::move(text), std::move(more)});
+void SimulationView::queue(std::string text, Emphasis emphasis) {
+    events_.push_back(Event{elapsed_(), std::move(text), {}, emphasis});
 }
 
 void SimulationView::note(std::string_view text) {
-    queue("\u25B8 " + std::string(text));  // ▸
+    queue("\u25B8 " + std::string(text), Emphasis::userAction);  // ▸
 }
 
 void SimulationView::logEntry(const LogEntry& entry) {
@@ -139,11 +144,17 @@ void SimulationView::logEntry(const LogEntry& entry) {
 }
 
 void SimulationView::notification(const NotificationRequest& request) {
-    queue("notification: [" + request.title + "] " + request.body);
+    queue("notification: [" + request.title + "] " + request.body, Emphasis::notification);
 }
 
 void SimulationView::printEvent(const Event& event) {
-    out_ << "[" << elapsedStamp(event.at) << "] " << event.text << "\n";
+    // Cyan for what the user did, bold yellow for what reached them.
+    const char* start = !colour_                                   ? ""
+                        : event.emphasis == Emphasis::userAction   ? "\x1b[36m"
+                        : event.emphasis == Emphasis::notification ? "\x1b[1;33m"
+                                                                   : "";
+    const char* end = *start != '\0' ? "\x1b[0m" : "";
+    out_ << "[" << elapsedStamp(event.at) << "] " << start << event.text << end << "\n";
     for (const std::string& line : event.more) {
         out_ << std::string(stampWidth, ' ') << "  " << line << "\n";
     }

@@ -37,6 +37,10 @@ std::string progressBar(double progress, std::size_t width);
 // "+00:12.400", or "+1:02:03.400" past an hour.
 std::string elapsedStamp(double seconds);
 
+// Whether a line of the refresh trace is the one that ends a run ("… final outcome …"), which a
+// terminal shows even when the trace's stages are left out.
+bool isRunOutcomeLine(std::string_view traceLine);
+
 // Shows a simulation as it runs. `lines`: every event and every change of the screen is one
 // appended, time-stamped line, the same on every run (for pipes and tests). `live`: events scroll
 // by above a panel that is redrawn in place (for a terminal).
@@ -44,9 +48,10 @@ class SimulationView {
   public:
     enum class Style { lines, live };
 
-    // `elapsed`: seconds of simulated time since the start, for the time stamps.
+    // `elapsed`: seconds of simulated time since the start, for the time stamps. `colour`: the
+    // live panel may mark what the user did and what was notified (never in the lines style).
     SimulationView(std::ostream& out, Style style, std::function<double()> elapsed,
-                   std::size_t columns = 80);
+                   std::size_t columns = 80, bool colour = false);
 
     // A line without a time stamp, printed at once (headers, summaries).
     void say(std::string_view text);
@@ -62,13 +67,15 @@ class SimulationView {
     void close();
 
   private:
+    enum class Emphasis { none, userAction, notification };
     struct Event {
         double at = 0;
         std::string text;
         std::vector<std::string> more;  // indented continuation lines
+        Emphasis emphasis = Emphasis::none;
     };
 
-    void queue(std::string text, std::vector<std::string> more = {});
+    void queue(std::string text, Emphasis emphasis = Emphasis::none);
     void printEvent(const Event& event);
     void clearPanel();
     void drawPanel(const GaugelyScreen& screen, std::string_view footer);
@@ -78,6 +85,7 @@ class SimulationView {
     Style style_;
     std::function<double()> elapsed_;
     std::size_t columns_;
+    bool colour_;
     std::vector<Event> events_;
     // What was last shown, so only changes are printed.
     std::optional<std::string> shownMenuBar_;

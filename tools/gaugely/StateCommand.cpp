@@ -26,7 +26,7 @@
 #include "tools/gaugely/Command.h"
 #include "tools/gaugely/HostTimeFormatter.h"
 #include "tools/gaugely/SimulationView.h"
-#include "tools/gaugely/StoredState.h"
+#include "tools/gaugely/StateText.h"
 #include "tools/gaugely/Terminal.h"
 
 namespace gaugely::tool {
@@ -172,8 +172,8 @@ std::string deadlineText(Date deadline, Date now) {
     return localDateTimeText(deadline) + (deadline <= now ? " (overdue)" : "");
 }
 
-void printText(std::ostream& out, const std::string& file, bool exists, const StoredState& state,
-               const LaunchView& launch, Date now) {
+void printText(std::ostream& out, const std::string& file, bool exists,
+               const StoredReaderState& state, const LaunchView& launch, Date now) {
     out << "Gaugely's saved state in " << file << "\n";
     if (!exists) {
         out << "(no such file yet: everything is at its default)\n";
@@ -184,10 +184,10 @@ void printText(std::ostream& out, const std::string& file, bool exists, const St
                          : marked(state.plan, "none chosen"));
     const bool automatic = state.automaticRefreshEnabled.value.value_or(true);
     const RefreshFrequency frequency =
-        state.refreshFrequency.value.value_or(defaultRefreshFrequency);
+        state.refreshFrequency.frequency.value.value_or(defaultRefreshFrequency);
     row(out, "Automatic refresh",
         marked(state.automaticRefreshEnabled, automatic ? "on" : "off") + ", every " +
-            marked(state.refreshFrequency, std::string(title(frequency))));
+            marked(state.refreshFrequency.frequency, std::string(title(frequency))));
     row(out, "Menu bar format",
         marked(state.menuBarDisplay,
                std::string(title(state.menuBarDisplay.value.value_or(defaultMenuBarDisplay)))));
@@ -278,15 +278,15 @@ Json storedJson(const Stored<T>& stored, F&& encode) {
     return stored.value ? Json(encode(*stored.value)) : Json(nullptr);
 }
 
-void printJson(std::ostream& out, const std::string& file, bool exists, const StoredState& state,
-               const LaunchView& launch, Date now) {
+void printJson(std::ostream& out, const std::string& file, bool exists,
+               const StoredReaderState& state, const LaunchView& launch, Date now) {
     Json json = Json::object();
     json["file"] = file;
     json["fileExists"] = exists;
     json["plan"] = storedJson(state.plan, [](CodexPlan plan) { return rawValue(plan); });
     json["automaticRefreshEnabled"] = state.automaticRefreshEnabled.value.value_or(true);
     json["refreshFrequency"] =
-        rawValue(state.refreshFrequency.value.value_or(defaultRefreshFrequency));
+        rawValue(state.refreshFrequency.frequency.value.value_or(defaultRefreshFrequency));
     json["menuBarDisplay"] = rawValue(state.menuBarDisplay.value.value_or(defaultMenuBarDisplay));
     json["lowUsageAlertSettings"] =
         state.lowUsageAlertSettings.value.value_or(LowUsageAlertSettings{}).toJson();
@@ -378,7 +378,7 @@ int runStateCommand(const std::vector<std::string>& arguments, CommandStreams st
 
     MemoryPreferences defaults;
     copyInto(defaults, values);
-    const StoredState state = StoredState::read(defaults);
+    const StoredReaderState state = StoredReaderState::read(defaults);
     const Date now = currentDate();
     const LaunchView launch = launchView(defaults, now);
     if (options.json) {

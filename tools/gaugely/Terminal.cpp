@@ -3,6 +3,8 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <cstdlib>
+
 namespace gaugely::tool {
 
 namespace {
@@ -15,6 +17,16 @@ bool isContinuationByte(char c) {
 
 bool isTerminal(int fileDescriptor) {
     return ::isatty(fileDescriptor) == 1;
+}
+
+bool terminalCanRedraw() {
+    const char* term = std::getenv("TERM");
+    return term != nullptr && *term != '\0' && std::string_view(term) != "dumb";
+}
+
+bool colourWanted() {
+    const char* noColour = std::getenv("NO_COLOR");
+    return noColour == nullptr || *noColour == '\0';
 }
 
 int terminalColumns(int fileDescriptor, int fallback) {

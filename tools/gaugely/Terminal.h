@@ -9,6 +9,12 @@ namespace gaugely::tool {
 // Whether the file descriptor is an interactive terminal.
 bool isTerminal(int fileDescriptor);
 
+// Whether the terminal named by TERM can move the cursor and clear lines: not "dumb", and named.
+bool terminalCanRedraw();
+
+// Whether colour is welcome: not when NO_COLOR is set to anything (no-color.org).
+bool colourWanted();
+
 // The terminal's width in columns, or `fallback` when it cannot be told.
 int terminalColumns(int fileDescriptor, int fallback);
 

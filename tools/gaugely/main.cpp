@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <clocale>
 #include <iostream>
 #include <string>
 #include <vector>
@@ -77,8 +76,6 @@ int run(const std::vector<std::string>& arguments) {
 
 int main(int argc, char** argv) {
     std::ios::sync_with_stdio(false);
-    // Times of day follow the user's locale, as the app's do; numbers stay in the C form.
-    std::setlocale(LC_TIME, "");
     const int status = gaugely::tool::run(std::vector<std::string>(argv + 1, argv + argc));
     std::cout.flush();
     return status;
