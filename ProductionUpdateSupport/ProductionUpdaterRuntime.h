@@ -16,7 +16,7 @@
 #include "Meterlane/Platform/MainQueue.h"
 #include "Meterlane/Platform/Preferences.h"
 #include "Meterlane/Platform/TimeFormatter.h"
-#include "Meterlane/Platform/UpdateFramework.h"
+#include "SharedUpdateSupport/UpdateFramework.h"
 #include "Meterlane/Platform/Workspace.h"
 #include "ProductFacts.h"
 #include "ProductionUpdateSupport/ProductionUpdaterConfiguration.h"

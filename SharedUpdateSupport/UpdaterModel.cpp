@@ -13,7 +13,9 @@ namespace gaugely {
 UpdaterModel::UpdaterModel(UpdaterEnvironment environment, UpdaterConfiguration configuration)
     : environment_(environment),
       configuration_(std::move(configuration)),
-      notice_(environment.defaults, configuration_.noticeKey),
+      notice_(decodeJson<UpdateNoticeState>(
+                  environment.defaults.dataValue(configuration_.noticeKey).value_or(""))
+                  .value_or(UpdateNoticeState{})),
       alive_(std::make_shared<UpdaterModel*>(this)) {
     if (hasUnhandledUpdate()) {
         availableVersion_ = notice().offer->version;
@@ -60,8 +62,8 @@ void UpdaterModel::changeNotice(const std::function<void(UpdateNoticeState&)>& c
     if (changed == notice()) {
         return;
     }
-    notice_.value() = std::move(changed);
-    notice_.save();
+    notice_ = std::move(changed);
+    environment_.defaults.setData(configuration_.noticeKey, encodeJson(notice_));
     notifyObservers();
 }
 

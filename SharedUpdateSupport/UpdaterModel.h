@@ -19,13 +19,12 @@
 #include <utility>
 #include <vector>
 
-#include "Meterlane/Notifications/PersistedRecord.h"
 #include "Meterlane/Platform/BundleInformation.h"
 #include "Meterlane/Platform/MainQueue.h"
 #include "Meterlane/Platform/Preferences.h"
 #include "Meterlane/Platform/TimeFormatter.h"
-#include "Meterlane/Platform/UpdateFramework.h"
 #include "Meterlane/Platform/Workspace.h"
+#include "SharedUpdateSupport/UpdateFramework.h"
 #include "SharedUpdateSupport/UpdateNoticeState.h"
 #include "SharedUpdateSupport/UpdateRefreshGate.h"
 #include "SharedUpdateSupport/UpdaterConfiguration.h"
@@ -62,7 +61,7 @@ class UpdaterModel final : private UpdateFrameworkDelegate {
     void removeObserver(ObserverID id);
 
     // Published state.
-    const UpdateNoticeState& notice() const { return notice_.value(); }
+    const UpdateNoticeState& notice() const { return notice_; }
     const std::optional<std::string>& availableVersion() const { return availableVersion_; }
     bool isChecking() const { return isChecking_; }
     const std::optional<std::string>& message() const { return message_; }
@@ -150,7 +149,8 @@ class UpdaterModel final : private UpdateFrameworkDelegate {
 
     UpdaterEnvironment environment_;
     UpdaterConfiguration configuration_;
-    PersistedRecord<UpdateNoticeState> notice_;
+    // An undecodable record reads as the empty state and stays stored until the next change.
+    UpdateNoticeState notice_;
     std::optional<std::string> availableVersion_;
     bool isChecking_ = false;
     std::optional<std::string> message_;

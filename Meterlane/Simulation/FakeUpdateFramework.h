@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "Meterlane/Platform/MainQueue.h"
-#include "Meterlane/Platform/UpdateFramework.h"
+#include "SharedUpdateSupport/UpdateFramework.h"
 
 namespace gaugely {
 

@@ -8,7 +8,7 @@
 #include <memory>
 #include <string>
 
-#include "Meterlane/Platform/UpdateFramework.h"
+#include "SharedUpdateSupport/UpdateFramework.h"
 
 namespace gaugely {
 
