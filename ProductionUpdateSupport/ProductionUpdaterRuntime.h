@@ -16,10 +16,10 @@
 #include "Meterlane/Platform/MainQueue.h"
 #include "Meterlane/Platform/Preferences.h"
 #include "Meterlane/Platform/TimeFormatter.h"
-#include "SharedUpdateSupport/UpdateFramework.h"
 #include "Meterlane/Platform/Workspace.h"
 #include "ProductFacts.h"
 #include "ProductionUpdateSupport/ProductionUpdaterConfiguration.h"
+#include "SharedUpdateSupport/UpdateFramework.h"
 #include "SharedUpdateSupport/UpdaterModel.h"
 
 namespace gaugely {

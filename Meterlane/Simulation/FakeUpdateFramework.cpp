@@ -91,9 +91,10 @@ void FakeUpdateFramework::continueInstallation() {
             finish(false);
             return;
         }
-        tell("relaunching into the new build");
+        tell("installing build " + approvedBuild_.value_or(""));
         delegate_->willRelaunch();
         relaunched_ = true;
+        tell("the app quits to be relaunched");
         finish(false);
     });
 }

@@ -21,7 +21,8 @@ inline FoundUpdate feedItem(std::string version, std::string build,
     const std::string base = "https://updates.example.com/updates/gaugely/releases/";
     return FoundUpdate{{build, version, false, base + version + "/",
                         base + version + "/build-" + build + "/Gaugely-" + version + ".zip"},
-                       std::move(notes), false,
+                       std::move(notes),
+                       false,
                        Date::fromUnixTime(1790141400)};  // 2026-09-22 evening in Edmonton
 }
 
