@@ -4,33 +4,16 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
-#include <string_view>
 
 #include "SharedUpdateSupport/PendingUpdateReceipt.h"
 #include "SharedUpdateSupport/UpdateNoticeState.h"
-
-namespace {
-
-using namespace gaugely;
-
-template <class T>
-std::optional<T> checkRoundTrip(std::string_view text) {
-    const auto decoded = decodeJson<T>(text);
-    if (!decoded) {
-        return std::nullopt;
-    }
-    const auto again = decodeJson<T>(encodeJson(*decoded));
-    if (!again || !(*again == *decoded)) {
-        std::abort();
-    }
-    return decoded;
-}
-
-}  // namespace
+#include "fuzz/FuzzLines.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    const std::string_view text(reinterpret_cast<const char*>(data), size);
-    if (auto notice = checkRoundTrip<UpdateNoticeState>(text)) {
+    using namespace gaugely;
+    const auto text = fuzz::bytes(data, size);
+    if (auto notice = decodeJson<UpdateNoticeState>(text)) {
+        fuzz::expectStableRoundTrip(*notice);
         const bool unhandled = notice->hasUnhandledUpdate();
         (void)notice->backgroundCheckDue(Date{816944400});
         if (notice->offer) {
@@ -43,7 +26,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
             }
         }
     }
-    if (const auto receipt = checkRoundTrip<PendingUpdateReceipt>(text)) {
+    if (const auto receipt = decodeJson<PendingUpdateReceipt>(text)) {
+        fuzz::expectStableRoundTrip(*receipt);
         (void)receipt->matches(receipt->targetBuild, receipt->bundleID, receipt->bundlePath,
                                receipt->created.addingTimeInterval(1));
     }

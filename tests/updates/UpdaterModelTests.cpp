@@ -145,11 +145,8 @@ TEST(UpdaterModel, BackgroundChecksRunOnceADayAndOnWake) {
 // The reader is in the middle of a manual run; the user presses "Update & Restart".
 TEST(UpdaterModel, UpdateAndRestartDuringALiveRunChangesOnlyTheMessage) {
     UpdaterWorld w;
-    w.framework.feed = {feedItem("1.0.4", "4")};
-    UsageReader& reader = w.makeReader();
-    UpdaterModel& model = w.launchUpdater();
-    model.checkForUpdates();
-    w.time.runUntilIdle();
+    UpdaterModel& model = w.withOfferFound();
+    UsageReader& reader = *w.reader;
     reader.beginReadCountdown(false);
     w.time.advance(0.5);
     ASSERT_TRUE(reader.automationInProgress());
@@ -171,11 +168,8 @@ TEST(UpdaterModel, UpdateAndRestartDuringALiveRunChangesOnlyTheMessage) {
 
 TEST(UpdaterModel, ApprovedInstallationRelaunchesAndTheNextStartVerifiesIt) {
     UpdaterWorld w;
-    w.framework.feed = {feedItem("1.0.4", "4")};
-    UsageReader& reader = w.makeReader();
-    UpdaterModel& model = w.launchUpdater();
-    model.checkForUpdates();
-    w.time.runUntilIdle();
+    UpdaterModel& model = w.withOfferFound();
+    UsageReader& reader = *w.reader;
 
     model.updateAndRestart();
     EXPECT_TRUE(reader.updateRefreshGate());
@@ -225,11 +219,8 @@ TEST(UpdaterModel, AStoppedInstallationReleasesTheGateAndRemovesTheReceipt) {
     };
     for (const Row& row : rows) {
         UpdaterWorld w;
-        w.framework.feed = {feedItem("1.0.4", "4")};
-        UsageReader& reader = w.makeReader();
-        UpdaterModel& model = w.launchUpdater();
-        model.checkForUpdates();
-        w.time.runUntilIdle();
+        UpdaterModel& model = w.withOfferFound();
+        UsageReader& reader = *w.reader;
         w.suite.setData(receiptKey, "left over");
         row.change(w.framework);
 

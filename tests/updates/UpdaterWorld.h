@@ -47,6 +47,15 @@ struct UpdaterWorld : ReaderWorld {
         return *model;
     }
 
+    // A reader beside an updater that has already found build 4 on a user's check.
+    UpdaterModel& withOfferFound() {
+        framework.feed = {feedItem("1.0.4", "4")};
+        makeReader();
+        launchUpdater().checkForUpdates();
+        time.runUntilIdle();
+        return *model;
+    }
+
     // Every published property, the stored notice and the receipt key, for before/after checks.
     auto observable() {
         return std::make_tuple(model->notice(), model->availableVersion(), model->isChecking(),
