@@ -285,7 +285,10 @@ int runSimulateCommand(const std::vector<std::string>& arguments, CommandStreams
     UsageReader& reader = world.launchReader();
     world.updater = std::make_unique<SimulatedUpdater>(
         world.time, world.workspace, world.log, reader,
-        std::make_unique<FilePreferences>(updaterSuiteFile(file), warn), hostTimeFormatter());
+        [&](std::string_view) -> std::unique_ptr<Preferences> {
+            return std::make_unique<FilePreferences>(updaterSuiteFile(file), warn);
+        },
+        hostTimeFormatter());
     RefreshStatistics statistics(reader, world.codex);
     reader.addObserver([&] { statistics.readerChanged(elapsed()); });
     // A refresh that was overdue at launch starts inside the reader's construction.

@@ -23,13 +23,13 @@ FoundUpdate simulatedRelease() {
 }  // namespace
 
 SimulatedUpdater::SimulatedUpdater(VirtualTime& time, FakeWorkspace& workspace, Log& log,
-                                   UsageReader& reader, std::unique_ptr<Preferences> suite,
+                                   UsageReader& reader, SuiteOpener openSuite,
                                    const TimeFormatter& formatter)
     : time_(time),
       workspace_(workspace),
       log_(log),
       reader_(reader),
-      suite_(std::move(suite)),
+      openSuite_(std::move(openSuite)),
       formatter_(formatter),
       framework_(time) {
     framework_.feed = {simulatedRelease()};
@@ -42,7 +42,7 @@ SimulatedUpdater::SimulatedUpdater(VirtualTime& time, FakeWorkspace& workspace, 
 }
 
 void SimulatedUpdater::sayReceipt(const std::string& what) {
-    const auto data = suite_->dataValue(ProductionUpdaterConfiguration::receiptKey);
+    const auto data = runtime_->defaults().dataValue(ProductionUpdaterConfiguration::receiptKey);
     const auto receipt = data ? decodeJson<PendingUpdateReceipt>(*data) : std::nullopt;
     say("updater", receipt ? what + ": build " + receipt->sourceBuild + " \u2192 " +
                                  receipt->targetBuild + " at " + receipt->bundlePath +
@@ -55,15 +55,14 @@ void SimulatedUpdater::say(std::string_view category, const std::string& line) {
 }
 
 UpdaterModel& SimulatedUpdater::launch(std::string version, std::string build) {
-    model_.reset();
+    runtime_.reset();
     bundle_ = std::make_unique<MemoryBundleInformation>(MemoryBundleInformation::production(
         simulatedFeedHost, version, build, std::string(simulatedAppPath)));
-    model_ = std::make_unique<UpdaterModel>(
-        UpdaterEnvironment{*bundle_, *suite_, framework_, time_, time_, workspace_, formatter_},
-        ProductionUpdaterRuntime::configuration(*bundle_, simulatedFeedHost));
+    runtime_ = std::make_unique<ProductionUpdaterRuntime>(UpdaterHost{
+        *bundle_, framework_, time_, time_, workspace_, formatter_, openSuite_, simulatedFeedHost});
     // The hooks report what the gate answered, then answer as the reader did.
     const UpdateRefreshGateHooks hooks = reader_.updateRefreshGateHooks();
-    model_->setRefreshGateHooks(
+    runtime_->installRefreshGateHooks(
         {[this, hooks] {
              const bool closed = hooks.prepareForInstallation();
              say("updater", closed ? "refresh gate closed: no refresh may start until the "
@@ -75,15 +74,23 @@ UpdaterModel& SimulatedUpdater::launch(std::string version, std::string build) {
              hooks.resumeAfterInstallation();
              say("updater", "refresh gate opened");
          }});
-    say("updater", "Gaugely " + version + " (" + build + "): " + model_->currentVersionDisplay());
+    UpdaterModel& model = runtime_->model();
+    say("updater", "Gaugely " + version + " (" + build + "): " + model.currentVersionDisplay());
     shown_ = {};
     modelChanged();
-    model_->addObserver([this] { modelChanged(); });
-    return *model_;
+    model.addObserver([this] { modelChanged(); });
+    return model;
+}
+
+void SimulatedUpdater::forgetRecords() {
+    if (const auto suite = openSuite_(ProductionUpdaterRuntime::defaultsSuiteName)) {
+        suite->remove(ProductionUpdaterConfiguration::noticeKey);
+        suite->remove(ProductionUpdaterConfiguration::receiptKey);
+    }
 }
 
 void SimulatedUpdater::modelChanged() {
-    const UpdaterModel& model = *model_;
+    const UpdaterModel& model = runtime_->model();
     const Shown now{model.message(), model.availableVersion(), model.suppressesOnboarding()};
     if (now.availableVersion != shown_.availableVersion && now.availableVersion) {
         const UpdateOffer& offer = *model.notice().offer;
@@ -109,8 +116,7 @@ void writeUpdate(ScenarioScript& s) {
     SimulatedWorld& world = s.world();
     s.at(0, "", [&world] {
         // The story starts from a Mac that has never checked for updates.
-        world.updater->suite().remove(ProductionUpdaterConfiguration::noticeKey);
-        world.updater->suite().remove(ProductionUpdaterConfiguration::receiptKey);
+        world.updater->forgetRecords();
         world.updater->launch("1.0.3", "3").setBackgroundDiscoveryEnabled(true);
     });
     s.pressRefresh(5);
