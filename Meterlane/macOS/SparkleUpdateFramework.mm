@@ -213,8 +213,10 @@ SPUUserUpdateChoice choiceFrom(UpdateReply reply) {
 
 - (void)updater:(SPUUpdater*)updater didFindValidUpdate:(SUAppcastItem*)item {
     (void)updater;
-    FoundUpdate update{candidateFrom(item), stringFrom(item.itemDescription),
-                       [item.itemDescriptionFormat isEqualToString:@"plain-text"], std::nullopt};
+    FoundUpdate update{
+        candidateFrom(item), stringFrom(item.itemDescription),
+        static_cast<bool>([item.itemDescriptionFormat isEqualToString:@"plain-text"]),
+        std::nullopt};
     if (item.date) {
         update.date = Date{item.date.timeIntervalSinceReferenceDate};
     }
