@@ -18,6 +18,14 @@ endif()
 add_library(MeterlaneMacOS STATIC ${gaugely_macos_sources})
 target_include_directories(MeterlaneMacOS PUBLIC ${PROJECT_SOURCE_DIR})
 target_compile_options(MeterlaneMacOS PRIVATE $<$<COMPILE_LANGUAGE:OBJCXX>:-fobjc-arc>)
+# An SDK older than macOS 13 (the cross-check's) lacks SMAppService; declare it for that build only.
+if(CMAKE_CROSSCOMPILING)
+    target_compile_options(
+        MeterlaneMacOS
+        PRIVATE
+            $<$<COMPILE_LANGUAGE:OBJCXX>:-include${PROJECT_SOURCE_DIR}/cmake/macos-compat/ServiceManagementCompat.h>
+    )
+endif()
 target_link_libraries(
     MeterlaneMacOS
     PUBLIC MeterlaneCore

@@ -149,6 +149,18 @@ PopoverViewModel PopoverViewModel::make(const PopoverInput& input, const TimeFor
         input.automaticRefreshEnabled, input.automaticRefreshIsPending,
         input.nextAutomaticRefreshDate, input.refreshFrequency, formatter);
 
+    if (input.updatedToVersion) {
+        model.updatedNote = "Gaugely was updated to version " + *input.updatedToVersion + ".";
+    }
+    if (input.inputMonitoringUnavailable && model.showsFooter) {
+        model.inputMonitoringNotice = PopoverNotice{
+            "Automatic refresh needs Input Monitoring permission to notice your "
+            "typing, so it waits.",
+            "Open Input Monitoring Settings\u2026"};
+    }
+    model.appActions = {{PopoverAppAction::Kind::settings, "Settings\u2026", ","},
+                        {PopoverAppAction::Kind::about, "About Gaugely", ""},
+                        {PopoverAppAction::Kind::quit, "Quit Gaugely", "q"}};
     if (input.updateOfferVersion) {
         model.updateOffer = UpdateOfferRow{
             "Gaugely " + *input.updateOfferVersion + " is available.", "View Update \u2192"};

@@ -39,8 +39,13 @@ struct PopoverInput {
     bool automaticRefreshEnabled = true;
     bool automaticRefreshIsPending = false;
     std::optional<Date> nextAutomaticRefreshDate;
-    // The version of an offered update, when there is one.
+    // The version of an offered update the user has not dealt with yet, when there is one.
     std::optional<std::string> updateOfferVersion;
+    // The version this launch was updated to, shown once after a verified update.
+    std::optional<std::string> updatedToVersion;
+    // The listen-only monitor of real input could not be made (macOS wants Input Monitoring
+    // permission), so every automatic refresh would be put off without a word.
+    bool inputMonitoringUnavailable = false;
 };
 
 // What the popover's main area holds.
@@ -86,6 +91,27 @@ struct UpdateOfferRow {
 
 inline constexpr std::string_view accessibilitySettingsURL =
     "x-apple.systempreferences:com.apple.preference.security?Privacy_Accessibility";
+inline constexpr std::string_view inputMonitoringSettingsURL =
+    "x-apple.systempreferences:com.apple.preference.security?Privacy_ListenEvent";
+
+// A line with a button beside it: the update offer, the input-monitoring warning.
+struct PopoverNotice {
+    std::string text;
+    std::string actionTitle;
+
+    bool operator==(const PopoverNotice&) const = default;
+};
+
+// The app's own actions at the foot of the popover; an agent app has no menu bar of its own, so
+// without them it could only be quit from Activity Monitor.
+struct PopoverAppAction {
+    enum class Kind { settings, about, quit };
+    Kind kind = Kind::settings;
+    std::string title;
+    std::string keyEquivalent;  // with the Command key
+
+    bool operator==(const PopoverAppAction&) const = default;
+};
 
 // Everything the popover shows, as text and values; the platform view only lays it out.
 struct PopoverViewModel {
@@ -106,6 +132,10 @@ struct PopoverViewModel {
     std::string refreshActionTitle = "Refresh";
 
     std::optional<UpdateOfferRow> updateOffer;
+    // "Gaugely was updated to version 1.0.4."
+    std::optional<std::string> updatedNote;
+    std::optional<PopoverNotice> inputMonitoringNotice;
+    std::vector<PopoverAppAction> appActions;
 
     static PopoverViewModel make(const PopoverInput& input, const TimeFormatter& formatter);
 };

@@ -64,8 +64,15 @@ void UsageReader::setStatusMessage(std::optional<std::string> message) {
 
 bool UsageReader::refreshPermission(bool requestPrompt) {
     const bool trusted = env_.accessibility.isProcessTrusted(requestPrompt);
+    accessibilityGuidanceState_.updateTrust(trusted);
     publish(accessibilityGranted_, trusted);
+    publish(accessibilityGuidanceIsEligible_, accessibilityGuidanceState_.isGuidanceEligible());
     return trusted;
+}
+
+void UsageReader::dismissAccessibilityGuidanceForCurrentSession() {
+    accessibilityGuidanceState_.dismissForCurrentSession();
+    publish(accessibilityGuidanceIsEligible_, accessibilityGuidanceState_.isGuidanceEligible());
 }
 
 AXElement UsageReader::applicationElement(const RunningApplication& codex) {

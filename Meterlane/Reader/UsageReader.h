@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "LowUsageNotificationSupport/AccessibilityPermissionGuidance.h"
 #include "LowUsageNotificationSupport/CodexPlan.h"
 #include "LowUsageNotificationSupport/LowUsageAlertSettings.h"
 #include "LowUsageNotificationSupport/MenuBarDisplay.h"
@@ -138,6 +139,9 @@ class UsageReader {
     UpdateRefreshGateHooks updateRefreshGateHooks();
 
     bool refreshPermission(bool requestPrompt);
+    // The first-run guidance was shown (or an update relaunch made it pointless): not again in
+    // this run of the program.
+    void dismissAccessibilityGuidanceForCurrentSession();
 
     // Exposed for the demo's statistics and for tests.
     CodexElementSearch& elementSearch() { return search_; }
@@ -274,6 +278,7 @@ class UsageReader {
     std::optional<RefreshRunOutcome> lastRefreshOutcome_;
     bool firstRunPlanSelectionIsEligible_ = false;
     bool accessibilityGuidanceIsEligible_ = false;
+    AccessibilityPermissionGuidanceState accessibilityGuidanceState_;
     RefreshFrequency refreshFrequency_ = RefreshFrequency::oneMinute;
     MenuBarDisplay menuBarDisplay_ = MenuBarDisplay::standard;
     LowUsageAlertSettings lowUsageAlertSettings_;

@@ -85,6 +85,11 @@ TEST_F(State, MissingOddAndBrokenFiles) {
           "Unreadable (left as is)   codex-plan-v1, reset-notification-settings-v1, "
           "plan-specific-usage-snapshots-v1"},
          ""},
+        {"one plan's reading unreadable",
+         R"({"plan-specific-usage-snapshots-v1": {"type": "data", "value": "eyJzbmFwc2hvdHMiOiB7InBsdXMiOiB7InNuYXBzaG90IjogN319fQ=="}})",
+         0,
+         {"Readings\n  plus                    (stored reading unreadable: left as is)\n"},
+         ""},
         {"not an object", "[1, 2]", 1, {}, "is not a defaults file"},
         {"not JSON", "{\"codex-plan-v1\": ", 1, {}, "is not a defaults file"},
     };

@@ -142,5 +142,28 @@ TEST(PopoverViewModel, FooterTextsAndSecondsOnlyAtThirtySeconds) {
               "Next automatic refresh: —");
 }
 
+TEST(PopoverViewModel, NoticesAndTheAppsOwnActions) {
+    PopoverInput input = plusWithData();
+    input.updateOfferVersion = "1.0.4";
+    input.updatedToVersion = "1.0.3";
+    input.inputMonitoringUnavailable = true;
+    const auto model = PopoverViewModel::make(input, fakeTime);
+    EXPECT_EQ(model.updatedNote, "Gaugely was updated to version 1.0.3.");
+    ASSERT_TRUE(model.updateOffer);
+    EXPECT_EQ(model.updateOffer->text, "Gaugely 1.0.4 is available.");
+    ASSERT_TRUE(model.inputMonitoringNotice);
+    EXPECT_FALSE(model.inputMonitoringNotice->actionTitle.empty());
+    std::vector<std::string> actions;
+    for (const PopoverAppAction& action : model.appActions) {
+        actions.push_back(action.title + "/" + action.keyEquivalent);
+    }
+    EXPECT_EQ(actions,
+              (std::vector<std::string>{"Settings\u2026/,", "About Gaugely/", "Quit Gaugely/q"}));
+
+    // Before a plan is chosen nothing refreshes, so there is nothing to warn about.
+    input.presentationState = UsageSnapshotPresentationState::planSelectionRequired;
+    EXPECT_FALSE(PopoverViewModel::make(input, fakeTime).inputMonitoringNotice);
+}
+
 }  // namespace
 }  // namespace gaugely

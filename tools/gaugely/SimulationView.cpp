@@ -83,6 +83,13 @@ std::vector<std::string> popoverLines(const PopoverViewModel& popover) {
         lines.push_back(popover.automaticRefreshStatusText);
         lines.push_back("[" + popover.refreshActionTitle + "]");
     }
+    if (popover.inputMonitoringNotice) {
+        lines.push_back(popover.inputMonitoringNotice->text + " [" +
+                        popover.inputMonitoringNotice->actionTitle + "]");
+    }
+    if (popover.updatedNote) {
+        lines.push_back(*popover.updatedNote);
+    }
     if (popover.updateOffer) {
         lines.push_back(popover.updateOffer->text + " [" + popover.updateOffer->actionTitle + "]");
     }

@@ -206,13 +206,20 @@ void printText(std::ostream& out, const std::string& file, bool exists,
     out << "\nReadings\n";
     if (state.planSnapshots.unreadable) {
         out << "  (stored readings unreadable: none shown by the app)\n";
-    } else if (!state.planSnapshots.value || state.planSnapshots.value->snapshots.empty()) {
+    } else if (!state.planSnapshots.value ||
+               (state.planSnapshots.value->snapshots.empty() &&
+                state.planSnapshots.value->preservedEntries.empty())) {
         out << "  none yet\n";
     } else {
         for (const auto& [plan, record] : state.planSnapshots.value->snapshots) {
             row(out, "  " + std::string(title(plan)),
                 snapshotText(record.snapshot, plan) + ", read " +
                     localDateTimeText(record.lastUpdated));
+        }
+    }
+    if (state.planSnapshots.value) {
+        for (const auto& [plan, entry] : state.planSnapshots.value->preservedEntries.items()) {
+            row(out, "  " + plan, "(stored reading unreadable: left as is)");
         }
     }
     if (const auto& legacy = state.legacySnapshot.value) {

@@ -1,0 +1,195 @@
+#import "Meterlane/App/GaugelySettingsWindowController.h"
+
+#include <vector>
+
+#include "Meterlane/App/AppKitText.h"
+
+using gaugely::nsString;
+
+namespace {
+
+constexpr CGFloat windowWidth = 520;
+constexpr CGFloat labelWidth = 190;
+
+}  // namespace
+
+@implementation GaugelySettingsWindowController {
+    NSWindow* _window;
+    NSScrollView* _scroll;
+    std::function<void(const gaugely::SettingsAction&)> _action;
+    // The row behind each control, by the control's tag.
+    std::vector<gaugely::SettingsRow> _rows;
+    gaugely::SettingsViewModel _model;
+}
+
+- (instancetype)initWithAction:(std::function<void(const gaugely::SettingsAction&)>)action {
+    if ((self = [super init])) {
+        _action = std::move(action);
+    }
+    return self;
+}
+
+- (BOOL)isKeyWindow {
+    return _window.isKeyWindow;
+}
+
+- (void)makeWindow {
+    _window =
+        [[NSWindow alloc] initWithContentRect:NSMakeRect(0, 0, windowWidth, 400)
+                                    styleMask:NSWindowStyleMaskTitled | NSWindowStyleMaskClosable |
+                                              NSWindowStyleMaskMiniaturizable
+                                      backing:NSBackingStoreBuffered
+                                        defer:NO];
+    _window.title = nsString(gaugely::SettingsViewModel::windowTitle);
+    _window.identifier = nsString(gaugely::SettingsViewModel::windowIdentifier);
+    // The controller keeps the window; closing only hides it until it is shown again.
+    _window.releasedWhenClosed = NO;
+    _window.delegate = self;
+    _scroll = [[NSScrollView alloc] init];
+    _scroll.hasVerticalScroller = YES;
+    _scroll.drawsBackground = NO;
+    _window.contentView = _scroll;
+    [_window center];
+}
+
+- (void)showWithModel:(const gaugely::SettingsViewModel&)model atSection:(NSString*)section {
+    if (_window == nil) {
+        [self makeWindow];
+    }
+    [self render:model];
+    [NSApp activateIgnoringOtherApps:YES];
+    [_window makeKeyAndOrderFront:nil];
+    if (section != nil) {
+        for (NSView* view in ((NSStackView*)_scroll.documentView).views) {
+            if ([view.identifier isEqualToString:section]) {
+                [view scrollRectToVisible:view.bounds];
+            }
+        }
+    }
+}
+
+- (void)updateModel:(const gaugely::SettingsViewModel&)model {
+    if (_window.visible && !(model == _model)) {
+        [self render:model];
+    }
+}
+
+- (NSView*)controlForRow:(const gaugely::SettingsRow&)row tag:(NSInteger)tag {
+    NSControl* control = nil;
+    switch (row.kind) {
+        case gaugely::SettingsRowKind::choice: {
+            NSPopUpButton* popUp = [[NSPopUpButton alloc] initWithFrame:NSZeroRect pullsDown:NO];
+            for (const std::string& choice : row.choices) {
+                [popUp addItemWithTitle:nsString(choice)];
+            }
+            if (row.selected) {
+                [popUp selectItemAtIndex:static_cast<NSInteger>(*row.selected)];
+            } else {
+                [popUp selectItem:nil];
+            }
+            control = popUp;
+            break;
+        }
+        case gaugely::SettingsRowKind::toggle: {
+            NSSwitch* toggle = [[NSSwitch alloc] init];
+            toggle.state = row.isOn ? NSControlStateValueOn : NSControlStateValueOff;
+            control = toggle;
+            break;
+        }
+        case gaugely::SettingsRowKind::button:
+            control = [NSButton buttonWithTitle:nsString(row.actionTitle) target:nil action:nil];
+            break;
+        case gaugely::SettingsRowKind::note: {
+            NSTextField* text =
+                [NSTextField wrappingLabelWithString:nsString(row.detail.value_or(""))];
+            text.preferredMaxLayoutWidth = windowWidth - labelWidth - 60;
+            [text setAccessibilityLabel:nsString(row.accessibilityLabel)];
+            return text;
+        }
+    }
+    control.target = self;
+    control.action = @selector(controlChanged:);
+    control.tag = tag;
+    control.enabled = row.isEnabled;
+    [control setAccessibilityLabel:nsString(row.accessibilityLabel)];
+    if (row.kind == gaugely::SettingsRowKind::button || !row.detail) {
+        return control;
+    }
+    // A status line under the control (the launch-at-login message).
+    NSTextField* detail = [NSTextField wrappingLabelWithString:nsString(*row.detail)];
+    detail.font = [NSFont systemFontOfSize:NSFont.smallSystemFontSize];
+    detail.textColor = NSColor.secondaryLabelColor;
+    detail.preferredMaxLayoutWidth = windowWidth - labelWidth - 60;
+    NSStackView* stack = [NSStackView stackViewWithViews:@[ control, detail ]];
+    stack.orientation = NSUserInterfaceLayoutOrientationVertical;
+    stack.alignment = NSLayoutAttributeLeading;
+    return stack;
+}
+
+- (void)render:(const gaugely::SettingsViewModel&)model {
+    _model = model;
+    _rows.clear();
+    NSMutableArray<NSView*>* sections = [NSMutableArray array];
+    for (const gaugely::SettingsSection& section : model.sections) {
+        NSTextField* title = [NSTextField labelWithString:nsString(section.title)];
+        title.font = [NSFont boldSystemFontOfSize:NSFont.systemFontSize];
+        NSGridView* grid = [NSGridView gridViewWithNumberOfColumns:2 rows:0];
+        grid.rowSpacing = 8;
+        grid.columnSpacing = 12;
+        for (const gaugely::SettingsRow& row : section.rows) {
+            const auto tag = static_cast<NSInteger>(_rows.size());
+            _rows.push_back(row);
+            NSTextField* rowLabel = [NSTextField wrappingLabelWithString:nsString(row.label)];
+            rowLabel.preferredMaxLayoutWidth = labelWidth;
+            [grid addRowWithViews:@[ rowLabel, [self controlForRow:row tag:tag] ]];
+        }
+        [grid columnAtIndex:0].width = labelWidth;
+        [grid columnAtIndex:0].xPlacement = NSGridCellPlacementTrailing;
+        NSStackView* box = [NSStackView stackViewWithViews:@[ title, grid ]];
+        box.orientation = NSUserInterfaceLayoutOrientationVertical;
+        box.alignment = NSLayoutAttributeLeading;
+        box.identifier = nsString(section.title);
+        [sections addObject:box];
+    }
+    NSStackView* content = [NSStackView stackViewWithViews:sections];
+    content.orientation = NSUserInterfaceLayoutOrientationVertical;
+    content.alignment = NSLayoutAttributeLeading;
+    content.spacing = 18;
+    content.edgeInsets = NSEdgeInsetsMake(20, 20, 20, 20);
+    _scroll.documentView = content;
+    [self fitContentHeight:content];
+}
+
+// Sections come and go with the plan: the window follows its content's height, keeping its top
+// edge where the user left it, up to the screen's height.
+- (void)fitContentHeight:(NSView*)content {
+    const NSSize fitting = content.fittingSize;
+    content.frame = NSMakeRect(0, 0, windowWidth, fitting.height);
+    const CGFloat available = NSHeight(_window.screen.visibleFrame) - 40;
+    const CGFloat height = available > 0 ? MIN(fitting.height, available) : fitting.height;
+    NSRect frame = [_window frameRectForContentRect:NSMakeRect(0, 0, windowWidth, height)];
+    const NSRect current = _window.frame;
+    frame.origin = NSMakePoint(current.origin.x, NSMaxY(current) - NSHeight(frame));
+    [_window setFrame:frame display:YES animate:NO];
+}
+
+- (void)controlChanged:(NSControl*)sender {
+    if (sender.tag < 0 || static_cast<std::size_t>(sender.tag) >= _rows.size()) {
+        return;
+    }
+    const gaugely::SettingsRow& row = _rows[static_cast<std::size_t>(sender.tag)];
+    gaugely::SettingsAction action;
+    action.control = row.control;
+    action.window = row.window;
+    if ([sender isKindOfClass:NSPopUpButton.class]) {
+        const NSInteger index = ((NSPopUpButton*)sender).indexOfSelectedItem;
+        if (index >= 0) {
+            action.choice = static_cast<std::size_t>(index);
+        }
+    } else if ([sender isKindOfClass:NSSwitch.class]) {
+        action.isOn = ((NSSwitch*)sender).state == NSControlStateValueOn;
+    }
+    _action(action);
+}
+
+@end

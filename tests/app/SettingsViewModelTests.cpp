@@ -1,0 +1,199 @@
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+
+#include "Meterlane/Presentation/AppVersionInfo.h"
+#include "Meterlane/Presentation/PrivacyPermissionsPresentation.h"
+#include "Meterlane/Presentation/SettingsViewModel.h"
+
+namespace gaugely {
+namespace {
+
+namespace fs = std::filesystem;
+
+SettingsInput chosen(CodexPlan plan) {
+    SettingsInput input;
+    input.hasExplicitPlanSelection = true;
+    input.plan = plan;
+    input.updates.currentVersionText = "Version 1.0.3 \u00B7 Released September 22, 2026";
+    return input;
+}
+
+SettingsInput withOffer(SettingsInput input, bool expanded) {
+    input.updates.offeredVersion = "1.0.4";
+    input.updates.releaseDate = "October 1, 2026";
+    input.updates.highlights = "Faster refreshes\nFewer clicks\nA new icon";
+    input.updates.notes = input.updates.highlights + "\nAnd a fourth line";
+    input.updates.hasMoreNotes = true;
+    input.updates.notesExpanded = expanded;
+    return input;
+}
+
+std::vector<std::string> titles(const SettingsViewModel& model) {
+    std::vector<std::string> result;
+    for (const SettingsSection& section : model.sections) {
+        result.push_back(section.title);
+    }
+    return result;
+}
+
+// The window as text, one row a line: what a reviewer reads to see every label and state.
+std::string rendered(const SettingsViewModel& model) {
+    std::ostringstream out;
+    for (const SettingsSection& section : model.sections) {
+        out << "[" << section.title << "]\n";
+        for (const SettingsRow& row : section.rows) {
+            out << "  " << (row.isEnabled ? "" : "(disabled) ");
+            switch (row.kind) {
+                case SettingsRowKind::choice:
+                    out << row.label << ": ";
+                    for (std::size_t i = 0; i < row.choices.size(); ++i) {
+                        out << (i ? " | " : "") << (row.selected == i ? "*" : "") << row.choices[i];
+                    }
+                    break;
+                case SettingsRowKind::toggle:
+                    out << row.label << ": " << (row.isOn ? "on" : "off");
+                    break;
+                case SettingsRowKind::button:
+                    out << (row.label.empty() ? "" : row.label + " ") << "[" << row.actionTitle
+                        << "]";
+                    break;
+                case SettingsRowKind::note:
+                    out << row.label;
+                    break;
+            }
+            if (row.detail) {
+                std::istringstream lines(*row.detail);
+                for (std::string line; std::getline(lines, line);) {
+                    out << "\n      " << line;
+                }
+            }
+            out << "\n";
+        }
+    }
+    return out.str();
+}
+
+void expectGolden(const std::string& name, const std::string& text) {
+    const char* source = std::getenv("GAUGELY_SOURCE_DIR");
+    ASSERT_NE(source, nullptr);
+    const fs::path golden = fs::path(source) / "tests/golden" / name;
+    const char* update = std::getenv("GAUGELY_UPDATE_GOLDEN");
+    if (update != nullptr && std::string(update) == "1") {
+        std::ofstream(golden, std::ios::binary) << text;
+        return;
+    }
+    std::ifstream file(golden, std::ios::binary);
+    const std::string expected((std::istreambuf_iterator<char>(file)),
+                               std::istreambuf_iterator<char>());
+    EXPECT_EQ(text, expected) << golden
+                              << " differs; rerun with GAUGELY_UPDATE_GOLDEN=1 if intended";
+}
+
+TEST(SettingsViewModel, AlertSectionsFollowThePlan) {
+    using V = std::vector<std::string>;
+    const struct {
+        SettingsInput input;
+        V sections;
+    } rows[] = {
+        {SettingsInput{}, V{"General", "Refresh", "Startup", "Privacy & Permissions", "Updates"}},
+        {chosen(CodexPlan::freeGo), V{"General", "Refresh", "Monthly Usage Alerts", "Startup",
+                                      "Privacy & Permissions", "Updates"}},
+        {chosen(CodexPlan::plus), V{"General", "Refresh", "5h Usage Alerts", "Weekly Usage Alerts",
+                                    "Startup", "Privacy & Permissions", "Updates"}},
+        {chosen(CodexPlan::pro), V{"General", "Refresh", "General Weekly Usage Alerts", "Startup",
+                                   "Privacy & Permissions", "Updates"}},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(titles(SettingsViewModel::make(row.input)), row.sections);
+    }
+}
+
+TEST(SettingsViewModel, TheDisplayPickerOffersOnlyThePlansFormats) {
+    for (const CodexPlan plan : allCases<CodexPlan>()) {
+        SettingsInput input = chosen(plan);
+        // A format the plan cannot show (a stale choice) selects the first offered one.
+        input.menuBarDisplay = MenuBarDisplay::fiveHourOnly;
+        const SettingsViewModel model = SettingsViewModel::make(input);
+        const SettingsRow& picker = model.sections[0].rows[1];
+        const auto& offered = availableChoices(PlanQuotaConfiguration::configuration(plan).schema);
+        ASSERT_EQ(picker.choices.size(), offered.size()) << rawValue(plan);
+        for (std::size_t i = 0; i < offered.size(); ++i) {
+            EXPECT_EQ(picker.choices[i], title(offered[i])) << rawValue(plan);
+        }
+        ASSERT_TRUE(picker.selected);
+        EXPECT_LT(*picker.selected, offered.size());
+    }
+}
+
+TEST(SettingsViewModel, EveryControlHasAnAccessibilityLabel) {
+    SettingsInput recovering = chosen(CodexPlan::plus);
+    recovering.showsNotificationRecovery = true;
+    recovering.launchAtLoginNeedsApproval = true;
+    recovering.launchAtLoginStatusMessage = "Launch at Login requires approval in System Settings.";
+    SettingsInput unavailable = chosen(CodexPlan::freeGo);
+    unavailable.updates.unavailableText = "Updates are not available in this build.";
+    const SettingsInput inputs[] = {
+        SettingsInput{},
+        chosen(CodexPlan::pro),
+        recovering,
+        unavailable,
+        withOffer(chosen(CodexPlan::plus), false),
+        withOffer(chosen(CodexPlan::plus), true),
+    };
+    for (const SettingsInput& input : inputs) {
+        for (const SettingsSection& section : SettingsViewModel::make(input).sections) {
+            for (const SettingsRow& row : section.rows) {
+                EXPECT_FALSE(row.accessibilityLabel.empty())
+                    << section.title << " / " << row.label << row.actionTitle;
+            }
+        }
+    }
+}
+
+TEST(SettingsViewModel, GoldenRenderings) {
+    SettingsInput firstRun;
+    firstRun.updates.currentVersionText = "Version 1.0.3 \u00B7 Released September 22, 2026";
+    SettingsInput freeGo = chosen(CodexPlan::freeGo);
+    freeGo.automaticRefreshEnabled = false;
+    freeGo.launchAtLoginNeedsApproval = true;
+    freeGo.launchAtLoginStatusMessage = "Launch at Login requires approval in System Settings.";
+    SettingsInput plus = withOffer(chosen(CodexPlan::plus), false);
+    plus.lowUsageAlertSettings.weekly.isEnabled = false;
+    plus.showsNotificationRecovery = true;
+    SettingsInput pro = withOffer(chosen(CodexPlan::pro), true);
+    pro.updates.unavailableText = std::nullopt;
+    expectGolden("settings-first-run.txt", rendered(SettingsViewModel::make(firstRun)));
+    expectGolden("settings-free-go.txt", rendered(SettingsViewModel::make(freeGo)));
+    expectGolden("settings-plus.txt", rendered(SettingsViewModel::make(plus)));
+    expectGolden("settings-pro.txt", rendered(SettingsViewModel::make(pro)));
+
+    const AboutPresentation about = AboutPresentation::make(
+        AppVersionPresentation::information("Gaugely", "Gaugely", "1.0.3", "3"), "Vostrel",
+        "Codex Usage Monitor for Mac");
+    const PrivacyPermissionsInformation privacy =
+        PrivacyPermissionsPresentation::information("Gaugely");
+    std::ostringstream texts;
+    texts << "[About]\n"
+          << about.appName << "\n"
+          << about.productDescription << "\n"
+          << about.versionText << "\n"
+          << about.developerText << "\n[" << about.copyActionTitle << "] copies:\n"
+          << about.copiedText << "\n\n[Privacy]\n"
+          << privacy.settingsSummary << "\n"
+          << privacy.accessibilitySummary << "\n"
+          << privacy.notificationsSummary << "\n"
+          << privacy.dataSummary << "\n"
+          << privacy.accessibilityDetails << "\n"
+          << privacy.notificationsDetails << "\n"
+          << privacy.localDataDetails << "\n"
+          << privacy.networkDetails << "\n";
+    expectGolden("about-and-privacy.txt", texts.str());
+}
+
+}  // namespace
+}  // namespace gaugely
