@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "Meterlane/Presentation/SettingsUpdateInputFromUpdater.h"
 #include "updates/UpdaterWorld.h"
 
 namespace gaugely {
@@ -274,6 +275,33 @@ TEST(UpdaterModel, MalformedNoticeStartsEmptyAndIsKeptUntilAChange) {
         EXPECT_FALSE(model.hasUnhandledUpdate()) << bytes;
         EXPECT_EQ(w.suite.dataValue(noticeKey), bytes) << bytes;
     }
+}
+
+}  // namespace
+}  // namespace gaugely
+
+namespace gaugely {
+namespace {
+
+TEST(SettingsUpdateInput, ShowsTheOfferUntilTheUserDealsWithIt) {
+    UpdaterWorld w;
+    UpdaterModel& model = w.withOfferFound();
+    SettingsUpdateInput input = settingsUpdateInput(model);
+    EXPECT_EQ(input.unavailableText, std::nullopt);
+    EXPECT_EQ(input.currentVersionText, "Version 1.0.3 · Released September 22, 2026");
+    EXPECT_EQ(input.offeredVersion, "1.0.4");
+    EXPECT_EQ(input.releaseDate, "September 22, 2026");
+    EXPECT_EQ(input.highlights, "• Faster refreshes");
+    EXPECT_FALSE(input.hasMoreNotes);
+    model.revealUpdateDetails();
+    EXPECT_TRUE(settingsUpdateInput(model).notesExpanded);
+    model.later();
+    EXPECT_EQ(settingsUpdateInput(model).offeredVersion, std::nullopt);
+
+    UpdaterWorld off;
+    off.bundle.remove("SUFeedURL");
+    EXPECT_EQ(settingsUpdateInput(off.launchUpdater()).unavailableText,
+              "Updates are not available in this build.");
 }
 
 }  // namespace
