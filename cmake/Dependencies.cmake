@@ -1,4 +1,4 @@
-# ICU (regular expressions and Unicode text) and nlohmann_json. On Apple platforms ICU is the
+# ICU (regular expressions and Unicode text), libxml2 and nlohmann_json. On Apple platforms ICU is the
 # system's libicucore, whose headers ship in the SDK; elsewhere it is the distribution's ICU.
 if(APPLE)
     add_library(gaugely_icu INTERFACE)
@@ -12,6 +12,13 @@ else()
     target_link_libraries(gaugely_icu INTERFACE ICU::uc ICU::i18n)
 endif()
 add_library(gaugely::icu ALIAS gaugely_icu)
+
+# libxml2 reads the update feed and the HTML of release notes: the distribution's on Linux, the
+# SDK's on Apple platforms.
+find_package(LibXml2 REQUIRED)
+add_library(gaugely_xml INTERFACE)
+target_link_libraries(gaugely_xml INTERFACE LibXml2::LibXml2)
+add_library(gaugely::xml ALIAS gaugely_xml)
 
 find_package(nlohmann_json 3.10 QUIET)
 add_library(gaugely_json INTERFACE)

@@ -8,6 +8,8 @@ set(CMAKE_OBJCXX_EXTENSIONS OFF)
 
 file(GLOB gaugely_macos_sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/Meterlane/macOS/*.mm
      ${PROJECT_SOURCE_DIR}/Meterlane/macOS/*.cpp)
+# The Sparkle adapter is a library of its own (cmake/Sparkle.cmake).
+list(FILTER gaugely_macos_sources EXCLUDE REGEX "/Meterlane/macOS/Sparkle[^/]*$")
 if(NOT gaugely_macos_sources)
     set(gaugely_macos_sources ${CMAKE_BINARY_DIR}/empty_MeterlaneMacOS.cpp)
     file(WRITE ${gaugely_macos_sources} "")
@@ -50,6 +52,8 @@ endforeach()
 # Load every archive member, not only the referenced ones, so nothing escapes the check.
 target_link_options(gaugely_macos_link_check PRIVATE LINKER:-all_load)
 gaugely_warnings(gaugely_macos_link_check)
+
+include(${CMAKE_CURRENT_LIST_DIR}/Sparkle.cmake)
 
 # The app's executable, Gaugely: every source of Meterlane/App over the adapters and the core. It
 # finds its frameworks (Sparkle) in the bundle's Contents/Frameworks, and leaves room in its header

@@ -35,6 +35,7 @@
 #include "Meterlane/Reader/CodexElementSearch.h"
 #include "Meterlane/Reader/RealInputMonitor.h"
 #include "Meterlane/Reader/RefreshTrace.h"
+#include "SharedUpdateSupport/UpdateRefreshGate.h"
 
 namespace gaugely {
 
@@ -132,6 +133,10 @@ class UsageReader {
     // Closed while an update installs: no run may start.
     bool updateRefreshGate() const { return updateRefreshGate_; }
     void setUpdateRefreshGate(bool closed) { updateRefreshGate_ = closed; }
+    // Whether an update may install now; yes closes the gate (see UsageReaderUpdateGate.cpp).
+    [[nodiscard]] bool prepareForDevelopmentUpdate();
+    // The two hooks the app installs on the updater; they hold this reader weakly.
+    UpdateRefreshGateHooks updateRefreshGateHooks();
 
     bool refreshPermission(bool requestPrompt);
     // The first-run guidance was shown (or an update relaunch made it pointless): not again in

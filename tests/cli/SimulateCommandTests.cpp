@@ -59,6 +59,13 @@ const GoldenScenario goldenScenarios[] = {
     {"codex-not-running",
      {"Open Codex to refresh usage", "Automatic refresh deferred because Codex is not running",
       "Next automatic refresh: 09:01:15"}},
+    {"update",
+     {"update-framework: found build 4", "● Update Available",
+      "updater: refresh gate refused: a refresh is reading Codex",
+      "updater: message: A refresh is still finishing. Try Update & Restart again shortly.",
+      "updater: refresh gate closed", "updater: receipt written: build 3 → 4",
+      "updater: message: Update complete: Gaugely 1.0.4 is running.",
+      "updater: receipt after the start: none"}},
 };
 
 // Test output names the scenario rather than dumping the parameter's bytes.

@@ -66,6 +66,9 @@ struct Scenario {
     bool startsWithoutPlan = false;
 };
 
+// The update story, written beside the simulated updater.
+void writeUpdate(ScenarioScript& script);
+
 // In the order `--scenario list` shows them; the demo first.
 std::span<const Scenario> scenarios();
 const Scenario* findScenario(std::string_view name);

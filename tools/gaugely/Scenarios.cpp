@@ -89,6 +89,8 @@ constexpr std::array scenarioTable{
     Scenario{"codex-not-running",
              "Codex quits: \"Open Codex to refresh usage\", due refresh pushed back",
              writeCodexNotRunning},
+    Scenario{"update", "an update is found, held back by a refresh, installed and verified",
+             writeUpdate},
 };
 
 }  // namespace

@@ -25,6 +25,7 @@
 #include "tools/gaugely/SimulationView.h"
 #include "tools/gaugely/StateText.h"
 #include "tools/gaugely/Terminal.h"
+#include "tools/gaugely/UpdaterState.h"
 
 namespace gaugely::tool {
 namespace {
@@ -222,8 +223,10 @@ int runSimulateCommand(const std::vector<std::string>& arguments, CommandStreams
             ? *options.defaultsFile
             : FilePreferences::defaultFile(MenuBarBrandingPolicy::productionBundleIdentifier)
                   .string();
-    FilePreferences defaults(
-        file, [&](const std::string& message) { streams.err << "gaugely: " << message << "\n"; });
+    const auto warn = [&](const std::string& message) {
+        streams.err << "gaugely: " << message << "\n";
+    };
+    FilePreferences defaults(file, warn);
     const StoredReaderState stored = StoredReaderState::read(defaults);
 
     if (scenario->startsWithoutPlan && stored.plan.value) {
@@ -280,6 +283,12 @@ int runSimulateCommand(const std::vector<std::string>& arguments, CommandStreams
         }
     });
     UsageReader& reader = world.launchReader();
+    world.updater = std::make_unique<SimulatedUpdater>(
+        world.time, world.workspace, world.log, reader,
+        [&](std::string_view) -> std::unique_ptr<Preferences> {
+            return std::make_unique<FilePreferences>(updaterSuiteFile(file), warn);
+        },
+        hostTimeFormatter());
     RefreshStatistics statistics(reader, world.codex);
     reader.addObserver([&] { statistics.readerChanged(elapsed()); });
     // A refresh that was overdue at launch starts inside the reader's construction.
@@ -298,8 +307,9 @@ int runSimulateCommand(const std::vector<std::string>& arguments, CommandStreams
         for (; notificationsShown < requests.size(); ++notificationsShown) {
             view.notification(requests[notificationsShown]);
         }
-        view.show(captureScreen(reader, hostTimeFormatter()),
-                  footerText(elapsed(), options, reader.countdown()));
+        GaugelyScreen screen = captureScreen(reader, hostTimeFormatter());
+        screen.menuBarText += world.updater->badgeText();
+        view.show(screen, footerText(elapsed(), options, reader.countdown()));
     };
     showScreen();
 

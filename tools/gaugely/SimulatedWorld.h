@@ -13,6 +13,7 @@
 #include "Meterlane/Simulation/MemoryLog.h"
 #include "Meterlane/Simulation/SimulatedCodex.h"
 #include "Meterlane/Simulation/VirtualTime.h"
+#include "tools/gaugely/SimulatedUpdater.h"
 
 namespace gaugely::tool {
 
@@ -57,6 +58,8 @@ struct SimulatedWorld {
     int uuids = 0;
     std::function<std::string()> makeUUID;
     std::unique_ptr<UsageReader> reader;
+    // Built beside the reader; a scenario starts its model. Goes before the reader it hooks into.
+    std::unique_ptr<SimulatedUpdater> updater;
 };
 
 }  // namespace gaugely::tool

@@ -28,6 +28,7 @@
 #include "tools/gaugely/SimulationView.h"
 #include "tools/gaugely/StateText.h"
 #include "tools/gaugely/Terminal.h"
+#include "tools/gaugely/UpdaterState.h"
 
 namespace gaugely::tool {
 namespace {
@@ -38,8 +39,9 @@ constexpr const char* stateHelp =
     "Shows what Gaugely has saved: the plan, the settings, the last reading of each plan (dates\n"
     "in local time), the next automatic refresh, and the low-usage and reset notification\n"
     "states; then the menu bar text and the popover as the app would show them on launch,\n"
-    "with Accessibility permission granted and Codex not running. The file is only read:\n"
-    "nothing is migrated, rescheduled or written back.\n"
+    "with Accessibility permission granted and Codex not running; and the updater's notice and\n"
+    "pending-update receipt from com.vostrel.gaugely.updater.json in the same folder. The files\n"
+    "are only read: nothing is migrated, rescheduled or written back.\n"
     "\n"
     "  --defaults FILE   the defaults file (default: $XDG_CONFIG_HOME/gaugely/\n"
     "                    com.vostrel.gaugely.json, or ~/.config/gaugely/ without it)\n"
@@ -270,6 +272,7 @@ void printText(std::ostream& out, const std::string& file, bool exists,
     for (const std::string& line : launch.popover) {
         out << "    " << line << "\n";
     }
+    printUpdaterState(out, file);
 }
 
 Json dateJson(Date date, Date now) {
@@ -327,6 +330,7 @@ void printJson(std::ostream& out, const std::string& file, bool exists,
     derived["presentationState"] = presentationStateName(launch.presentationState);
     derived["popover"] = launch.popover;
     json["onLaunch"] = derived;
+    json["updater"] = updaterStateJson(file);
     out << json.dump(2) << "\n";
 }
 

@@ -15,6 +15,8 @@ constexpr Command commands[] = {
     {"state", "show what Gaugely has saved: plan, settings, readings, alert states",
      runStateCommand},
     {"parse", "read a usage snapshot from the text lines of Codex's menu", runParseCommand},
+    {"appcast", "check an update feed item by item, as the updater would read it",
+     runAppcastCommand},
 };
 
 void printUsage(std::ostream& stream) {

@@ -1,0 +1,86 @@
+#include "cli/ToolRunner.h"
+
+namespace gaugely::tooltest {
+namespace {
+
+class AppcastCommand : public ToolTest {};
+
+const std::string feed = "https://updates.example.com/updates/gaugely/appcast.xml";
+
+TEST_F(AppcastCommand, ChecksTheSampleFeedItemByItem) {
+    const ToolResult result =
+        run({"appcast", "check", std::string(GAUGELY_SOURCE_PATH) + "/samples/appcast.xml",
+             "--feed-url=" + feed});
+    EXPECT_EQ(result.status, 0) << result.err;
+    for (const std::string line : {
+             "item 1 \"Gaugely 1.0.4\": build 4, version 1.0.4 — offered; EdDSA signature: yes; "
+             "length: yes\n",
+             "item 2 \"Gaugely 1.0.5 beta\": build 5, version 1.0.5-beta — refused by "
+             "malformedVersion",
+             "item 3 \"Read about 2.0\": build 20, version 20 — refused by informationOnly",
+             "item 4 \"Old naming\": build 2, version 2 — refused by malformedVersion",
+             "1 of 4 offered.\n",
+         }) {
+        EXPECT_NE(result.out.find(line), std::string::npos) << line << "\n" << result.out;
+    }
+}
+
+TEST_F(AppcastCommand, ExitStatusAndErrors) {
+    const std::string item =
+        "<item><link>https://updates.example.com/updates/gaugely/</link>"
+        "<enclosure url=\"releases/1.0.4/build-4/Gaugely-1.0.4.zip\" sparkle:version=\"4\" "
+        "sparkle:shortVersionString=\"1.0.4\"/></item>";
+    const auto rss = [](const std::string& items) {
+        return "<rss xmlns:sparkle=\"http://www.andymatuschak.org/xml-namespaces/sparkle\">"
+               "<channel>" +
+               items + "</channel></rss>";
+    };
+    struct Row {
+        std::string what;
+        std::string xml;
+        std::vector<std::string> extra;
+        int status;
+        std::string expected;  // in stdout for 0 and 1, in stderr for 2
+    };
+    const std::vector<Row> rows{
+        {"relative archive link resolved", rss(item), {"--feed-url", feed}, 0, "1 of 1 offered."},
+        {"another feed host",
+         rss(item),
+         {"--feed-url", "https://other.example.com/updates/gaugely/appcast.xml"},
+         1,
+         "refused by wrongInformation"},
+        {"no items", rss(""), {"--feed-url", feed}, 1, "0 of 0 offered."},
+        {"truncated", rss(item).substr(0, 60), {}, 2, "line 1: "},
+        {"entities declared",
+         "<!DOCTYPE rss [<!ENTITY a \"aaaaaaaa\"><!ENTITY b \"&a;&a;&a;&a;&a;&a;&a;\">]>" +
+             rss("<item><title>&b;</title></item>"),
+         {},
+         2,
+         "document type declaration"},
+        {"external entity",
+         "<!DOCTYPE rss [<!ENTITY x SYSTEM \"file:///etc/passwd\">]>" + rss("&x;"),
+         {},
+         2,
+         "document type declaration"},
+        {"not an appcast", "<html/>", {}, 2, "the root element is not <rss>"},
+        {"too large", rss(std::string(4 * 1024 * 1024, ' ')), {}, 2, "larger than 4 MiB"},
+        {"unknown action", rss(item), {"list"}, 2, "Try 'gaugely appcast --help'."},
+    };
+    for (const Row& row : rows) {
+        writeFile(path("appcast.xml"), row.xml);
+        std::vector<std::string> arguments{"appcast", "check", path("appcast.xml").string()};
+        if (row.extra == std::vector<std::string>{"list"}) {
+            arguments = {"appcast", "list"};
+        } else {
+            arguments.insert(arguments.end(), row.extra.begin(), row.extra.end());
+        }
+        const ToolResult result = run(arguments);
+        EXPECT_EQ(result.status, row.status) << row.what << "\n" << result.out << result.err;
+        const std::string& text = row.status == 2 ? result.err : result.out;
+        EXPECT_NE(text.find(row.expected), std::string::npos) << row.what << "\n" << text;
+    }
+    EXPECT_EQ(run({"appcast", "check", path("missing.xml").string()}).status, 2);
+}
+
+}  // namespace
+}  // namespace gaugely::tooltest
