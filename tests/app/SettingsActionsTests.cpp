@@ -45,8 +45,8 @@ TEST(SettingsActions, EveryChoiceRoundTripsThroughTheModels) {
                 }
                 for (std::size_t choice = row.choices.size(); choice-- > 0;) {
                     world.perform({row.control, row.window, choice, false});
-                    const SettingsRow& shown = world.window().sections[s].rows[r];
-                    EXPECT_EQ(shown.selected, choice)
+                    const SettingsViewModel shown = world.window();
+                    EXPECT_EQ(shown.sections[s].rows[r].selected, choice)
                         << rawValue(plan) << " " << row.accessibilityLabel << " " << choice;
                 }
                 // An index the window never offered changes nothing.
