@@ -44,7 +44,7 @@ gaugely_warnings(MeterlaneMacOS)
 add_executable(gaugely_macos_link_check ${PROJECT_SOURCE_DIR}/tools/macos-link-check/main.cpp)
 target_link_libraries(gaugely_macos_link_check PRIVATE MeterlaneMacOS MeterlaneCore
                                                        LowUsageNotificationSupport)
-foreach(library SharedUpdateSupport ProductionUpdateSupport)
+foreach(library MeterlaneStartup SharedUpdateSupport ProductionUpdateSupport)
     if(TARGET ${library})
         target_link_libraries(gaugely_macos_link_check PRIVATE ${library})
     endif()
@@ -71,7 +71,7 @@ if(gaugely_app_sources)
     # The updater's libraries and the Sparkle adapter join the app where this build has them; they
     # may be defined after this file, so the check waits for the end of the configure.
     function(gaugely_link_app_updates)
-        foreach(library SharedUpdateSupport ProductionUpdateSupport MeterlaneSparkle)
+        foreach(library MeterlaneStartup SharedUpdateSupport ProductionUpdateSupport MeterlaneSparkle)
             if(TARGET ${library})
                 target_link_libraries(Gaugely PRIVATE ${library})
             endif()

@@ -1,0 +1,109 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "Meterlane/Notifications/NotificationPermissionController.h"
+#include "Meterlane/Platform/AlertPresenter.h"
+#include "Meterlane/Platform/BundleInformation.h"
+#include "Meterlane/Platform/LoginItemService.h"
+#include "Meterlane/Platform/TimeFormatter.h"
+#include "Meterlane/Presentation/FirstRunOnboarding.h"
+#include "Meterlane/Presentation/LaunchAtLoginController.h"
+#include "Meterlane/Presentation/MenuBarLabelPresentation.h"
+#include "Meterlane/Presentation/PopoverViewModel.h"
+#include "Meterlane/Presentation/RefreshControlPresentation.h"
+#include "Meterlane/Presentation/SettingsActions.h"
+#include "Meterlane/Presentation/SettingsViewModel.h"
+#include "Meterlane/Reader/UsageReader.h"
+#include "Meterlane/Startup/AppMetadata.h"
+#include "ProductFacts.h"
+#include "ProductionUpdateSupport/ProductionUpdaterRuntime.h"
+
+namespace gaugely {
+
+// Everything the app talks to, handed in by the platform's entry point.
+struct AppPorts {
+    ReaderEnvironment reader;
+    const BundleInformation& bundle;
+    UpdateFramework& updateFramework;
+    const TimeFormatter& timeFormatter;
+    LoginItemService& loginItems;
+    AlertPresenter& alerts;
+    // Opens a user-defaults suite by name (the updater's own); none when it cannot be opened.
+    std::function<std::unique_ptr<Preferences>(std::string_view suiteName)> openDefaultsSuite;
+    std::string_view feedHost = product::feedHost;
+};
+
+// What the views ask the platform to do: windows it owns, the app's own lifetime.
+struct AppWindows {
+    // Brings the app forward and shows Settings, at the named section when one is given.
+    std::function<void(std::optional<std::string> section)> showSettings;
+    std::function<void()> showAbout;
+    std::function<void()> showPrivacyDetails;
+    std::function<void()> quit;
+};
+
+// The application's long-lived objects, created in the order the app depends on and wired
+// together; the platform layer draws the view data this class makes and forwards every action to
+// it. It makes no window and decides nothing platform-specific, so start-up, the refresh gate and
+// the onboarding hooks are tested here with fakes. Main queue only; lives as long as the process.
+class AppAssembly {
+  public:
+    // The start-up sequence: the production updater runtime (which owns the updater model), the
+    // reader, the refresh gate's hooks between them, launch at login, the onboarding's presenters
+    // and coordinator; then background update discovery is turned on.
+    AppAssembly(AppPorts ports, AppWindows windows);
+    AppAssembly(const AppAssembly&) = delete;
+    AppAssembly& operator=(const AppAssembly&) = delete;
+
+    UsageReader& reader() { return *reader_; }
+    UpdaterModel& updater() { return runtime_->model(); }
+    LaunchAtLoginController& launchAtLogin() { return *launchAtLogin_; }
+    FirstRunOnboardingCoordinator& onboarding() { return *onboarding_; }
+    const AppMetadata& metadata() const { return metadata_; }
+
+    // Runs after any change of what the views show (reader, updater, launch at login, permission).
+    void addObserver(std::function<void()> handler);
+
+    // View data.
+    [[nodiscard]] MenuBarLabelPresentation menuBarLabel(bool templateImageAvailable) const;
+    [[nodiscard]] RefreshControlPresentation refreshControl() const;
+    [[nodiscard]] PopoverViewModel popover() const;
+    [[nodiscard]] SettingsViewModel settings() const;
+
+    // Actions.
+    void refreshItemReady();
+    void refreshNow();
+    void popoverWillShow();
+    void popoverDidClose();
+    void openAccessibilitySettings();
+    void openInputMonitoringSettings();
+    void viewUpdate();
+    void performSettingsAction(const SettingsAction& action);
+    void showSettings() { windows_.showSettings(std::nullopt); }
+    void showAbout() { windows_.showAbout(); }
+    void quit() { windows_.quit(); }
+
+  private:
+    void changed();
+
+    AppPorts ports_;
+    AppWindows windows_;
+    AppMetadata metadata_;
+    std::unique_ptr<ProductionUpdaterRuntime> runtime_;
+    std::unique_ptr<UsageReader> reader_;
+    std::unique_ptr<LaunchAtLoginController> launchAtLogin_;
+    std::unique_ptr<FirstRunPlanSelectionPresenter> planPresenter_;
+    std::unique_ptr<AccessibilityPermissionGuidancePresenter> guidancePresenter_;
+    std::unique_ptr<FirstRunOnboardingCoordinator> onboarding_;
+    std::shared_ptr<NotificationPermissionController> notificationPermission_;
+    std::vector<std::function<void()>> observers_;
+    // The once-only note of a verified update stays until the popover that showed it closes.
+    bool updatedNoteShown_ = false;
+};
+
+}  // namespace gaugely
