@@ -32,6 +32,8 @@ typedef NS_ENUM(NSInteger, GaugelyPopoverAction) {
 - (void)close;
 
 @property(nonatomic, readonly) BOOL isShown;
+// Runs after the popover has closed, however it was closed.
+@property(nonatomic, copy, nullable) void (^didClose)(void);
 
 @end
 

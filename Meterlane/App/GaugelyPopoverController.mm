@@ -59,6 +59,12 @@ NSFont* captionFont() { return [NSFont systemFontOfSize:NSFont.smallSystemFontSi
     return self;
 }
 
+- (void)popoverDidClose:(NSNotification*)notification {
+    if (self.didClose != nil) {
+        self.didClose();
+    }
+}
+
 - (BOOL)isShown {
     return _popover.shown;
 }

@@ -78,10 +78,10 @@ PopoverViewModel AppAssembly::popover() const {
 }
 
 SettingsViewModel AppAssembly::settings() const {
-    SettingsInput input = settingsInput(
-        *reader_, *launchAtLogin_,
-        notificationPermission_->shouldShowRecovery(reader_->hasEnabledCurrentPlanNotificationFeature()),
-        settingsUpdateInput(runtime_->model()));
+    SettingsInput input = settingsInput(*reader_, *launchAtLogin_,
+                                        notificationPermission_->shouldShowRecovery(
+                                            reader_->hasEnabledCurrentPlanNotificationFeature()),
+                                        settingsUpdateInput(runtime_->model()));
     input.appName = metadata_.versionInfo.appName;
     return SettingsViewModel::make(input);
 }

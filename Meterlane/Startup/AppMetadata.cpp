@@ -13,9 +13,8 @@ AppMetadata AppMetadata::read(const BundleInformation& bundle) {
     const std::optional<std::string> identifier = bundle.bundleIdentifier();
     metadata.isGaugelyProductionIdentity = MenuBarBrandingPolicy::shouldShowProductionTemplateIcon(
         identifier ? std::optional<std::string_view>(*identifier) : std::nullopt);
-    metadata.aboutPresentation =
-        AboutPresentation::make(metadata.versionInfo, value("GaugelyDeveloperName"),
-                                value("GaugelyProductDescription"));
+    metadata.aboutPresentation = AboutPresentation::make(
+        metadata.versionInfo, value("GaugelyDeveloperName"), value("GaugelyProductDescription"));
     metadata.privacyInformation =
         PrivacyPermissionsPresentation::information(metadata.versionInfo.appName);
     return metadata;

@@ -87,7 +87,8 @@ TEST(AppAssembly, ActionsReachTheirModelsAndWindows) {
     AppAssembly& app = world.start();
     app.reader().setCodexPlan(CodexPlan::plus);
     const int probes = world.framework.probeCount();
-    app.performSettingsAction({SettingsControl::checkForUpdates, std::nullopt, std::nullopt, false});
+    app.performSettingsAction(
+        {SettingsControl::checkForUpdates, std::nullopt, std::nullopt, false});
     world.time.advance(5);
     EXPECT_EQ(world.framework.probeCount(), probes + 1);
     app.performSettingsAction({SettingsControl::privacyDetails, std::nullopt, std::nullopt, false});

@@ -1,0 +1,236 @@
+#import "Meterlane/App/GaugelyAppDelegate.h"
+
+#include <unistd.h>
+#include <memory>
+
+#import "Meterlane/App/GaugelyPopoverController.h"
+#import "Meterlane/App/GaugelySettingsWindowController.h"
+#import "Meterlane/App/GaugelyStatusItems.h"
+#import "Meterlane/App/GaugelyTextWindowController.h"
+
+#include "Meterlane/App/AppKitText.h"
+#include "Meterlane/Startup/AppAssembly.h"
+#include "Meterlane/Startup/SingleInstance.h"
+#include "Meterlane/macOS/MacAccessibility.h"
+#include "Meterlane/macOS/MacAlertPresenter.h"
+#include "Meterlane/macOS/MacBundleInformation.h"
+#include "Meterlane/macOS/MacClock.h"
+#include "Meterlane/macOS/MacInput.h"
+#include "Meterlane/macOS/MacLog.h"
+#include "Meterlane/macOS/MacLoginItemService.h"
+#include "Meterlane/macOS/MacMainQueue.h"
+#include "Meterlane/macOS/MacPreferences.h"
+#include "Meterlane/macOS/MacTimeFormatter.h"
+#include "Meterlane/macOS/MacUserNotificationCenter.h"
+#include "Meterlane/macOS/MacWorkspace.h"
+#if GAUGELY_WITH_SPARKLE
+#include "Meterlane/macOS/SparkleUpdateFramework.h"
+#endif
+
+using gaugely::nsString;
+
+namespace {
+
+// The adapters, made once and kept for the life of the process.
+struct MacPlatform {
+    gaugely::MacAccessibility accessibility;
+    gaugely::MacInput input;
+    gaugely::MacWorkspace workspace;
+    gaugely::MacMainQueue mainQueue;
+    gaugely::MacClock clock;
+    gaugely::MacLog log;
+    gaugely::MacPreferences preferences;
+    gaugely::MacUserNotificationCenter notifications;
+    gaugely::MacBundleInformation bundle;
+    gaugely::MacTimeFormatter timeFormatter;
+    gaugely::MacLoginItemService loginItems;
+    gaugely::MacAlertPresenter alerts;
+#if GAUGELY_WITH_SPARKLE
+    gaugely::SparkleUpdateFramework updates;
+#else
+    // A build without Sparkle's framework checks nothing.
+    struct NoUpdates final : gaugely::UpdateFramework {
+        void start(gaugely::UpdateFrameworkDelegate&) override {}
+        void probe() override {}
+        void installApprovedBuild(const std::string&) override {}
+        bool sessionBusy() const override { return false; }
+    } updates;
+#endif
+};
+
+std::string newUUID() { return NSUUID.UUID.UUIDString.UTF8String; }
+
+// Without a menu bar of its own an agent app still answers ⌘W, ⌘Q and the editing keys through
+// its main menu while one of its windows is key.
+NSMenu* keyEquivalentMenu() {
+    NSMenu* main = [[NSMenu alloc] init];
+    NSMenuItem* appItem = [main addItemWithTitle:@"Gaugely" action:nil keyEquivalent:@""];
+    NSMenu* appMenu = [[NSMenu alloc] init];
+    [appMenu addItemWithTitle:@"Quit Gaugely" action:@selector(terminate:) keyEquivalent:@"q"];
+    appItem.submenu = appMenu;
+    NSMenuItem* fileItem = [main addItemWithTitle:@"File" action:nil keyEquivalent:@""];
+    NSMenu* fileMenu = [[NSMenu alloc] initWithTitle:@"File"];
+    [fileMenu addItemWithTitle:@"Close" action:@selector(performClose:) keyEquivalent:@"w"];
+    fileItem.submenu = fileMenu;
+    NSMenuItem* editItem = [main addItemWithTitle:@"Edit" action:nil keyEquivalent:@""];
+    NSMenu* editMenu = [[NSMenu alloc] initWithTitle:@"Edit"];
+    [editMenu addItemWithTitle:@"Copy" action:@selector(copy:) keyEquivalent:@"c"];
+    [editMenu addItemWithTitle:@"Select All" action:@selector(selectAll:) keyEquivalent:@"a"];
+    editItem.submenu = editMenu;
+    return main;
+}
+
+}  // namespace
+
+@implementation GaugelyAppDelegate {
+    std::unique_ptr<MacPlatform> _platform;
+    std::unique_ptr<gaugely::AppAssembly> _app;
+    GaugelyStatusItems* _statusItems;
+    GaugelyPopoverController* _popover;
+    GaugelySettingsWindowController* _settings;
+    GaugelyTextWindowController* _textWindows;
+    NSImage* _templateImage;
+}
+
+- (void)applicationDidFinishLaunching:(NSNotification*)notification {
+    _platform = std::make_unique<MacPlatform>();
+    MacPlatform& platform = *_platform;
+
+    const auto bundleIdentifier = platform.bundle.bundleIdentifier();
+    const auto running = platform.workspace.runningApplications();
+    if (const auto other = gaugely::runningInstanceToDeferTo(
+            running, bundleIdentifier.value_or(""), static_cast<gaugely::ProcessID>(getpid()))) {
+        platform.workspace.activate(*other, gaugely::activateIgnoringOtherApps);
+        [NSApp terminate:nil];
+        return;
+    }
+    NSApp.mainMenu = keyEquivalentMenu();
+
+    __weak GaugelyAppDelegate* weakSelf = self;
+    gaugely::AppWindows windows{
+        [weakSelf](std::optional<std::string> section) {
+            [weakSelf showSettingsAtSection:section ? nsString(*section) : nil];
+        },
+        [weakSelf] { [weakSelf showAbout]; }, [weakSelf] { [weakSelf showPrivacy]; },
+        [] { [NSApp terminate:nil]; }};
+    gaugely::AppPorts ports{
+        gaugely::ReaderEnvironment{platform.accessibility, platform.input, platform.workspace,
+                                   platform.mainQueue, platform.clock, platform.log,
+                                   platform.preferences, platform.notifications, newUUID},
+        platform.bundle,
+        platform.updates,
+        platform.timeFormatter,
+        platform.loginItems,
+        platform.alerts,
+        [](std::string_view suite) -> std::unique_ptr<gaugely::Preferences> {
+            return std::make_unique<gaugely::MacPreferences>(std::string(suite));
+        }};
+    _app = std::make_unique<gaugely::AppAssembly>(std::move(ports), std::move(windows));
+
+    _templateImage = [NSBundle.mainBundle imageForResource:@"GaugelyMenuBarTemplate"];
+    _textWindows = [[GaugelyTextWindowController alloc] init];
+    _settings = [[GaugelySettingsWindowController alloc]
+        initWithAction:[weakSelf](const gaugely::SettingsAction& action) {
+            GaugelyAppDelegate* strongSelf = weakSelf;
+            if (strongSelf != nil) {
+                strongSelf->_app->performSettingsAction(action);
+            }
+        }];
+    platform.workspace.setSettingsWindowIsKeyProvider(
+        [weakSelf] { return weakSelf != nil && [weakSelf settingsWindowIsKey]; });
+    _popover = [[GaugelyPopoverController alloc]
+        initWithAction:^(GaugelyPopoverAction action) {
+          [weakSelf popoverAction:action];
+        }
+        willShow:^{
+          [weakSelf popoverWillShow];
+        }];
+    _popover.didClose = ^{
+      GaugelyAppDelegate* strongSelf = weakSelf;
+      if (strongSelf != nil) {
+          strongSelf->_app->popoverDidClose();
+      }
+    };
+    _statusItems = [[GaugelyStatusItems alloc] initWithTemplateImage:_templateImage
+        labelClicked:^(NSStatusBarButton* button) {
+          [weakSelf togglePopover:button];
+        }
+        refreshClicked:^{
+          [weakSelf refresh];
+        }];
+    _app->addObserver([weakSelf] { [weakSelf render]; });
+    [self render];
+    // The onboarding waits until the status items exist and the menu bar has been laid out.
+    if (_statusItems.refreshItemHasButton) {
+        _app->refreshItemReady();
+    }
+}
+
+- (BOOL)settingsWindowIsKey {
+    return _settings.isKeyWindow;
+}
+
+- (void)render {
+    if (_app == nullptr) {
+        return;
+    }
+    [_statusItems showLabel:_app->menuBarLabel(_templateImage != nil)];
+    [_statusItems showRefresh:_app->refreshControl()];
+    [_popover showModel:_app->popover()];
+    [_settings updateModel:_app->settings()];
+}
+
+- (void)refresh {
+    _app->refreshNow();
+}
+
+- (void)togglePopover:(NSStatusBarButton*)button {
+    [_popover toggleRelativeToButton:button];
+}
+
+- (void)popoverWillShow {
+    _app->popoverWillShow();
+    [_popover showModel:_app->popover()];
+}
+
+- (void)popoverAction:(GaugelyPopoverAction)action {
+    switch (action) {
+        case GaugelyPopoverActionRefresh:
+            _app->refreshNow();
+            break;
+        case GaugelyPopoverActionOpenAccessibilitySettings:
+            _app->openAccessibilitySettings();
+            break;
+        case GaugelyPopoverActionOpenInputMonitoringSettings:
+            _app->openInputMonitoringSettings();
+            break;
+        case GaugelyPopoverActionViewUpdate:
+            _app->viewUpdate();
+            break;
+        case GaugelyPopoverActionSettings:
+            _app->showSettings();
+            break;
+        case GaugelyPopoverActionAbout:
+            _app->showAbout();
+            break;
+        case GaugelyPopoverActionQuit:
+            _app->quit();
+            break;
+    }
+}
+
+- (void)showSettingsAtSection:(NSString*)section {
+    [_settings showWithModel:_app->settings() atSection:section];
+}
+
+- (void)showAbout {
+    NSImage* icon = [NSBundle.mainBundle imageForResource:@"Gaugely"];
+    [_textWindows showAbout:_app->metadata().aboutPresentation appIcon:icon];
+}
+
+- (void)showPrivacy {
+    [_textWindows showPrivacy:_app->metadata().privacyInformation
+                      appName:nsString(_app->metadata().versionInfo.appName)];
+}
+
+@end
