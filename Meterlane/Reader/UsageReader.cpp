@@ -19,7 +19,7 @@ UsageReader::UsageReader(ReaderEnvironment environment)
     codexFound_ = search_.findCodexApplication().has_value();
     restorePersistedSnapshots();
     migrateLegacyPlanSelectionIfNeeded();
-    presentCachedSnapshot(codexPlan_);
+    presentCachedSnapshot(codexPlan());
     restorePersistedAutomaticRefreshDate();
     startAutomaticRefresh();
     observeWorkspaceWake();
@@ -73,7 +73,7 @@ AXElement UsageReader::applicationElement(const RunningApplication& codex) {
 }
 
 QuotaSchema UsageReader::currentSchema() const {
-    return PlanQuotaConfiguration::configuration(codexPlan_).schema;
+    return PlanQuotaConfiguration::configuration(codexPlan()).schema;
 }
 
 // ---- Synthetic input and the real-input guard ----

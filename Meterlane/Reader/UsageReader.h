@@ -69,8 +69,9 @@ class UsageReader {
     bool accessibilityGranted() const { return accessibilityGranted_; }
     bool codexFound() const { return codexFound_; }
     const UsageSnapshot& snapshot() const { return snapshot_; }
-    CodexPlan codexPlan() const { return codexPlan_; }
-    bool hasExplicitPlanSelection() const { return hasExplicitPlanSelection_; }
+    CodexPlan codexPlan() const { return planSelectionState_.codexPlan(); }
+    bool hasExplicitPlanSelection() const { return planSelectionState_.hasExplicitPlanSelection(); }
+    const CodexPlanSelectionState& planSelectionState() const { return planSelectionState_; }
     std::optional<CodexPlan> activeSnapshotPlan() const { return activeSnapshotPlan_; }
     std::optional<int> countdown() const { return countdown_; }
     bool automationInProgress() const { return automationInProgress_; }
@@ -82,7 +83,10 @@ class UsageReader {
     const std::optional<RefreshRunOutcome>& lastRefreshOutcome() const {
         return lastRefreshOutcome_;
     }
-    bool firstRunPlanSelectionIsEligible() const { return firstRunPlanSelectionIsEligible_; }
+    // True exactly while no plan has been chosen.
+    bool firstRunPlanSelectionIsEligible() const {
+        return planSelectionState_.requiresFirstRunSelection();
+    }
     bool accessibilityGuidanceIsEligible() const { return accessibilityGuidanceIsEligible_; }
     RefreshFrequency refreshFrequency() const { return refreshFrequency_; }
     MenuBarDisplay menuBarDisplay() const { return menuBarDisplay_; }
@@ -256,8 +260,6 @@ class UsageReader {
     bool accessibilityGranted_ = false;
     bool codexFound_ = false;
     UsageSnapshot snapshot_;
-    CodexPlan codexPlan_ = CodexPlan::plus;
-    bool hasExplicitPlanSelection_ = false;
     std::optional<CodexPlan> activeSnapshotPlan_;
     std::optional<int> countdown_;
     bool automationInProgress_ = false;
@@ -267,7 +269,6 @@ class UsageReader {
     bool automaticRefreshEnabled_ = true;
     std::optional<std::string> statusMessage_;
     std::optional<RefreshRunOutcome> lastRefreshOutcome_;
-    bool firstRunPlanSelectionIsEligible_ = false;
     bool accessibilityGuidanceIsEligible_ = false;
     RefreshFrequency refreshFrequency_ = RefreshFrequency::oneMinute;
     MenuBarDisplay menuBarDisplay_ = MenuBarDisplay::standard;

@@ -34,12 +34,9 @@ void UsageReader::restoreRefreshSettings() {
     }
     if (const auto stored = defaults.stringValue(defaultsKey::codexPlan)) {
         if (const auto plan = fromRawValue<CodexPlan>(*stored)) {
-            codexPlan_ = *plan;
             planSelectionState_.select(*plan);
-            hasExplicitPlanSelection_ = true;
         }
     }
-    firstRunPlanSelectionIsEligible_ = planSelectionState_.requiresFirstRunSelection();
     restoreNotificationSettings();
 }
 
@@ -79,7 +76,7 @@ void UsageReader::restorePersistedSnapshots() {
 }
 
 void UsageReader::migrateLegacyPlanSelectionIfNeeded() {
-    if (hasExplicitPlanSelection_) {
+    if (hasExplicitPlanSelection()) {
         return;
     }
     Preferences& defaults = env_.preferences;
@@ -88,10 +85,7 @@ void UsageReader::migrateLegacyPlanSelectionIfNeeded() {
     }
     if (const auto plan = LegacyPlanSelectionMigrationPolicy::migratedPlan(
             planSelectionState_.selectedPlan, legacyPersistedSnapshotPlan_)) {
-        codexPlan_ = *plan;
         planSelectionState_.select(*plan);
-        hasExplicitPlanSelection_ = true;
-        firstRunPlanSelectionIsEligible_ = false;
         defaults.setString(defaultsKey::codexPlan, rawValue(*plan));
     }
     defaults.setBool(defaultsKey::explicitPlanSelectionMigration, true);
@@ -122,15 +116,14 @@ void UsageReader::persistPlanSnapshots() {
 }
 
 void UsageReader::setCodexPlan(CodexPlan plan) {
-    if (plan == codexPlan_ && hasExplicitPlanSelection_) {
+    if (plan == codexPlan() && hasExplicitPlanSelection()) {
         return;
     }
     cancelRefreshForPlanChange();
-    planSelectionState_.select(plan);
+    CodexPlanSelectionState selection = planSelectionState_;
+    selection.select(plan);
     planSynchronization_.invalidateForPlanChange();
-    publish(codexPlan_, plan);
-    publish(hasExplicitPlanSelection_, true);
-    publish(firstRunPlanSelectionIsEligible_, false);
+    publish(planSelectionState_, selection);
     env_.preferences.setString(defaultsKey::codexPlan, rawValue(plan));
     presentCachedSnapshot(plan);
     invalidateNotificationStates(plan);

@@ -100,7 +100,7 @@ void UsageReader::readStableUsage(const RunningApplication& codex, int attempt,
     std::string message;
     if (!menu) {
         message = "Refresh failed — Codex Usage row was not available.";
-    } else if (activeSnapshotPlan_ == codexPlan_ &&
+    } else if (activeSnapshotPlan_ == codexPlan() &&
                isCompleteUsageSnapshot(snapshot_, currentSchema())) {
         message = "Refresh failed — previous data kept";
     } else {
@@ -115,7 +115,7 @@ bool UsageReader::commitCompleteUsageSnapshot(const UsageSnapshot& snapshot) {
     }
     recordRefreshStage("snapshot validated and committed");
     publish(snapshot_, snapshot);
-    publish(activeSnapshotPlan_, std::optional<CodexPlan>(codexPlan_));
+    publish(activeSnapshotPlan_, std::optional<CodexPlan>(codexPlan()));
     const Date committedAt = env_.clock.now();
     publish(lastUpdated_, std::optional<Date>(committedAt));
     planSynchronization_.markFreshSnapshotCommitted();

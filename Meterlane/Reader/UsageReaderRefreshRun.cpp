@@ -226,7 +226,7 @@ void UsageReader::hitTestAndClickProfileControl(const RunningApplication& codex)
         if (search_.usageRemainingIsExpanded(application, currentSchema())) {
             recordRefreshTiming("Usage remaining already expanded");
             readStableUsage(codex, 0,
-                            profileUsageReadStrategy(codexPlan_) ==
+                            profileUsageReadStrategy(codexPlan()) ==
                                 ProfileUsageReadStrategy::readDirectProfileUsagePercentage);
         } else {
             deferRefreshForOpenProfileMenu();
@@ -328,7 +328,7 @@ void UsageReader::verifySyntheticClickProfileMenu(const RunningApplication& code
     if (menu) {
         markProfileMenuOpenedByMonitor(menu);
         recordRefreshTiming("Profile menu first detected as open");
-        if (profileUsageReadStrategy(codexPlan_) ==
+        if (profileUsageReadStrategy(codexPlan()) ==
             ProfileUsageReadStrategy::readDirectProfileUsagePercentage) {
             readStableUsage(codex, 0, true);
         } else {
@@ -468,7 +468,7 @@ std::optional<UsageSnapshot> UsageReader::usageSnapshotFromUsageRemainingMenu(
     if (!menu) {
         return std::nullopt;
     }
-    return gaugely::usageSnapshotFromUsageRemainingMenu(codexPlan_, search_.orderedMenuText(menu));
+    return gaugely::usageSnapshotFromUsageRemainingMenu(codexPlan(), search_.orderedMenuText(menu));
 }
 
 std::optional<ProProfileUsageValues> UsageReader::proProfileUsageValues(const AXElement& menu) {

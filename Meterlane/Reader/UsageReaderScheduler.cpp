@@ -36,7 +36,7 @@ void UsageReader::clearAutomaticRefreshSchedule() {
 }
 
 void UsageReader::scheduleNextAutomaticRefresh(Date from) {
-    if (hasExplicitPlanSelection_ && automaticRefreshEnabled_) {
+    if (hasExplicitPlanSelection() && automaticRefreshEnabled_) {
         setAutomaticRefreshSchedule(from.addingTimeInterval(refreshInterval()), false);
         logSchedule("Automatic refresh scheduled in " +
                     std::to_string(static_cast<long>(refreshInterval())) + " seconds");
@@ -50,7 +50,7 @@ void UsageReader::restorePersistedAutomaticRefreshDate() {
 }
 
 void UsageReader::recoverAutomaticRefreshSchedule() {
-    if (!hasExplicitPlanSelection_ || !automaticRefreshEnabled_) {
+    if (!hasExplicitPlanSelection() || !automaticRefreshEnabled_) {
         clearAutomaticRefreshSchedule();
         return;
     }
@@ -75,7 +75,7 @@ void UsageReader::startAutomaticRefresh() {
     if (automaticRefreshTimer_) {
         return;
     }
-    if (automaticRefreshEnabled_ && hasExplicitPlanSelection_) {
+    if (automaticRefreshEnabled_ && hasExplicitPlanSelection()) {
         recoverAutomaticRefreshSchedule();
     }
     std::weak_ptr<UsageReader*> alive = alive_;
@@ -101,7 +101,7 @@ void UsageReader::recordPreflightDeferredAutomatic(const std::string& reason) {
 }
 
 void UsageReader::evaluateAutomaticRefresh() {
-    if (updateRefreshGate_ || !hasExplicitPlanSelection_) {
+    if (updateRefreshGate_ || !hasExplicitPlanSelection()) {
         return;
     }
     if (!automaticRefreshEnabled_) {

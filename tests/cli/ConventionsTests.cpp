@@ -27,7 +27,8 @@ TEST_F(Conventions, ABadArgumentIsOneLineAndAPointerToTheHelp) {
         {{"simulate", "--speed=0"}, "--speed needs a number above 0, not \"0\""},
         {{"simulate", "--speed", "fast"}, "--speed needs a number above 0, not \"fast\""},
         {{"simulate", "--speed", "2", "--virtual"}, "--speed and --virtual do not go together"},
-        {{"simulate", "--duration", "-1"}, "--duration needs a number of seconds above 0, not \"-1\""},
+        {{"simulate", "--duration", "-1"},
+         "--duration needs a number of seconds above 0, not \"-1\""},
         {{"simulate", "--scenario=nope"},
          "unknown scenario \"nope\" (\"gaugely simulate --scenario list\" lists them)"},
         {{"state", "--defaults="}, "--defaults needs a file name"},
@@ -36,11 +37,10 @@ TEST_F(Conventions, ABadArgumentIsOneLineAndAPointerToTheHelp) {
     for (const auto& c : cases) {
         const ToolResult result = run(c.arguments, "5h\nWeekly\n");
         const std::string& command = c.arguments.front();
-        const std::string expected =
-            command.starts_with("-") || command == "frobnicate"
-                ? c.problem
-                : "gaugely " + command + ": " + c.problem + "\nTry 'gaugely " + command +
-                      " --help'.\n";
+        const std::string expected = command.starts_with("-") || command == "frobnicate"
+                                         ? c.problem
+                                         : "gaugely " + command + ": " + c.problem +
+                                               "\nTry 'gaugely " + command + " --help'.\n";
         EXPECT_EQ(result.status, 2) << expected;
         EXPECT_EQ(result.out, "") << expected;
         EXPECT_EQ(result.err, expected);
@@ -54,8 +54,8 @@ TEST_F(Conventions, AnOptionsValueMayFollowAnEqualsSign) {
     } pairs[] = {
         {{"parse", "--plan", "plus"}, {"parse", "--plan=plus"}},
         {{"state", "--defaults", defaults}, {"state", "--defaults=" + defaults}},
-        {{"simulate", "--scenario", "manual", "--plan", "plus", "--virtual", "--defaults",
-          defaults, "--duration", "3"},
+        {{"simulate", "--scenario", "manual", "--plan", "plus", "--virtual", "--defaults", defaults,
+          "--duration", "3"},
          {"simulate", "--scenario=manual", "--plan=plus", "--virtual", "--defaults=" + defaults,
           "--duration=3"}},
     };
@@ -84,8 +84,7 @@ TEST_F(Conventions, HelpAndVersionGoToStandardOutput) {
           "--duration SECONDS", "--stats", "--verbose", "Exit status"}},
         {{"state", "--help"}, {"--defaults FILE", "--json", "Exit status"}},
         {{"--version"},
-         {"gaugely " + std::string(product::version) + " (" + std::string(product::build) +
-          ")\n"}},
+         {"gaugely " + std::string(product::version) + " (" + std::string(product::build) + ")\n"}},
     };
     for (const auto& c : cases) {
         const ToolResult result = run(c.arguments);
