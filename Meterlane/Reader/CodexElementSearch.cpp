@@ -3,7 +3,8 @@
 #include <algorithm>
 #include <array>
 
-#include "LowUsageNotificationSupport/Regex.h"
+#include "LowUsageNotificationSupport/CodexVocabulary.h"
+#include "LowUsageNotificationSupport/MonthlyUsageMenuParser.h"
 #include "LowUsageNotificationSupport/Text.h"
 
 namespace gaugely {
@@ -23,18 +24,8 @@ std::optional<bool> flagOf(const AXAttributeResult& result) {
     return std::nullopt;
 }
 
-bool isProfileLabel(const std::optional<std::string>& text) {
-    return text && text::equalsIgnoringCase(text::trimmed(*text), profileMenuLabel);
-}
-
-const Regex& fiveHourLabelPattern() {
-    static thread_local const Regex pattern(R"(^5\s*(?:h|hour|hours)$)", Regex::caseInsensitive);
-    return pattern;
-}
-
-bool isUsageRemainingLine(const std::string& line) {
-    return text::lowercased(text::trimmed(line)) == "usage remaining";
-}
+using codexVocabulary::isProfileLabel;
+using codexVocabulary::isUsageRemainingLine;
 
 }  // namespace
 
@@ -151,7 +142,7 @@ std::optional<Rect> CodexElementSearch::frame(const AXElement& element) {
 
 std::optional<RunningApplication> CodexElementSearch::findCodexApplication() {
     for (const RunningApplication& application : workspace_.runningApplications()) {
-        if (application.bundleIdentifier == codexBundleIdentifier &&
+        if (application.bundleIdentifier == codexVocabulary::bundleIdentifier &&
             application.activationPolicy == ActivationPolicy::regular) {
             return application;
         }
@@ -161,7 +152,7 @@ std::optional<RunningApplication> CodexElementSearch::findCodexApplication() {
 
 bool CodexElementSearch::isCodexFrontmost() {
     const auto frontmost = workspace_.frontmostApplication();
-    return frontmost && frontmost->bundleIdentifier == codexBundleIdentifier;
+    return frontmost && frontmost->bundleIdentifier == codexVocabulary::bundleIdentifier;
 }
 
 AXElement CodexElementSearch::profileMenuControl(const AXElement& application) {
@@ -276,7 +267,8 @@ AXElement CodexElementSearch::usageRemainingMenu(const AXElement& application) {
             return Visit::descend;
         }
         const std::vector<std::string> lines = orderedMenuText(element);
-        if (std::any_of(lines.begin(), lines.end(), isUsageRemainingLine)) {
+        if (std::any_of(lines.begin(), lines.end(),
+                        [](const std::string& line) { return isUsageRemainingLine(line); })) {
             found = element;
             return Visit::stop;
         }
@@ -293,7 +285,7 @@ AXElement CodexElementSearch::usageRemainingControl(const AXElement& application
         }
         const std::vector<std::string> lines = orderedMenuText(element);
         const bool qualifies = std::any_of(lines.begin(), lines.end(), [](const std::string& l) {
-            return text::contains(text::lowercased(l), "usage remaining");
+            return codexVocabulary::mentionsUsageRemaining(l);
         });
         if (!qualifies) {
             return Visit::descend;
@@ -309,7 +301,7 @@ AXElement CodexElementSearch::labeledUsageControl(const AXElement& menu) {
     walk(menu, menuSearchBudget, [&](const AXElement& element, const ElementReads& r) {
         for (const AXAttributeResult* field : {&r.title, &r.value, &r.description}) {
             const std::optional<std::string> text = textOf(*field);
-            if (text && text::contains(text::lowercased(*text), "usage remaining")) {
+            if (text && codexVocabulary::mentionsUsageRemaining(*text)) {
                 found = nearestPressableMenuAncestor(element, menu);
                 if (found) {
                     return Visit::stop;
@@ -328,7 +320,7 @@ AXElement CodexElementSearch::proUsageProfileMenuItem(const AXElement& menu) {
         if (textOf(r.role) == ax::menuItemRole) {
             const std::vector<std::string> lines = orderedMenuText(element);
             if (std::any_of(lines.begin(), lines.end(), [](const std::string& line) {
-                    return text::equalsIgnoringCase(text::trimmed(line), "Usage");
+                    return codexVocabulary::isProUsageItemLabel(line);
                 })) {
                 found = element;
                 return Visit::stop;
@@ -428,11 +420,11 @@ bool CodexElementSearch::usageRemainingIsExpanded(const AXElement& application,
         const bool named = std::any_of(lines.begin(), lines.end(), [&](const std::string& line) {
             switch (window) {
                 case QuotaWindow::fiveHour:
-                    return fiveHourLabelPattern().containsMatch(line);
+                    return codexVocabulary::isFiveHourLabel(line);
                 case QuotaWindow::weekly:
-                    return text::equalsIgnoringCase(text::trimmed(line), "weekly");
+                    return codexVocabulary::isWeeklyLabel(line);
                 case QuotaWindow::monthly:
-                    return text::equalsIgnoringCase(text::trimmed(line), "Monthly");
+                    return MonthlyUsageMenuParser::isMonthlyLabel(line);
             }
             return false;
         });

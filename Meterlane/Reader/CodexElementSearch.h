@@ -12,9 +12,6 @@
 
 namespace gaugely {
 
-inline constexpr std::string_view codexBundleIdentifier = "com.openai.codex";
-inline constexpr std::string_view profileMenuLabel = "Open profile menu";
-
 // Finds Codex and the few elements a refresh needs in its accessibility tree. Every search is a
 // bounded depth-first walk, so a huge, deep or cyclic tree cannot stall the reader.
 //
