@@ -55,6 +55,8 @@ class CodexElementSearch {
     AXElement nearestPressableMenuAncestor(const AXElement& from, const AXElement& within);
     bool isSameOrDescendant(const AXElement& element, const AXElement& ancestor);
     bool usageRemainingIsExpanded(const AXElement& application, QuotaSchema schema);
+    // The same test on a profile menu already found.
+    bool usageSectionIsExpanded(const AXElement& menu, QuotaSchema schema);
 
     // The menu's direct AXMenuItem children, in order (the entries keyboard focus moves through).
     std::vector<AXElement> menuItems(const AXElement& menu);

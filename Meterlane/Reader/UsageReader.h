@@ -33,6 +33,7 @@
 #include "Meterlane/Platform/Workspace.h"
 #include "Meterlane/Reader/CodexElementSearch.h"
 #include "Meterlane/Reader/RealInputMonitor.h"
+#include "Meterlane/Reader/RefreshRun.h"
 #include "Meterlane/Reader/RefreshTrace.h"
 
 namespace gaugely {
@@ -140,67 +141,28 @@ class UsageReader {
 
     // Exposed for the demo's statistics and for tests.
     CodexElementSearch& elementSearch() { return search_; }
-    const RealInputMonitor* realInputMonitor() const { return realInputMonitor_.get(); }
-    RefreshCleanupResult refreshCleanupResult() const { return refreshCleanupResult_; }
+    const RealInputMonitor* realInputMonitor() const {
+        return activeRun_ ? activeRun_->realInputMonitor() : nullptr;
+    }
+    // How the last run left Codex's menu (the run in progress: so far).
+    RefreshCleanupResult refreshCleanupResult() const;
+    // How runs find the profile menu after their click; fast unless a test asks for literal.
+    void setElementLookupMode(ElementLookupMode mode) { elementLookupMode_ = mode; }
+    ElementLookupMode elementLookupMode() const { return elementLookupMode_; }
 
   private:
-    // Run steps, in run order.
-    void clickProfileControlDynamically();
-    void hitTestAndClickProfileControl(const RunningApplication& codex);
-    void verifySyntheticClickProfileMenu(const RunningApplication& codex, int attempt);
-    void beginUsageKeyboardFocusExperiment(const RunningApplication& codex, int attempt);
-    void retryUsageKeyboardReadiness(const RunningApplication& codex, int attempt);
-    void activateFocusedUsageItemWithReturn(const RunningApplication& codex,
-                                            const UsageFocusBaseline& baseline, int attempt);
-    void verifyUsageKeyboardActivation(const RunningApplication& codex,
-                                       const UsageFocusBaseline& baseline, int attempt);
-    void readStableUsage(const RunningApplication& codex, int attempt, bool directProfile);
-    void restoreOwnedCodexMenuAfterRead(const std::optional<RunningApplication>& codex,
-                                        std::optional<std::string> statusMessage,
-                                        bool requiresUsageExpansion);
-    void verifyOwnedCodexMenuRestoration(const RunningApplication& codex,
-                                         std::optional<std::string> statusMessage);
-    void completeRefreshAfterRead(std::optional<std::string> statusMessage);
-    void deferRefreshForOpenProfileMenu();
-    void markProfileMenuOpenedByMonitor(const AXElement& menu);
+    friend class RefreshRun;
 
-    // Ends the run through restoration with a user-visible message.
-    void endRunThroughRestoration(const std::optional<RunningApplication>& codex,
-                                  const std::string& message);
-
-    // Countdown and step scheduling.
+    // The run's bookkeeping on the reader's side.
     void scheduleCountdown(double after, uint64_t generation);
-    void scheduleAutomation(double after, std::function<void()> step);
     void cancelPendingCountdownWorkItems();
     void cancelRefreshForPlanChange();
-    bool automaticCountdownMayContinue();
-    // The wait before the next poll of a step that waits for Codex; none past the last attempt.
-    static std::optional<double> pollDelay(int attempt);
-    static constexpr int lastPollAttempt = 13;
-
-    // Reading.
-    std::optional<UsageSnapshot> usageSnapshotFromUsageRemainingMenu(const AXElement& menu);
-    std::optional<ProProfileUsageValues> proProfileUsageValues(const AXElement& menu);
-    bool commitCompleteUsageSnapshot(const UsageSnapshot& snapshot);
-
-    // Synthetic input and the real-input guard.
-    bool sendSyntheticLeftClick(Point point);
-    bool sendEscapeKey(uint16_t keyCode);
-    bool beginRealInputMonitoringForSyntheticSequence();
-    bool automaticSyntheticInputMayContinue();
-    void deferAutomaticSyntheticInteraction(const std::string& message);
-    void stopRealInputMonitor();
-    void deferForAutomaticRefreshSwitchedOff();
-
-    // Trace.
-    void beginRefreshTrace(RefreshRunKind kind, RefreshMenuPresence initialMenu);
-    void recordRefreshStage(std::string_view stage, std::optional<std::string_view> detail = {});
-    void recordRefreshTiming(std::string_view mark);
-    void finishRefreshTrace(const RefreshRunOutcome& outcome);
+    [[nodiscard]] bool commitCompleteUsageSnapshot(const UsageSnapshot& snapshot);
     void recordRejectedRefresh(RefreshRunKind kind, const RefreshRunOutcome& outcome);
     std::string newTraceIdentifier();
-    long elapsedMilliseconds() const;
-    void clearRunState();
+    // Called once by the run as it ends: no run is in progress any more.
+    void refreshRunEnded(std::optional<std::string> statusMessage);
+    bool activeRefreshIsAutomatic() const { return activeRun_ && activeRun_->isAutomatic(); }
 
     // Restore and persistence.
     void restoreRefreshSettings();
@@ -249,9 +211,6 @@ class UsageReader {
 
     AXElement applicationElement(const RunningApplication& codex);
     QuotaSchema currentSchema() const;
-    RefreshRunKind activeKind() const {
-        return activeRefreshIsAutomatic_ ? RefreshRunKind::automatic : RefreshRunKind::manual;
-    }
 
     ReaderEnvironment env_;
     CodexElementSearch search_;
@@ -285,18 +244,16 @@ class UsageReader {
     std::shared_ptr<UsageNotificationDispatcher> notificationDispatcher_;
     bool updateRefreshGate_ = false;
 
-    // The run in progress.
-    bool activeRefreshIsAutomatic_ = false;
+    // The run in progress, and the one that ended last (kept until the next begins, so its own
+    // last step can finish safely).
     std::vector<std::shared_ptr<Cancellable>> countdownWorkItems_;
     uint64_t countdownGeneration_ = 0;
     RefreshRunGuard refreshRun_;
-    std::shared_ptr<Cancellable> pendingStep_;
-    std::optional<RefreshUIState> refreshUIState_;
-    std::optional<RefreshTiming> refreshTiming_;
-    std::optional<RefreshTrace> refreshTrace_;
-    RefreshCleanupResult refreshCleanupResult_ = RefreshCleanupResult::notRequired;
-    std::unique_ptr<RealInputMonitor> realInputMonitor_;
-    RefreshSnapshotStability<UsageSnapshot> snapshotStability_;
+    std::unique_ptr<RefreshRun> activeRun_;
+    std::unique_ptr<RefreshRun> endedRun_;
+    ElementLookupMode elementLookupMode_ = ElementLookupMode::fast;
+    // Where runs of this process found the profile menu, for the next run's polls.
+    ProfileMenuLocation profileMenuLocation_;
 
     // The scheduler's tick and the two notification registrations; they live as long as the reader.
     std::shared_ptr<Cancellable> automaticRefreshTimer_;

@@ -171,10 +171,7 @@ void UsageReader::setAutomaticRefreshEnabled(bool enabled) {
     publish(automaticRefreshEnabled_, enabled);
     env_.preferences.setBool(defaultsKey::automaticRefreshEnabled, enabled);
     if (!enabled) {
-        if (activeRefreshIsAutomatic_) {
-            // The run in progress ends in the log as it would at its next countdown tick.
-            deferForAutomaticRefreshSwitchedOff();
-        }
+        // The run in progress ends in the log as it would at its next countdown tick.
         stopAutomaticRefreshIfNeeded();
         clearAutomaticRefreshSchedule();
         setStatusMessage(std::nullopt);
@@ -200,21 +197,9 @@ void UsageReader::setRefreshFrequency(RefreshFrequency frequency) {
 }
 
 void UsageReader::stopAutomaticRefreshIfNeeded() {
-    if (!activeRefreshIsAutomatic_) {
-        return;
+    if (activeRefreshIsAutomatic()) {
+        activeRun_->deferForAutomaticRefreshSwitchedOff();
     }
-    publish(countdown_, std::optional<int>());
-    cancelPendingCountdownWorkItems();
-    activeRefreshIsAutomatic_ = false;
-    stopRealInputMonitor();
-    refreshUIState_.reset();
-    refreshTiming_.reset();
-    if (pendingStep_) {
-        pendingStep_->cancel();
-        pendingStep_.reset();
-    }
-    refreshRun_.end();
-    publish(automationInProgress_, false);
 }
 
 void UsageReader::observeWorkspaceWake() {
