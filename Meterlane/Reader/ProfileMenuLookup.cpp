@@ -64,13 +64,11 @@ AXElement ProfileMenuLookup::menuAfterClick(const AXElement& application, int at
     return {};
 }
 
-std::vector<AXElement> ProfileMenuLookup::menusAtRememberedLocation(
-    const AXElement& application) {
+std::vector<AXElement> ProfileMenuLookup::menusAtRememberedLocation(const AXElement& application) {
     std::vector<AXElement> menus;
     AXElement container = application;
     for (size_t depth = 0; depth <= remembered_.containers.size(); ++depth) {
-        const auto* children =
-            search_.reads(container).children.get<std::vector<AXElement>>();
+        const auto* children = search_.reads(container).children.get<std::vector<AXElement>>();
         if (children == nullptr) {
             return {};
         }

@@ -261,7 +261,8 @@ void RefreshRun::verifySyntheticClickProfileMenu(const RunningApplication& codex
     const AXElement application = applicationElement(codex);
     const AXElement menu = lookup_.menuAfterClick(application, attempt, lastPollAttempt);
     if (!menu) {
-        pollAgain(attempt, [this, codex](int next) { verifySyntheticClickProfileMenu(codex, next); });
+        pollAgain(attempt,
+                  [this, codex](int next) { verifySyntheticClickProfileMenu(codex, next); });
         return;
     }
     lookup_.remember(application, menu);
@@ -286,8 +287,8 @@ long RefreshRun::elapsedMilliseconds() const {
 }
 
 void RefreshRun::beginRefreshTrace(RefreshRunKind kind, RefreshMenuPresence initialMenu) {
-    trace_ = RefreshTrace{reader_.newTraceIdentifier(), kind,
-                          reader_.env_.clock.monotonicSeconds(), {}};
+    trace_ =
+        RefreshTrace{reader_.newTraceIdentifier(), kind, reader_.env_.clock.monotonicSeconds(), {}};
     recordRefreshStage("refresh requested");
     recordRefreshStage("eligibility and safety evaluation passed",
                        "menu presence: " + std::string(rawValue(initialMenu)));

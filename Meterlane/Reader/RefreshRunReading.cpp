@@ -156,7 +156,8 @@ std::optional<UsageSnapshot> RefreshRun::readDirectProfileUsage(const RunningApp
     for (const std::string& title : titles) {
         valueTitles += codexVocabulary::proTitle().containsMatch(title) ? 1 : 0;
     }
-    const bool usageRow = valueTitles > 0 || static_cast<bool>(search.proUsageProfileMenuItem(menu));
+    const bool usageRow =
+        valueTitles > 0 || static_cast<bool>(search.proUsageProfileMenuItem(menu));
     recordRefreshStage("usage row found/not found", usageRow ? "found" : "not found");
     if (valueTitles >= 2) {
         // Several titles with a value: none of them is trusted, and waiting will not help.
@@ -198,8 +199,7 @@ RefreshEndCause RefreshRun::unreadableUsageCause() const {
     return RefreshEndCause::usageUnreadable;
 }
 
-void RefreshRun::readStableUsage(const RunningApplication& codex, int attempt,
-                                 bool directProfile) {
+void RefreshRun::readStableUsage(const RunningApplication& codex, int attempt, bool directProfile) {
     if (!automaticSyntheticInputMayContinue()) {
         return;
     }
@@ -228,9 +228,11 @@ void RefreshRun::readStableUsage(const RunningApplication& codex, int attempt,
 
     // The rule is asked with one attempt to spare: past the last poll the wait ends on its own
     // step, after its delay, without reading.
-    const RefreshReadOutcome outcome = snapshotStability_.advance(
-        reading, reader_.env_.clock.monotonicSeconds(), attempt, lastPollAttempt + 1,
-        [this](const UsageSnapshot& stable) { return reader_.commitCompleteUsageSnapshot(stable); });
+    const RefreshReadOutcome outcome =
+        snapshotStability_.advance(reading, reader_.env_.clock.monotonicSeconds(), attempt,
+                                   lastPollAttempt + 1, [this](const UsageSnapshot& stable) {
+                                       return reader_.commitCompleteUsageSnapshot(stable);
+                                   });
     switch (outcome) {
         case RefreshReadOutcome::committed:
             recordRefreshStage("snapshot committed");

@@ -282,6 +282,8 @@ void SimulatedCodex::openMenu() {
     }
     layoutMenu();
     ++openings_;
+    openedAt_ = time_.monotonicSeconds();
+    roundTripsAtOpening_ = roundTrips();
 }
 
 void SimulatedCodex::closeMenu() {
@@ -297,6 +299,16 @@ void SimulatedCodex::closeMenu() {
         tree().set(*control_, ax::expanded, false);
     }
     ++closings_;
+    lastOpening_ =
+        MenuOpening{time_.monotonicSeconds() - openedAt_, roundTrips() - roundTripsAtOpening_};
+}
+
+std::optional<SimulatedCodex::MenuOpening> SimulatedCodex::lastMenuOpening() const {
+    if (menuIsOpen()) {
+        return MenuOpening{time_.monotonicSeconds() - openedAt_,
+                           roundTrips() - roundTripsAtOpening_};
+    }
+    return lastOpening_;
 }
 
 void SimulatedCodex::focus(NodeId target) {

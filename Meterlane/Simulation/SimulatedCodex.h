@@ -126,6 +126,13 @@ class SimulatedCodex final : public SimulatedAccessibility {
     // The open menu's texts, in order: item titles and row values.
     std::vector<std::string> menuTexts() const;
     std::size_t menuOpenings() const { return openings_; }
+    // How long the menu was last open, and the round trips the reader made meanwhile (until now,
+    // while it is still open).
+    struct MenuOpening {
+        double seconds = 0;
+        std::size_t roundTrips = 0;
+    };
+    std::optional<MenuOpening> lastMenuOpening() const;
     std::size_t menuClosings() const { return closings_; }
     // Items pressed (Return or click) other than the usage expansion: "Log out" must never be.
     const std::vector<std::string>& pressedItems() const { return pressed_; }
@@ -180,6 +187,9 @@ class SimulatedCodex final : public SimulatedAccessibility {
     std::vector<Row> rows_;
     uint64_t expansion_ = 0;  // bumped whenever the rows start over, so stale settles do nothing
     std::size_t openings_ = 0;
+    double openedAt_ = 0;
+    std::size_t roundTripsAtOpening_ = 0;
+    std::optional<MenuOpening> lastOpening_;
     std::size_t closings_ = 0;
     std::vector<std::string> pressed_;
 };
