@@ -49,8 +49,9 @@ void BM_SecondManualRefreshAt1ms(benchmark::State& state) {
     state.counters["blocked_s"] = cost.blockedSeconds;
 }
 BENCHMARK(BM_SecondManualRefreshAt1ms)
-    ->ArgsProduct({{0, 1, 2}, {static_cast<int>(ElementLookupMode::fast),
-                               static_cast<int>(ElementLookupMode::literal)}})
+    ->ArgsProduct({{0, 1, 2},
+                   {static_cast<int>(ElementLookupMode::fast),
+                    static_cast<int>(ElementLookupMode::literal)}})
     ->Unit(benchmark::kMillisecond)
     ->Iterations(1);
 

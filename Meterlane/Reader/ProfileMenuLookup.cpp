@@ -67,6 +67,8 @@ AXElement ProfileMenuLookup::menuAfterClick(const AXElement& application, int at
 std::vector<AXElement> ProfileMenuLookup::menusAtRememberedLocation(const AXElement& application) {
     std::vector<AXElement> menus;
     AXElement container = application;
+    // The containers of a real window hold a handful of children; a hostile list is not scanned.
+    int budget = CodexElementSearch::menuSearchBudget;
     for (size_t depth = 0; depth <= remembered_.containers.size(); ++depth) {
         const auto* children = search_.reads(container).children.get<std::vector<AXElement>>();
         if (children == nullptr) {
@@ -75,6 +77,10 @@ std::vector<AXElement> ProfileMenuLookup::menusAtRememberedLocation(const AXElem
         const AXElement next =
             depth < remembered_.containers.size() ? remembered_.containers[depth] : AXElement();
         bool nextFound = !next;
+        budget -= static_cast<int>(children->size());
+        if (budget < 0) {
+            return {};
+        }
         for (const AXElement& child : *children) {
             if (next && child == next) {
                 nextFound = true;

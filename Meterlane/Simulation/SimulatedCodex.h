@@ -61,6 +61,15 @@ struct CodexBehaviour {
     // The profile menu's items, top to bottom. "Usage remaining" is the expandable one; in the
     // pro plan's menu it shows the weekly limit title instead and does not expand.
     std::vector<std::string> menuItems{"Settings", "Usage remaining", "Help", "Log out"};
+
+    // Faults that send the reader's shortcuts back to the whole-window walk.
+    // This long after opening, the menu is replaced by an equal-looking new element (Codex
+    // re-created it); none: never.
+    std::optional<double> menuReplacedAfter;
+    // A second, empty menu titled like the profile menu appears at the application level with it.
+    bool duplicateProfileMenu = false;
+    // Each opening puts the menu in the other place (window or application) than the last one.
+    bool menuMovesBetweenOpenings = false;
 };
 
 // The Codex desktop app as the reader meets it: a running application in the workspace, an
@@ -182,6 +191,9 @@ class SimulatedCodex final : public SimulatedAccessibility {
     std::optional<NodeId> menu_;
     std::optional<NodeId> usageItem_;
     std::optional<NodeId> overlay_;
+    std::optional<NodeId> duplicate_;
+    // Bumped when the menu opens or closes: work for one opening does nothing in the next.
+    uint64_t openingSerial_ = 0;
     bool opening_ = false;
     std::optional<NodeId> pressedDown_;
     std::vector<Row> rows_;

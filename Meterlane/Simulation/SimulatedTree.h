@@ -71,6 +71,9 @@ class SimulatedTree {
     NodeId add(NodeId parent, std::string_view role);
     NodeId insert(NodeId parent, std::size_t index, std::string_view role);
     void remove(NodeId node);
+    // Puts a new element in the node's place, with its attributes and children: the old handle
+    // becomes invalid, the new one reads the same. Returns the new node.
+    NodeId replace(NodeId node);
     // Lists `child` under `parent` as well, without moving it: cycles and shared children.
     void link(NodeId parent, NodeId child);
 
