@@ -192,7 +192,7 @@ void RefreshRun::deferAutomaticSyntheticInteraction(RefreshEndCause cause) {
                          : RefreshCleanupResult::notRequired;
     recordRefreshStage("cleanup result", rawValue(cleanupResult_));
     // The refresh stays due: the scheduler tries again at its next tick.
-    reader_.setAutomaticRefreshSchedule(reader_.env_.clock.now(), true);
+    reader_.scheduler_.setAutomaticRefreshSchedule(reader_.env_.clock.now(), true);
     finish(outcome(cause), message);
 }
 

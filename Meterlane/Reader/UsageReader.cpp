@@ -20,10 +20,10 @@ UsageReader::UsageReader(ReaderEnvironment environment)
     restorePersistedSnapshots();
     migrateLegacyPlanSelectionIfNeeded();
     presentCachedSnapshot(codexPlan());
-    restorePersistedAutomaticRefreshDate();
-    startAutomaticRefresh();
-    observeWorkspaceWake();
-    observeApplicationActivation();
+    scheduler_.restorePersistedAutomaticRefreshDate();
+    scheduler_.startAutomaticRefresh();
+    scheduler_.observeWorkspaceWake();
+    scheduler_.observeApplicationActivation();
 }
 
 UsageReader::~UsageReader() {
@@ -34,9 +34,6 @@ UsageReader::~UsageReader() {
     }
     activeRun_.reset();
     endedRun_.reset();
-    if (automaticRefreshTimer_) {
-        automaticRefreshTimer_->cancel();
-    }
 }
 
 UsageReader::ObserverID UsageReader::addObserver(std::function<void()> handler) {

@@ -31,6 +31,7 @@
 #include "Meterlane/Platform/Preferences.h"
 #include "Meterlane/Platform/UserNotificationCenter.h"
 #include "Meterlane/Platform/Workspace.h"
+#include "Meterlane/Reader/AutomaticRefreshScheduler.h"
 #include "Meterlane/Reader/CodexElementSearch.h"
 #include "Meterlane/Reader/RealInputMonitor.h"
 #include "Meterlane/Reader/RefreshRun.h"
@@ -152,6 +153,7 @@ class UsageReader {
 
   private:
     friend class RefreshRun;
+    friend class AutomaticRefreshScheduler;
 
     // The run's bookkeeping on the reader's side.
     void scheduleCountdown(double after, uint64_t generation);
@@ -183,19 +185,8 @@ class UsageReader {
     // After a commit: store it for its plan, move the deadline on, advance the alert state.
     void snapshotCommitted(Date committedAt);
 
-    // The automatic refresh schedule.
-    void startAutomaticRefresh();
-    void scheduleNextAutomaticRefresh(Date from);
-    void setAutomaticRefreshSchedule(Date date, bool pending);
-    void clearAutomaticRefreshSchedule();
-    void restorePersistedAutomaticRefreshDate();
-    void recoverAutomaticRefreshSchedule();
+    // Ends an automatic run in progress, as switching automatic refresh off does.
     void stopAutomaticRefreshIfNeeded();
-    void observeWorkspaceWake();
-    void observeApplicationActivation();
-    void recordPreflightDeferredAutomatic(const std::string& reason);
-    void logSchedule(const std::string& line);
-    double refreshInterval() const;
 
     // Publishing.
     template <class T>
@@ -255,10 +246,8 @@ class UsageReader {
     // Where runs of this process found the profile menu, for the next run's polls.
     ProfileMenuLocation profileMenuLocation_;
 
-    // The scheduler's tick and the two notification registrations; they live as long as the reader.
-    std::shared_ptr<Cancellable> automaticRefreshTimer_;
-    std::unique_ptr<Subscription> workspaceWakeObserver_;
-    std::unique_ptr<Subscription> applicationActiveObserver_;
+    // The automatic refresh schedule; it lives as long as the reader.
+    AutomaticRefreshScheduler scheduler_{*this};
 
     std::vector<std::pair<ObserverID, std::function<void()>>> observers_;
     ObserverID nextObserverID_ = 1;

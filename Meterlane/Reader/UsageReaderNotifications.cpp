@@ -105,7 +105,7 @@ bool UsageReader::hasEnabledCurrentPlanNotificationFeature() const {
 void UsageReader::snapshotCommitted(Date committedAt) {
     const CodexPlan plan = codexPlan();
     persistCompleteSnapshot(committedAt, plan);
-    scheduleNextAutomaticRefresh(committedAt);
+    scheduler_.scheduleNextAutomaticRefresh(committedAt);
 
     const PlanQuotaConfiguration configuration = PlanQuotaConfiguration::configuration(plan);
     const auto percentages = quotaPercentages(snapshot_, configuration.schema);

@@ -128,7 +128,7 @@ void UsageReader::setCodexPlan(CodexPlan plan) {
     presentCachedSnapshot(plan);
     invalidateNotificationStates(plan);
     if (automaticRefreshEnabled_) {
-        scheduleNextAutomaticRefresh(env_.clock.now());
+        scheduler_.scheduleNextAutomaticRefresh(env_.clock.now());
     }
     setStatusMessage(std::nullopt);
 }

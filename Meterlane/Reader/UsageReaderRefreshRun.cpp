@@ -95,7 +95,7 @@ void UsageReader::beginReadCountdown(bool isAutomatic) {
     if (!refreshPermission(true)) {
         setStatusMessage("Accessibility permission required");
         if (isAutomatic) {
-            setAutomaticRefreshSchedule(env_.clock.now(), true);
+            scheduler_.setAutomaticRefreshSchedule(env_.clock.now(), true);
         }
         // An automatic request stays due, so it is only put off; a manual one has failed.
         recordRejectedRefresh(

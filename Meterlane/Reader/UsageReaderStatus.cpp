@@ -35,8 +35,8 @@ UsageSnapshotPresentationState UsageReader::usageSnapshotPresentationState() con
 }
 
 bool UsageReader::currentSnapshotMayBeStale() const {
-    return UsageDataFreshnessPolicy::isStale(currentDisplayLastUpdated(), refreshInterval(),
-                                             env_.clock.now());
+    return UsageDataFreshnessPolicy::isStale(currentDisplayLastUpdated(),
+                                             scheduler_.refreshInterval(), env_.clock.now());
 }
 
 std::optional<std::string> UsageReader::recoveryMessage(

@@ -105,7 +105,8 @@ struct SecondRefresh {
     std::size_t roundTrips = 0;
 };
 
-SecondRefresh secondRefresh(ElementLookupMode mode, const std::function<void(CodexBehaviour&)>& fault) {
+SecondRefresh secondRefresh(ElementLookupMode mode,
+                            const std::function<void(CodexBehaviour&)>& fault) {
     CodexTreeShape shape;
     shape.webContentElements = 200;
     ReaderWorld world(CodexPlan::plus, shape);
@@ -134,8 +135,8 @@ TEST(ProfileMenuLookup, FaultsThatDefeatTheShortcutsEndRunsAsTheLiteralLookupsDo
     const Case cases[] = {
         {"menu replaced by an equal-looking element",
          [](CodexBehaviour& b) { b.menuReplacedAfter = 0.05; }, true},
-        {"a second menu with the profile title", [](CodexBehaviour& b) { b.duplicateProfileMenu = true; },
-         true},
+        {"a second menu with the profile title",
+         [](CodexBehaviour& b) { b.duplicateProfileMenu = true; }, true},
         {"menu at the application level this time",
          [](CodexBehaviour& b) { b.menuMovesBetweenOpenings = true; }, false},
     };
