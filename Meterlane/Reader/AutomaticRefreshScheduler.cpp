@@ -59,7 +59,8 @@ void AutomaticRefreshScheduler::scheduleNextAutomaticRefresh(Date from) {
 }
 
 void AutomaticRefreshScheduler::restorePersistedAutomaticRefreshDate() {
-    reader_.nextAutomaticRefreshDate_ = reader_.env_.preferences.dateValue(defaultsKey::nextAutomaticRefreshDate);
+    reader_.nextAutomaticRefreshDate_ =
+        reader_.env_.preferences.dateValue(defaultsKey::nextAutomaticRefreshDate);
 }
 
 void AutomaticRefreshScheduler::recoverAutomaticRefreshSchedule() {
@@ -108,7 +109,7 @@ void AutomaticRefreshScheduler::startAutomaticRefresh() {
 void AutomaticRefreshScheduler::recordPreflightDeferredAutomatic(const std::string& reason) {
     const std::string identifier = reader_.newTraceIdentifier();
     reader_.publish(reader_.lastRefreshOutcome_,
-            std::optional<RefreshRunOutcome>(RefreshRunOutcome::deferred(reason)));
+                    std::optional<RefreshRunOutcome>(RefreshRunOutcome::deferred(reason)));
     logSchedule("Refresh [" + identifier +
                 "] automatic: refresh requested; eligibility deferred — " + reason);
 }

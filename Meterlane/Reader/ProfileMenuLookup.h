@@ -38,19 +38,21 @@ class ProfileMenuLookup {
     ElementLookupMode mode() const { return mode_; }
 
     // The open profile menu, while the run's own menu is `openedMenu` (none: not opened by it).
-    AXElement profileMenu(const AXElement& application, const AXElement& openedMenu);
+    [[nodiscard]] AXElement profileMenu(const AXElement& application, const AXElement& openedMenu);
     // The menu holding the "Usage remaining" row.
-    AXElement usageRemainingMenu(const AXElement& application, const AXElement& openedMenu);
-    bool usageRemainingIsExpanded(const AXElement& application, const AXElement& openedMenu,
-                                  QuotaSchema schema);
+    [[nodiscard]] AXElement usageRemainingMenu(const AXElement& application,
+                                               const AXElement& openedMenu);
+    [[nodiscard]] bool usageRemainingIsExpanded(const AXElement& application,
+                                                const AXElement& openedMenu, QuotaSchema schema);
     // One poll for the menu after the click; none while it has not appeared (as far as this
     // attempt looks).
-    AXElement menuAfterClick(const AXElement& application, int attempt, int lastAttempt);
+    [[nodiscard]] AXElement menuAfterClick(const AXElement& application, int attempt,
+                                           int lastAttempt);
     // Keeps where `menu` sits below `application`, for the polls of later runs.
     void remember(const AXElement& application, const AXElement& menu);
 
     // Whether `menu` still reads as the profile menu: role and title read without error.
-    bool isStillProfileMenu(const AXElement& menu);
+    [[nodiscard]] bool isStillProfileMenu(const AXElement& menu);
 
   private:
     // The profile menus among the children of the remembered containers; none when the remembered
