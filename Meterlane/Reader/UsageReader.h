@@ -145,6 +145,11 @@ class UsageReader {
     const RealInputMonitor* realInputMonitor() const {
         return activeRun_ ? activeRun_->realInputMonitor() : nullptr;
     }
+    // When the run in progress was accepted (monotonic seconds); none while idle.
+    std::optional<double> activeRefreshRequestedAt() const {
+        return activeRun_ ? std::optional<double>(activeRun_->refreshTiming().requestedAt)
+                          : std::nullopt;
+    }
     // How the last run left Codex's menu (the run in progress: so far).
     RefreshCleanupResult refreshCleanupResult() const;
     // How runs find the profile menu after their click; fast unless a test asks for literal.
