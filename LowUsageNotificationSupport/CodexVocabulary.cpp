@@ -49,6 +49,11 @@ const Regex& proValue() {
     return pattern;
 }
 
+const Regex& usageValueLine() {
+    static thread_local const Regex pattern(usageValueLinePattern, Regex::caseInsensitive);
+    return pattern;
+}
+
 bool isProfileLabel(const std::optional<std::string>& text) {
     return text && text::equalsIgnoringCase(text::trimmed(*text), profileMenuLabel);
 }
@@ -81,6 +86,10 @@ bool isVocabularyLabel(std::string_view text) {
     return isProfileLabel(std::string(text)) || isUsageRemainingLine(text) ||
            isProUsageItemLabel(text) || isFiveHourLabel(text) || isWeeklyLabel(text) ||
            isMonthlyLabel(text);
+}
+
+bool isUsageValueText(std::string_view text) {
+    return usageValueLine().containsMatch(text) || proTitle().containsMatch(text);
 }
 
 }  // namespace gaugely::codexVocabulary

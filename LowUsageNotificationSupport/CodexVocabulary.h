@@ -45,6 +45,10 @@ inline constexpr std::string_view monthDatePattern =
     R"((?i)\b((?:Jan(?:uary)?|Feb(?:ruary)?|Mar(?:ch)?|Apr(?:il)?|May|Jun(?:e)?|Jul(?:y)?|Aug(?:ust)?|Sep(?:t(?:ember)?)?|Oct(?:ober)?|Nov(?:ember)?|Dec(?:ember)?)\.?\s+\d{1,2}(?:,?\s+\d{4})?)\b)";
 // The pro plan's whole item title, case as Codex writes it; 0 to 100, no leading zero.
 inline constexpr std::string_view proTitlePattern = R"(\AWeekly limit (100|[1-9]?\d)% left\z)";
+// A whole line that is a usage value: a percentage ("72% left", "--% left" while loading), or a
+// reset time or date, with or without "Resets" before it; case-insensitive.
+inline constexpr std::string_view usageValueLinePattern =
+    R"(^\s*(?:(?:\d{1,3}|--)\s*%(?:\s+left)?|(?:resets\s+)?(?:\d{1,2}:\d{2}\s*(?:AM|PM)|(?:Jan(?:uary)?|Feb(?:ruary)?|Mar(?:ch)?|Apr(?:il)?|May|Jun(?:e)?|Jul(?:y)?|Aug(?:ust)?|Sep(?:t(?:ember)?)?|Oct(?:ober)?|Nov(?:ember)?|Dec(?:ember)?)\.?\s+\d{1,2}(?:,?\s+\d{4})?|--))\s*$)";
 // The pro plan's older layout: a value line under the "Usage" label.
 inline constexpr std::string_view proValuePattern = R"(^\s*(100|[1-9]?\d)\s*%\s+left\s*$)";
 
@@ -58,6 +62,7 @@ const Regex& weeklyResetBeforeLabel();
 const Regex& monthDate();
 const Regex& proTitle();
 const Regex& proValue();
+const Regex& usageValueLine();
 
 // The comparisons, each as the searches and parsers make it.
 bool isProfileLabel(const std::optional<std::string>& text);
@@ -69,7 +74,9 @@ bool isProUsageItemLabel(std::string_view line);
 bool isFiveHourLabel(std::string_view line);
 bool isWeeklyLabel(std::string_view line);
 bool isMonthlyLabel(std::string_view line);
-// Any label above: what redaction keeps of a recorded tree.
+// Any label above.
 bool isVocabularyLabel(std::string_view text);
+// What a recording keeps of Codex's text: our labels, usage values, the pro plan's title.
+bool isUsageValueText(std::string_view text);
 
 }  // namespace gaugely::codexVocabulary

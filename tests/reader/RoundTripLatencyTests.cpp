@@ -39,8 +39,8 @@ TEST(RoundTripLatency, AutomaticRefreshNeverTypesAfterTheUser) {
     const std::optional<double> inputAfter[] = {5.0, 12.0, 14.5, 16.0, 20.0, std::nullopt};
     for (const double latency : latencies) {
         for (const auto at : inputAfter) {
-            const std::string name = "input at " + (at ? std::to_string(*at) : "never") +
-                                     " with " + std::to_string(latency) + " s";
+            const std::string name = "input at " + (at ? std::to_string(*at) : "never") + " with " +
+                                     std::to_string(latency) + " s";
             ReaderWorld world;
             UsageReader& reader = world.makeReader(CodexPlan::plus);
             world.codex.setRoundTripCost(&world.time, latency);

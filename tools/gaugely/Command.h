@@ -31,5 +31,6 @@ struct Command {
 int runParseCommand(const std::vector<std::string>& arguments, CommandStreams streams);
 int runSimulateCommand(const std::vector<std::string>& arguments, CommandStreams streams);
 int runStateCommand(const std::vector<std::string>& arguments, CommandStreams streams);
+int runDumpTreeCommand(const std::vector<std::string>& arguments, CommandStreams streams);
 
 }  // namespace gaugely::tool

@@ -16,6 +16,8 @@ constexpr Command commands[] = {
     {"state", "show what Gaugely has saved: plan, settings, readings, alert states",
      runStateCommand},
     {"parse", "read a usage snapshot from the text lines of Codex's menu", runParseCommand},
+    {"dump-tree", "record Codex's accessibility tree as a fixture set the tests replay",
+     runDumpTreeCommand},
 };
 
 void printUsage(std::ostream& stream) {
