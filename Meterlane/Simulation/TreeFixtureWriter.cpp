@@ -77,8 +77,8 @@ std::string SimulatedTree::toFixture() const {
         if (frame) {
             const Point& p = std::get<Point>(position->second);
             const Size& s = std::get<Size>(size->second);
-            out << " frame=" << number(p.x) << "," << number(p.y) << "," << number(s.width)
-                << "," << number(s.height);
+            out << " frame=" << number(p.x) << "," << number(p.y) << "," << number(s.width) << ","
+                << number(s.height);
         }
         for (const auto& [name, value] : node.attributes) {
             if (name == ax::role || (frame && (name == ax::position || name == ax::size))) {
@@ -129,8 +129,8 @@ void SimulatedTree::continueIdentity(const SimulatedTree& previous) {
     // An element is the same as the previous tree's when the path to it matches step by step:
     // same role and label, and the same place among siblings that share both.
     auto keyOf = [](const SimulatedTree& tree, NodeId node) {
-        const std::string label = tree.text(node, ax::title)
-                                      .value_or(tree.text(node, ax::description).value_or(""));
+        const std::string label =
+            tree.text(node, ax::title).value_or(tree.text(node, ax::description).value_or(""));
         return tree.role(node) + '\x1f' + label;
     };
     std::unordered_map<NodeId, NodeId> renumbered{{root_, previous.root_}};

@@ -14,9 +14,9 @@ namespace {
 
 // What a recording reads of every element, in one round trip.
 constexpr std::array<std::string_view, 17> recordedAttributes{
-    "AXRole",      "AXSubrole", "AXRoleDescription", "AXTitle",   "AXDescription", "AXValue",
-    "AXHelp",      "AXURL",     "AXPlaceholderValue", "AXHidden", "AXExpanded",    "AXFocused",
-    "AXEnabled",   "AXSelected", "AXPosition",        "AXSize",   "AXChildren",
+    "AXRole",    "AXSubrole",  "AXRoleDescription",  "AXTitle",  "AXDescription", "AXValue",
+    "AXHelp",    "AXURL",      "AXPlaceholderValue", "AXHidden", "AXExpanded",    "AXFocused",
+    "AXEnabled", "AXSelected", "AXPosition",         "AXSize",   "AXChildren",
 };
 
 // Names of a kind of element, not anything the user wrote.

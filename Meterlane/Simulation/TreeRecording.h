@@ -48,7 +48,8 @@ struct CodexFixtureSet {
 
     static std::optional<CodexFixtureSet> load(const std::filesystem::path& folder,
                                                std::string* error = nullptr);
-    [[nodiscard]] bool write(const std::filesystem::path& folder, std::string* error = nullptr) const;
+    [[nodiscard]] bool write(const std::filesystem::path& folder,
+                             std::string* error = nullptr) const;
 };
 
 }  // namespace gaugely

@@ -27,7 +27,8 @@ constexpr const char* dumpTreeHelp =
     "Records Codex's accessibility tree three times, as the fixture set the tests replay:\n"
     "closed.txt (profile menu closed), open.txt (menu open) and expanded.txt (\"Usage\n"
     "remaining\" expanded). On a Mac it records the running Codex: after the first capture, open\n"
-    "Codex's profile menu; after the second, select \"Usage remaining\" and press Return. Terminal\n"
+    "Codex's profile menu; after the second, select \"Usage remaining\" and press Return. "
+    "Terminal\n"
     "(or the app running this) needs Accessibility permission in System Settings › Privacy &\n"
     "Security › Accessibility. Without macOS it records the simulated Codex instead.\n"
     "\n"
@@ -46,8 +47,8 @@ constexpr const char* dumpTreeHelp =
     "2 bad arguments.\n";
 
 constexpr OptionShape dumpTreeOptionShapes[] = {
-    {"--output", true},    {"--after", true}, {"--keep-text", false},
-    {"--plan", true},      {"--elements", true},
+    {"--output", true}, {"--after", true},    {"--keep-text", false},
+    {"--plan", true},   {"--elements", true},
 };
 
 struct DumpTreeOptions {
@@ -156,8 +157,8 @@ int runDumpTreeCommand(const std::vector<std::string>& arguments, CommandStreams
     wait("Now select \"Usage remaining\" and press Return.");
     set.expanded = capture(accessibility, application, options, "expanded", streams.out);
 #else
-    streams.out << "No macOS here: recording the simulated Codex (plan "
-                << rawValue(options.plan) << ").\n";
+    streams.out << "No macOS here: recording the simulated Codex (plan " << rawValue(options.plan)
+                << ").\n";
     VirtualTime time;
     FakeWorkspace workspace{time};
     FakeInput input{time};
