@@ -4,54 +4,55 @@
 
 namespace gaugely::codexVocabulary {
 
+namespace {
+
+// Each pattern is compiled once per thread, the first time it is used.
+template <const std::string_view& pattern, unsigned flags = Regex::none>
+const Regex& compiledOnce() {
+    static thread_local const Regex regex(pattern, flags);
+    return regex;
+}
+
+}  // namespace
+
 const Regex& fiveHourLabel() {
-    static thread_local const Regex pattern(fiveHourLabelPattern, Regex::caseInsensitive);
-    return pattern;
+    return compiledOnce<fiveHourLabelPattern, Regex::caseInsensitive>();
 }
 
 const Regex& percentage() {
-    static thread_local const Regex pattern(percentagePattern);
-    return pattern;
+    return compiledOnce<percentagePattern>();
 }
 
 const Regex& fiveHourResetAfterLabel() {
-    static thread_local const Regex pattern(fiveHourResetAfterLabelPattern);
-    return pattern;
+    return compiledOnce<fiveHourResetAfterLabelPattern>();
 }
 
 const Regex& fiveHourResetBeforeLabel() {
-    static thread_local const Regex pattern(fiveHourResetBeforeLabelPattern);
-    return pattern;
+    return compiledOnce<fiveHourResetBeforeLabelPattern>();
 }
 
 const Regex& weeklyResetAfterLabel() {
-    static thread_local const Regex pattern(weeklyResetAfterLabelPattern);
-    return pattern;
+    return compiledOnce<weeklyResetAfterLabelPattern>();
 }
 
 const Regex& weeklyResetBeforeLabel() {
-    static thread_local const Regex pattern(weeklyResetBeforeLabelPattern);
-    return pattern;
+    return compiledOnce<weeklyResetBeforeLabelPattern>();
 }
 
 const Regex& monthDate() {
-    static thread_local const Regex pattern(monthDatePattern);
-    return pattern;
+    return compiledOnce<monthDatePattern>();
 }
 
 const Regex& proTitle() {
-    static thread_local const Regex pattern(proTitlePattern);
-    return pattern;
+    return compiledOnce<proTitlePattern>();
 }
 
 const Regex& proValue() {
-    static thread_local const Regex pattern(proValuePattern);
-    return pattern;
+    return compiledOnce<proValuePattern>();
 }
 
 const Regex& usageValueLine() {
-    static thread_local const Regex pattern(usageValueLinePattern, Regex::caseInsensitive);
-    return pattern;
+    return compiledOnce<usageValueLinePattern, Regex::caseInsensitive>();
 }
 
 bool isProfileLabel(const std::optional<std::string>& text) {

@@ -10,20 +10,6 @@
 namespace gaugely {
 namespace {
 
-std::optional<std::string> textOf(const AXAttributeResult& result) {
-    if (const auto* value = result.get<std::string>()) {
-        return *value;
-    }
-    return std::nullopt;
-}
-
-std::optional<bool> flagOf(const AXAttributeResult& result) {
-    if (const auto* value = result.get<bool>()) {
-        return *value;
-    }
-    return std::nullopt;
-}
-
 using codexVocabulary::isProfileLabel;
 using codexVocabulary::isUsageRemainingLine;
 

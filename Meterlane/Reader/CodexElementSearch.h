@@ -12,6 +12,21 @@
 
 namespace gaugely {
 
+// A read's text or flag; absent on an error or a value of another type.
+inline std::optional<std::string> textOf(const AXAttributeResult& result) {
+    if (const auto* value = result.get<std::string>()) {
+        return *value;
+    }
+    return std::nullopt;
+}
+
+inline std::optional<bool> flagOf(const AXAttributeResult& result) {
+    if (const auto* value = result.get<bool>()) {
+        return *value;
+    }
+    return std::nullopt;
+}
+
 // Finds Codex and the few elements a refresh needs in its accessibility tree. Every search is a
 // bounded depth-first walk, so a huge, deep or cyclic tree cannot stall the reader.
 //

@@ -9,15 +9,9 @@ namespace gaugely {
 
 namespace {
 
-std::optional<std::string> textOf(const AXAttributeResult& result) {
-    if (const auto* value = result.get<std::string>()) {
-        return *value;
-    }
-    return std::nullopt;
-}
-
-std::optional<bool> flagOf(const AXAttributeResult& result) {
-    if (const auto* value = result.get<bool>()) {
+template <class T>
+std::optional<T> valueOf(const AXAttributeResult& result) {
+    if (const auto* value = result.get<T>()) {
         return *value;
     }
     return std::nullopt;
@@ -46,20 +40,12 @@ std::optional<std::vector<AXElement>> CodexElementSearch::childrenAttribute(
 
 std::optional<Point> CodexElementSearch::pointAttribute(const AXElement& element,
                                                         std::string_view name) {
-    const AXAttributeResult result = ax_.copyAttributeValue(element, name);
-    if (const auto* point = result.get<Point>()) {
-        return *point;
-    }
-    return std::nullopt;
+    return valueOf<Point>(ax_.copyAttributeValue(element, name));
 }
 
 std::optional<Size> CodexElementSearch::sizeAttribute(const AXElement& element,
                                                       std::string_view name) {
-    const AXAttributeResult result = ax_.copyAttributeValue(element, name);
-    if (const auto* size = result.get<Size>()) {
-        return *size;
-    }
-    return std::nullopt;
+    return valueOf<Size>(ax_.copyAttributeValue(element, name));
 }
 
 std::vector<std::string> CodexElementSearch::actionNames(const AXElement& element) {

@@ -102,6 +102,9 @@ class RefreshRun {
     [[nodiscard]] bool waitIsOver(int attempt, const RunningApplication& codex,
                                   RefreshEndCause cause);
     void scheduleAutomation(double after, std::function<void()> step);
+    // The checks both automatic guards make first: still switched on, Codex (or, for the
+    // countdown, our settings window) still in front. False: the run has ended.
+    [[nodiscard]] bool automaticRunStillWanted(bool settingsWindowCounts);
 
     void beginRefreshTrace(RefreshRunKind kind, RefreshMenuPresence initialMenu);
     void finishRefreshTrace(const RefreshRunOutcome& outcome);

@@ -135,16 +135,26 @@ bool RefreshRun::beginRealInputMonitoringForSyntheticSequence() {
     return true;
 }
 
-bool RefreshRun::automaticCountdownMayContinue() {
-    if (!isAutomatic()) {
-        return true;
-    }
+bool RefreshRun::automaticRunStillWanted(bool settingsWindowCounts) {
     if (!reader_.automaticRefreshEnabled_) {
         deferForAutomaticRefreshSwitchedOff();
         return false;
     }
-    if (!reader_.search_.isCodexFrontmost() && !reader_.env_.workspace.settingsWindowIsKey()) {
+    const bool inFront = reader_.search_.isCodexFrontmost() ||
+                         (settingsWindowCounts && reader_.env_.workspace.settingsWindowIsKey());
+    if (!inFront) {
         deferAutomaticSyntheticInteraction(RefreshEndCause::automaticCodexNotFrontmost);
+        return false;
+    }
+    return true;
+}
+
+bool RefreshRun::automaticCountdownMayContinue() {
+    if (!isAutomatic()) {
+        return true;
+    }
+    // The countdown may run while our own settings window is in front; typing may not.
+    if (!automaticRunStillWanted(true)) {
         return false;
     }
     if (reader_.env_.input.secondsSinceLastInputEvent() < requiredIdleSeconds) {
@@ -158,12 +168,7 @@ bool RefreshRun::automaticSyntheticInputMayContinue() {
     if (!isAutomatic()) {
         return true;
     }
-    if (!reader_.automaticRefreshEnabled_) {
-        deferForAutomaticRefreshSwitchedOff();
-        return false;
-    }
-    if (!reader_.search_.isCodexFrontmost()) {
-        deferAutomaticSyntheticInteraction(RefreshEndCause::automaticCodexNotFrontmost);
+    if (!automaticRunStillWanted(false)) {
         return false;
     }
     if (!realInputMonitor_) {
