@@ -303,17 +303,6 @@ std::optional<std::string> CodexElementSearch::title(const AXElement& element) {
     return textOf(reads(element).title);
 }
 
-std::vector<std::string> CodexElementSearch::ownTexts(const AXElement& element) {
-    std::vector<std::string> texts;
-    const ElementReads& r = reads(element);
-    for (const AXAttributeResult* field : {&r.title, &r.value, &r.description}) {
-        if (auto text = textOf(*field)) {
-            texts.push_back(std::move(*text));
-        }
-    }
-    return texts;
-}
-
 bool CodexElementSearch::usageRemainingIsExpanded(const AXElement& application,
                                                   QuotaSchema schema) {
     return usageSectionIsExpanded(profileMenuElement(application), schema);

@@ -82,8 +82,6 @@ class CodexElementSearch {
     [[nodiscard]] std::vector<AXElement> menuItems(const AXElement& menu);
     // The element's AXTitle as the walks read it.
     [[nodiscard]] std::optional<std::string> title(const AXElement& element);
-    // The text of an element's own title, value and description (walk-free).
-    [[nodiscard]] std::vector<std::string> ownTexts(const AXElement& element);
 
     // What one element's walk-time read returned.
     struct ElementReads {

@@ -1,6 +1,7 @@
 #include "Meterlane/Simulation/ReplayedCodex.h"
 
 #include "LowUsageNotificationSupport/CodexVocabulary.h"
+#include "Meterlane/Reader/RealInputMonitor.h"
 
 namespace gaugely {
 
@@ -10,10 +11,6 @@ namespace {
 constexpr double menuOpenDelay = 0.13;
 constexpr double expansionDelay = 0.09;
 constexpr double closeDelay = 0.03;
-
-constexpr uint16_t returnKey = 36;
-constexpr uint16_t escapeKey = 53;
-constexpr uint16_t downArrowKey = 125;
 
 }  // namespace
 
@@ -115,15 +112,15 @@ void ReplayedCodex::onInput(const InputEvent& event) {
         return;
     }
     const auto items = menuItems();
-    if (event.keyCode == downArrowKey && !items.empty()) {
+    if (event.keyCode == keycode::downArrow && !items.empty()) {
         focused_ = focused_ ? std::min(*focused_ + 1, items.size() - 1) : 0;
         applyFocus();
-    } else if (event.keyCode == returnKey && focused_ && *focused_ < items.size() &&
+    } else if (event.keyCode == keycode::returnKey && focused_ && *focused_ < items.size() &&
                stage_ == Stage::open &&
                codexVocabulary::isUsageRemainingLine(
                    tree().text(items[*focused_], ax::title).value_or(""))) {
         later(expansionDelay, Stage::open, Stage::expanded);
-    } else if (event.keyCode == escapeKey) {
+    } else if (event.keyCode == keycode::escape) {
         later(closeDelay, stage_, Stage::closed);
     }
 }
