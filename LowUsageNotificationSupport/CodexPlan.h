@@ -60,9 +60,13 @@ constexpr std::string_view notificationTitle(QuotaWindow window) {
 // The per-plan-and-window key of the notification state maps, e.g. "plus.fiveHour".
 std::string planWindowKey(std::string_view planIdentifier, QuotaWindow window);
 
-// Which choice the user has made, if any. No refresh may start until a plan is selected.
+// The user's plan choice, the one place it is held. No refresh may start until a plan is
+// selected; until then the plan read and shown is plus.
 struct CodexPlanSelectionState {
     std::optional<CodexPlan> selectedPlan;
+
+    CodexPlan codexPlan() const { return selectedPlan.value_or(CodexPlan::plus); }
+    bool hasExplicitPlanSelection() const { return selectedPlan.has_value(); }
 
     bool requiresFirstRunSelection() const { return !selectedPlan.has_value(); }
     bool canStartUsageAutomation() const { return selectedPlan.has_value(); }

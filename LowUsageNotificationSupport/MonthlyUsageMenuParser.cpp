@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "LowUsageNotificationSupport/CodexVocabulary.h"
 #include "LowUsageNotificationSupport/Regex.h"
 #include "LowUsageNotificationSupport/Text.h"
 #include "LowUsageNotificationSupport/UsageMenuPatterns.h"
@@ -25,7 +26,7 @@ std::optional<MonthlyUsageValues> MonthlyUsageValues::fromJson(const Json& json)
 }
 
 bool MonthlyUsageMenuParser::isMonthlyLabel(std::string_view text) {
-    return text::equalsIgnoringCase(text::trimmed(text), "Monthly");
+    return codexVocabulary::isMonthlyLabel(text);
 }
 
 std::optional<MonthlyUsageValues> MonthlyUsageMenuParser::parse(
@@ -42,8 +43,7 @@ std::optional<MonthlyUsageValues> MonthlyUsageMenuParser::parse(
     if (!percentage) {
         return std::nullopt;
     }
-    static thread_local const Regex datePattern(
-        R"((?i)\b((?:Jan(?:uary)?|Feb(?:ruary)?|Mar(?:ch)?|Apr(?:il)?|May|Jun(?:e)?|Jul(?:y)?|Aug(?:ust)?|Sep(?:t(?:ember)?)?|Oct(?:ober)?|Nov(?:ember)?|Dec(?:ember)?)\.?\s+\d{1,2}(?:,?\s+\d{4})?)\b)");
+    const Regex& datePattern = codexVocabulary::monthDate();
     const std::optional<Regex::Match> date = datePattern.firstMatch(section);
     if (!date) {
         // Both values are needed: a percentage without its reset date is a half-drawn menu.

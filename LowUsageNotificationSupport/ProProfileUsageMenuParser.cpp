@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "LowUsageNotificationSupport/CodexVocabulary.h"
 #include "LowUsageNotificationSupport/Regex.h"
 #include "LowUsageNotificationSupport/Text.h"
 
@@ -24,7 +25,7 @@ std::optional<ProProfileUsageValues> ProProfileUsageValues::fromJson(const Json&
 ProProfileUsageMenuParser::TitleReading ProProfileUsageMenuParser::readTitles(
     const std::vector<std::string>& profileMenuItemTitles) {
     // The whole title, case as Codex writes it; "(100|[1-9]?\d)" admits 0 to 100, no leading zero.
-    static thread_local const Regex titlePattern(R"(\AWeekly limit (100|[1-9]?\d)% left\z)");
+    const Regex& titlePattern = codexVocabulary::proTitle();
     TitleReading reading;
     for (const std::string& title : profileMenuItemTitles) {
         std::optional<Regex::Match> match = titlePattern.firstMatch(title);
@@ -41,10 +42,10 @@ ProProfileUsageMenuParser::TitleReading ProProfileUsageMenuParser::readTitles(
 
 std::optional<ProProfileUsageValues> ProProfileUsageMenuParser::parse(
     const std::vector<std::string>& orderedText) {
-    static thread_local const Regex valuePattern(R"(^\s*(100|[1-9]?\d)\s*%\s+left\s*$)");
+    const Regex& valuePattern = codexVocabulary::proValue();
     constexpr size_t linesAfterLabel = 3;
     for (size_t index = 0; index < orderedText.size(); ++index) {
-        if (text::lowercased(text::trimmed(orderedText[index])) != "usage") {
+        if (!codexVocabulary::isProUsageItemLabel(orderedText[index])) {
             continue;
         }
         const size_t end = std::min(orderedText.size(), index + 1 + linesAfterLabel);

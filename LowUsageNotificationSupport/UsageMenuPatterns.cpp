@@ -1,12 +1,11 @@
 #include "LowUsageNotificationSupport/UsageMenuPatterns.h"
 
-#include "LowUsageNotificationSupport/Regex.h"
+#include "LowUsageNotificationSupport/CodexVocabulary.h"
 
 namespace gaugely::usageMenuPatterns {
 
 std::optional<std::string> firstPercentage(std::string_view text) {
-    static thread_local const Regex pattern(R"(\b(\d{1,3})\s*%)");
-    std::optional<Regex::Match> match = pattern.firstMatch(text);
+    std::optional<Regex::Match> match = codexVocabulary::percentage().firstMatch(text);
     if (!match) {
         return std::nullopt;
     }

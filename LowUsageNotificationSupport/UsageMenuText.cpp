@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <initializer_list>
 
+#include "LowUsageNotificationSupport/CodexVocabulary.h"
 #include "LowUsageNotificationSupport/MonthlyUsageMenuParser.h"
 #include "LowUsageNotificationSupport/Regex.h"
 #include "LowUsageNotificationSupport/Text.h"
@@ -24,16 +25,14 @@ std::string firstCapture(std::initializer_list<const Regex*> patterns, std::stri
 
 std::optional<UsageSnapshot> fiveHourAndWeeklySnapshot(const std::vector<std::string>& lines) {
     // The label line as given, untrimmed: "5h", "5 hours".
-    static thread_local const Regex fiveHourLabel(R"(^5\s*(?:h|hour|hours)$)",
-                                                  Regex::caseInsensitive);
     const auto fiveHour = std::find_if(lines.begin(), lines.end(), [](const std::string& line) {
-        return fiveHourLabel.containsMatch(line);
+        return codexVocabulary::isFiveHourLabel(line);
     });
     if (fiveHour == lines.end()) {
         return std::nullopt;
     }
     const auto weekly = std::find_if(lines.begin(), lines.end(), [](const std::string& line) {
-        return text::equalsIgnoringCase(text::trimmed(line), "weekly");
+        return codexVocabulary::isWeeklyLabel(line);
     });
     if (weekly == lines.end() || weekly <= fiveHour) {
         return std::nullopt;
@@ -43,14 +42,10 @@ std::optional<UsageSnapshot> fiveHourAndWeeklySnapshot(const std::vector<std::st
 
     // A reset stays tied to its window's label within 240 characters, so a time or date further
     // away belongs to something else.
-    static thread_local const Regex timeAfterLabel(
-        R"((?is)(?:5\s*(?:h|hour|hours)|5-hour)[\s\S]{0,240}?\b(\d{1,2}:\d{2}\s*(?:AM|PM))\b)");
-    static thread_local const Regex timeBeforeLabel(
-        R"((?is)\b(\d{1,2}:\d{2}\s*(?:AM|PM))\b[\s\S]{0,240}?(?:5\s*(?:h|hour|hours)|5-hour))");
-    static thread_local const Regex dateAfterLabel(
-        R"((?is)weekly[\s\S]{0,240}?\b((?:Jan(?:uary)?|Feb(?:ruary)?|Mar(?:ch)?|Apr(?:il)?|May|Jun(?:e)?|Jul(?:y)?|Aug(?:ust)?|Sep(?:t(?:ember)?)?|Oct(?:ober)?|Nov(?:ember)?|Dec(?:ember)?)\.?\s+\d{1,2}(?:,?\s+\d{4})?)\b)");
-    static thread_local const Regex dateBeforeLabel(
-        R"((?is)\b((?:Jan(?:uary)?|Feb(?:ruary)?|Mar(?:ch)?|Apr(?:il)?|May|Jun(?:e)?|Jul(?:y)?|Aug(?:ust)?|Sep(?:t(?:ember)?)?|Oct(?:ober)?|Nov(?:ember)?|Dec(?:ember)?)\.?\s+\d{1,2}(?:,?\s+\d{4})?)\b[\s\S]{0,240}?weekly)");
+    const Regex& timeAfterLabel = codexVocabulary::fiveHourResetAfterLabel();
+    const Regex& timeBeforeLabel = codexVocabulary::fiveHourResetBeforeLabel();
+    const Regex& dateAfterLabel = codexVocabulary::weeklyResetAfterLabel();
+    const Regex& dateBeforeLabel = codexVocabulary::weeklyResetBeforeLabel();
 
     UsageSnapshot snapshot;
     snapshot.fiveHour =

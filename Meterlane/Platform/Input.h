@@ -44,18 +44,19 @@ class Input {
     // One mouse event (moved, left down or left up, left button) at a global top-left point,
     // from a fresh HID-system-state source, with `userData` in the source user-data field,
     // posted at the HID event tap. False when the source or event could not be created.
-    virtual bool postMouseEvent(InputEventType type, Point point, uint64_t userData) = 0;
+    [[nodiscard]] virtual bool postMouseEvent(InputEventType type, Point point,
+                                              uint64_t userData) = 0;
 
     // One key press: a single HID-system-state source, key down and key up both created and
     // marked with `userData`, then both posted. False (and nothing posted) when any creation fails.
-    virtual bool postKeyPress(uint16_t virtualKeyCode, uint64_t userData) = 0;
+    [[nodiscard]] virtual bool postKeyPress(uint16_t virtualKeyCode, uint64_t userData) = 0;
 
     // A listen-only session tap at the head for the event types in `eventMask`, delivered on the
     // main thread with the event's type and its source user-data field; none on failure
     // (typically a missing input-monitoring permission).
     using TapCallback = std::function<void(InputEventType type, int64_t userData)>;
-    virtual std::unique_ptr<InputEventTap> createListenOnlyTap(uint64_t eventMask,
-                                                               TapCallback callback) = 0;
+    [[nodiscard]] virtual std::unique_ptr<InputEventTap> createListenOnlyTap(
+        uint64_t eventMask, TapCallback callback) = 0;
 
     // Seconds since the last input event of any type (combined session state).
     virtual double secondsSinceLastInputEvent() = 0;

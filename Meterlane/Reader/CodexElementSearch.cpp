@@ -3,38 +3,15 @@
 #include <algorithm>
 #include <array>
 
-#include "LowUsageNotificationSupport/Regex.h"
+#include "LowUsageNotificationSupport/CodexVocabulary.h"
+#include "LowUsageNotificationSupport/MonthlyUsageMenuParser.h"
 #include "LowUsageNotificationSupport/Text.h"
 
 namespace gaugely {
 namespace {
 
-std::optional<std::string> textOf(const AXAttributeResult& result) {
-    if (const auto* value = result.get<std::string>()) {
-        return *value;
-    }
-    return std::nullopt;
-}
-
-std::optional<bool> flagOf(const AXAttributeResult& result) {
-    if (const auto* value = result.get<bool>()) {
-        return *value;
-    }
-    return std::nullopt;
-}
-
-bool isProfileLabel(const std::optional<std::string>& text) {
-    return text && text::equalsIgnoringCase(text::trimmed(*text), profileMenuLabel);
-}
-
-const Regex& fiveHourLabelPattern() {
-    static thread_local const Regex pattern(R"(^5\s*(?:h|hour|hours)$)", Regex::caseInsensitive);
-    return pattern;
-}
-
-bool isUsageRemainingLine(const std::string& line) {
-    return text::lowercased(text::trimmed(line)) == "usage remaining";
-}
+using codexVocabulary::isProfileLabel;
+using codexVocabulary::isUsageRemainingLine;
 
 }  // namespace
 
@@ -92,76 +69,6 @@ CodexElementSearch::WalkEnd CodexElementSearch::walk(const AXElement& root, int 
         }
     }
     return {};
-}
-
-std::optional<std::string> CodexElementSearch::textAttribute(const AXElement& element,
-                                                             std::string_view name) {
-    return textOf(ax_.copyAttributeValue(element, name));
-}
-
-std::optional<bool> CodexElementSearch::flagAttribute(const AXElement& element,
-                                                      std::string_view name) {
-    return flagOf(ax_.copyAttributeValue(element, name));
-}
-
-std::optional<std::vector<AXElement>> CodexElementSearch::childrenAttribute(
-    const AXElement& element) {
-    const AXAttributeResult result = ax_.copyAttributeValue(element, ax::children);
-    if (const auto* children = result.get<std::vector<AXElement>>()) {
-        return *children;
-    }
-    return std::nullopt;
-}
-
-std::optional<Point> CodexElementSearch::pointAttribute(const AXElement& element,
-                                                        std::string_view name) {
-    const AXAttributeResult result = ax_.copyAttributeValue(element, name);
-    if (const auto* point = result.get<Point>()) {
-        return *point;
-    }
-    return std::nullopt;
-}
-
-std::optional<Size> CodexElementSearch::sizeAttribute(const AXElement& element,
-                                                      std::string_view name) {
-    const AXAttributeResult result = ax_.copyAttributeValue(element, name);
-    if (const auto* size = result.get<Size>()) {
-        return *size;
-    }
-    return std::nullopt;
-}
-
-std::vector<std::string> CodexElementSearch::actionNames(const AXElement& element) {
-    return ax_.copyActionNames(element).value_or(std::vector<std::string>{});
-}
-
-std::optional<Rect> CodexElementSearch::frame(const AXElement& element) {
-    static constexpr std::array<std::string_view, 2> names{ax::position, ax::size};
-    const std::vector<AXAttributeResult> results = ax_.copyMultipleAttributeValues(element, names);
-    if (results.size() != names.size()) {
-        return std::nullopt;
-    }
-    const auto* position = results[0].get<Point>();
-    const auto* size = results[1].get<Size>();
-    if (position == nullptr || size == nullptr) {
-        return std::nullopt;
-    }
-    return Rect{*position, *size};
-}
-
-std::optional<RunningApplication> CodexElementSearch::findCodexApplication() {
-    for (const RunningApplication& application : workspace_.runningApplications()) {
-        if (application.bundleIdentifier == codexBundleIdentifier &&
-            application.activationPolicy == ActivationPolicy::regular) {
-            return application;
-        }
-    }
-    return std::nullopt;
-}
-
-bool CodexElementSearch::isCodexFrontmost() {
-    const auto frontmost = workspace_.frontmostApplication();
-    return frontmost && frontmost->bundleIdentifier == codexBundleIdentifier;
 }
 
 AXElement CodexElementSearch::profileMenuControl(const AXElement& application) {
@@ -276,7 +183,8 @@ AXElement CodexElementSearch::usageRemainingMenu(const AXElement& application) {
             return Visit::descend;
         }
         const std::vector<std::string> lines = orderedMenuText(element);
-        if (std::any_of(lines.begin(), lines.end(), isUsageRemainingLine)) {
+        if (std::any_of(lines.begin(), lines.end(),
+                        [](const std::string& line) { return isUsageRemainingLine(line); })) {
             found = element;
             return Visit::stop;
         }
@@ -293,7 +201,7 @@ AXElement CodexElementSearch::usageRemainingControl(const AXElement& application
         }
         const std::vector<std::string> lines = orderedMenuText(element);
         const bool qualifies = std::any_of(lines.begin(), lines.end(), [](const std::string& l) {
-            return text::contains(text::lowercased(l), "usage remaining");
+            return codexVocabulary::mentionsUsageRemaining(l);
         });
         if (!qualifies) {
             return Visit::descend;
@@ -309,7 +217,7 @@ AXElement CodexElementSearch::labeledUsageControl(const AXElement& menu) {
     walk(menu, menuSearchBudget, [&](const AXElement& element, const ElementReads& r) {
         for (const AXAttributeResult* field : {&r.title, &r.value, &r.description}) {
             const std::optional<std::string> text = textOf(*field);
-            if (text && text::contains(text::lowercased(*text), "usage remaining")) {
+            if (text && codexVocabulary::mentionsUsageRemaining(*text)) {
                 found = nearestPressableMenuAncestor(element, menu);
                 if (found) {
                     return Visit::stop;
@@ -328,7 +236,7 @@ AXElement CodexElementSearch::proUsageProfileMenuItem(const AXElement& menu) {
         if (textOf(r.role) == ax::menuItemRole) {
             const std::vector<std::string> lines = orderedMenuText(element);
             if (std::any_of(lines.begin(), lines.end(), [](const std::string& line) {
-                    return text::equalsIgnoringCase(text::trimmed(line), "Usage");
+                    return codexVocabulary::isProUsageItemLabel(line);
                 })) {
                 found = element;
                 return Visit::stop;
@@ -395,20 +303,12 @@ std::optional<std::string> CodexElementSearch::title(const AXElement& element) {
     return textOf(reads(element).title);
 }
 
-std::vector<std::string> CodexElementSearch::ownTexts(const AXElement& element) {
-    std::vector<std::string> texts;
-    const ElementReads& r = reads(element);
-    for (const AXAttributeResult* field : {&r.title, &r.value, &r.description}) {
-        if (auto text = textOf(*field)) {
-            texts.push_back(std::move(*text));
-        }
-    }
-    return texts;
-}
-
 bool CodexElementSearch::usageRemainingIsExpanded(const AXElement& application,
                                                   QuotaSchema schema) {
-    const AXElement menu = profileMenuElement(application);
+    return usageSectionIsExpanded(profileMenuElement(application), schema);
+}
+
+bool CodexElementSearch::usageSectionIsExpanded(const AXElement& menu, QuotaSchema schema) {
     if (!menu) {
         return false;
     }
@@ -428,11 +328,11 @@ bool CodexElementSearch::usageRemainingIsExpanded(const AXElement& application,
         const bool named = std::any_of(lines.begin(), lines.end(), [&](const std::string& line) {
             switch (window) {
                 case QuotaWindow::fiveHour:
-                    return fiveHourLabelPattern().containsMatch(line);
+                    return codexVocabulary::isFiveHourLabel(line);
                 case QuotaWindow::weekly:
-                    return text::equalsIgnoringCase(text::trimmed(line), "weekly");
+                    return codexVocabulary::isWeeklyLabel(line);
                 case QuotaWindow::monthly:
-                    return text::equalsIgnoringCase(text::trimmed(line), "Monthly");
+                    return MonthlyUsageMenuParser::isMonthlyLabel(line);
             }
             return false;
         });

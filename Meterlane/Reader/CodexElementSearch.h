@@ -12,8 +12,20 @@
 
 namespace gaugely {
 
-inline constexpr std::string_view codexBundleIdentifier = "com.openai.codex";
-inline constexpr std::string_view profileMenuLabel = "Open profile menu";
+// A read's text or flag; absent on an error or a value of another type.
+inline std::optional<std::string> textOf(const AXAttributeResult& result) {
+    if (const auto* value = result.get<std::string>()) {
+        return *value;
+    }
+    return std::nullopt;
+}
+
+inline std::optional<bool> flagOf(const AXAttributeResult& result) {
+    if (const auto* value = result.get<bool>()) {
+        return *value;
+    }
+    return std::nullopt;
+}
 
 // Finds Codex and the few elements a refresh needs in its accessibility tree. Every search is a
 // bounded depth-first walk, so a huge, deep or cyclic tree cannot stall the reader.
@@ -35,36 +47,41 @@ class CodexElementSearch {
     void forgetReads() { reads_.clear(); }
 
     // Single-attribute reads: absent on any error or a value of another type.
-    std::optional<std::string> textAttribute(const AXElement& element, std::string_view name);
-    std::optional<bool> flagAttribute(const AXElement& element, std::string_view name);
-    std::optional<std::vector<AXElement>> childrenAttribute(const AXElement& element);
-    std::optional<Point> pointAttribute(const AXElement& element, std::string_view name);
-    std::optional<Size> sizeAttribute(const AXElement& element, std::string_view name);
-    std::vector<std::string> actionNames(const AXElement& element);
+    [[nodiscard]] std::optional<std::string> textAttribute(const AXElement& element,
+                                                           std::string_view name);
+    [[nodiscard]] std::optional<bool> flagAttribute(const AXElement& element,
+                                                    std::string_view name);
+    [[nodiscard]] std::optional<std::vector<AXElement>> childrenAttribute(const AXElement& element);
+    [[nodiscard]] std::optional<Point> pointAttribute(const AXElement& element,
+                                                      std::string_view name);
+    [[nodiscard]] std::optional<Size> sizeAttribute(const AXElement& element,
+                                                    std::string_view name);
+    [[nodiscard]] std::vector<std::string> actionNames(const AXElement& element);
     // The element's frame from its position and size, when both are readable.
-    std::optional<Rect> frame(const AXElement& element);
+    [[nodiscard]] std::optional<Rect> frame(const AXElement& element);
 
-    std::optional<RunningApplication> findCodexApplication();
-    bool isCodexFrontmost();
+    [[nodiscard]] std::optional<RunningApplication> findCodexApplication();
+    [[nodiscard]] bool isCodexFrontmost();
 
-    AXElement profileMenuControl(const AXElement& application);
-    AXElement profileMenuElement(const AXElement& application);
-    RefreshMenuInspection profileMenuInspection(const AXElement& application);
-    std::vector<std::string> orderedMenuText(const AXElement& root);
-    AXElement usageRemainingMenu(const AXElement& application);
-    AXElement usageRemainingControl(const AXElement& application);
-    AXElement labeledUsageControl(const AXElement& menu);
-    AXElement proUsageProfileMenuItem(const AXElement& menu);
-    AXElement nearestPressableMenuAncestor(const AXElement& from, const AXElement& within);
-    bool isSameOrDescendant(const AXElement& element, const AXElement& ancestor);
-    bool usageRemainingIsExpanded(const AXElement& application, QuotaSchema schema);
+    [[nodiscard]] AXElement profileMenuControl(const AXElement& application);
+    [[nodiscard]] AXElement profileMenuElement(const AXElement& application);
+    [[nodiscard]] RefreshMenuInspection profileMenuInspection(const AXElement& application);
+    [[nodiscard]] std::vector<std::string> orderedMenuText(const AXElement& root);
+    [[nodiscard]] AXElement usageRemainingMenu(const AXElement& application);
+    [[nodiscard]] AXElement usageRemainingControl(const AXElement& application);
+    [[nodiscard]] AXElement labeledUsageControl(const AXElement& menu);
+    [[nodiscard]] AXElement proUsageProfileMenuItem(const AXElement& menu);
+    [[nodiscard]] AXElement nearestPressableMenuAncestor(const AXElement& from,
+                                                         const AXElement& within);
+    [[nodiscard]] bool isSameOrDescendant(const AXElement& element, const AXElement& ancestor);
+    [[nodiscard]] bool usageRemainingIsExpanded(const AXElement& application, QuotaSchema schema);
+    // The same test on a profile menu already found.
+    [[nodiscard]] bool usageSectionIsExpanded(const AXElement& menu, QuotaSchema schema);
 
     // The menu's direct AXMenuItem children, in order (the entries keyboard focus moves through).
-    std::vector<AXElement> menuItems(const AXElement& menu);
+    [[nodiscard]] std::vector<AXElement> menuItems(const AXElement& menu);
     // The element's AXTitle as the walks read it.
-    std::optional<std::string> title(const AXElement& element);
-    // The text of an element's own title, value and description (walk-free).
-    std::vector<std::string> ownTexts(const AXElement& element);
+    [[nodiscard]] std::optional<std::string> title(const AXElement& element);
 
     // What one element's walk-time read returned.
     struct ElementReads {

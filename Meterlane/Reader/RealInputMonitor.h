@@ -28,7 +28,7 @@ class RealInputMonitor {
     static uint64_t monitoredEventMask();
 
     // False when a tap exists already or the platform refuses one.
-    bool start();
+    [[nodiscard]] bool start();
     void stop();
 
     bool realInputDetected() const { return realInputDetected_; }

@@ -32,8 +32,10 @@
 #include "Meterlane/Platform/Preferences.h"
 #include "Meterlane/Platform/UserNotificationCenter.h"
 #include "Meterlane/Platform/Workspace.h"
+#include "Meterlane/Reader/AutomaticRefreshScheduler.h"
 #include "Meterlane/Reader/CodexElementSearch.h"
 #include "Meterlane/Reader/RealInputMonitor.h"
+#include "Meterlane/Reader/RefreshRun.h"
 #include "Meterlane/Reader/RefreshTrace.h"
 #include "SharedUpdateSupport/UpdateRefreshGate.h"
 
@@ -71,8 +73,9 @@ class UsageReader {
     bool accessibilityGranted() const { return accessibilityGranted_; }
     bool codexFound() const { return codexFound_; }
     const UsageSnapshot& snapshot() const { return snapshot_; }
-    CodexPlan codexPlan() const { return codexPlan_; }
-    bool hasExplicitPlanSelection() const { return hasExplicitPlanSelection_; }
+    CodexPlan codexPlan() const { return planSelectionState_.codexPlan(); }
+    bool hasExplicitPlanSelection() const { return planSelectionState_.hasExplicitPlanSelection(); }
+    const CodexPlanSelectionState& planSelectionState() const { return planSelectionState_; }
     std::optional<CodexPlan> activeSnapshotPlan() const { return activeSnapshotPlan_; }
     std::optional<int> countdown() const { return countdown_; }
     bool automationInProgress() const { return automationInProgress_; }
@@ -84,7 +87,10 @@ class UsageReader {
     const std::optional<RefreshRunOutcome>& lastRefreshOutcome() const {
         return lastRefreshOutcome_;
     }
-    bool firstRunPlanSelectionIsEligible() const { return firstRunPlanSelectionIsEligible_; }
+    // True exactly while no plan has been chosen.
+    bool firstRunPlanSelectionIsEligible() const {
+        return planSelectionState_.requiresFirstRunSelection();
+    }
     bool accessibilityGuidanceIsEligible() const { return accessibilityGuidanceIsEligible_; }
     RefreshFrequency refreshFrequency() const { return refreshFrequency_; }
     MenuBarDisplay menuBarDisplay() const { return menuBarDisplay_; }
@@ -145,67 +151,34 @@ class UsageReader {
 
     // Exposed for the demo's statistics and for tests.
     CodexElementSearch& elementSearch() { return search_; }
-    const RealInputMonitor* realInputMonitor() const { return realInputMonitor_.get(); }
-    RefreshCleanupResult refreshCleanupResult() const { return refreshCleanupResult_; }
+    const RealInputMonitor* realInputMonitor() const {
+        return activeRun_ ? activeRun_->realInputMonitor() : nullptr;
+    }
+    // When the run in progress was accepted (monotonic seconds); none while idle.
+    std::optional<double> activeRefreshRequestedAt() const {
+        return activeRun_ ? std::optional<double>(activeRun_->refreshTiming().requestedAt)
+                          : std::nullopt;
+    }
+    // How the last run left Codex's menu (the run in progress: so far).
+    RefreshCleanupResult refreshCleanupResult() const;
+    // How runs find the profile menu after their click; fast unless a test asks for literal.
+    void setElementLookupMode(ElementLookupMode mode) { elementLookupMode_ = mode; }
+    ElementLookupMode elementLookupMode() const { return elementLookupMode_; }
 
   private:
-    // Run steps, in run order.
-    void clickProfileControlDynamically();
-    void hitTestAndClickProfileControl(const RunningApplication& codex);
-    void verifySyntheticClickProfileMenu(const RunningApplication& codex, int attempt);
-    void beginUsageKeyboardFocusExperiment(const RunningApplication& codex, int attempt);
-    void retryUsageKeyboardReadiness(const RunningApplication& codex, int attempt);
-    void activateFocusedUsageItemWithReturn(const RunningApplication& codex,
-                                            const UsageFocusBaseline& baseline, int attempt);
-    void verifyUsageKeyboardActivation(const RunningApplication& codex,
-                                       const UsageFocusBaseline& baseline, int attempt);
-    void readStableUsage(const RunningApplication& codex, int attempt, bool directProfile);
-    void restoreOwnedCodexMenuAfterRead(const std::optional<RunningApplication>& codex,
-                                        std::optional<std::string> statusMessage,
-                                        bool requiresUsageExpansion);
-    void verifyOwnedCodexMenuRestoration(const RunningApplication& codex,
-                                         std::optional<std::string> statusMessage);
-    void completeRefreshAfterRead(std::optional<std::string> statusMessage);
-    void deferRefreshForOpenProfileMenu();
-    void markProfileMenuOpenedByMonitor(const AXElement& menu);
+    friend class RefreshRun;
+    friend class AutomaticRefreshScheduler;
 
-    // Ends the run through restoration with a user-visible message.
-    void endRunThroughRestoration(const std::optional<RunningApplication>& codex,
-                                  const std::string& message);
-
-    // Countdown and step scheduling.
+    // The run's bookkeeping on the reader's side.
     void scheduleCountdown(double after, uint64_t generation);
-    void scheduleAutomation(double after, std::function<void()> step);
     void cancelPendingCountdownWorkItems();
     void cancelRefreshForPlanChange();
-    bool automaticCountdownMayContinue();
-    // The wait before the next poll of a step that waits for Codex; none past the last attempt.
-    static std::optional<double> pollDelay(int attempt);
-    static constexpr int lastPollAttempt = 13;
-
-    // Reading.
-    std::optional<UsageSnapshot> usageSnapshotFromUsageRemainingMenu(const AXElement& menu);
-    std::optional<ProProfileUsageValues> proProfileUsageValues(const AXElement& menu);
-    bool commitCompleteUsageSnapshot(const UsageSnapshot& snapshot);
-
-    // Synthetic input and the real-input guard.
-    bool sendSyntheticLeftClick(Point point);
-    bool sendEscapeKey(uint16_t keyCode);
-    bool beginRealInputMonitoringForSyntheticSequence();
-    bool automaticSyntheticInputMayContinue();
-    void deferAutomaticSyntheticInteraction(const std::string& message);
-    void stopRealInputMonitor();
-    void deferForAutomaticRefreshSwitchedOff();
-
-    // Trace.
-    void beginRefreshTrace(RefreshRunKind kind, RefreshMenuPresence initialMenu);
-    void recordRefreshStage(std::string_view stage, std::optional<std::string_view> detail = {});
-    void recordRefreshTiming(std::string_view mark);
-    void finishRefreshTrace(const RefreshRunOutcome& outcome);
+    [[nodiscard]] bool commitCompleteUsageSnapshot(const UsageSnapshot& snapshot);
     void recordRejectedRefresh(RefreshRunKind kind, const RefreshRunOutcome& outcome);
     std::string newTraceIdentifier();
-    long elapsedMilliseconds() const;
-    void clearRunState();
+    // Called once by the run as it ends: no run is in progress any more.
+    void refreshRunEnded(std::optional<std::string> statusMessage);
+    bool activeRefreshIsAutomatic() const { return activeRun_ && activeRun_->isAutomatic(); }
 
     // Restore and persistence.
     void restoreRefreshSettings();
@@ -226,19 +199,8 @@ class UsageReader {
     // After a commit: store it for its plan, move the deadline on, advance the alert state.
     void snapshotCommitted(Date committedAt);
 
-    // The automatic refresh schedule.
-    void startAutomaticRefresh();
-    void scheduleNextAutomaticRefresh(Date from);
-    void setAutomaticRefreshSchedule(Date date, bool pending);
-    void clearAutomaticRefreshSchedule();
-    void restorePersistedAutomaticRefreshDate();
-    void recoverAutomaticRefreshSchedule();
+    // Ends an automatic run in progress, as switching automatic refresh off does.
     void stopAutomaticRefreshIfNeeded();
-    void observeWorkspaceWake();
-    void observeApplicationActivation();
-    void recordPreflightDeferredAutomatic(const std::string& reason);
-    void logSchedule(const std::string& line);
-    double refreshInterval() const;
 
     // Publishing.
     template <class T>
@@ -254,9 +216,6 @@ class UsageReader {
 
     AXElement applicationElement(const RunningApplication& codex);
     QuotaSchema currentSchema() const;
-    RefreshRunKind activeKind() const {
-        return activeRefreshIsAutomatic_ ? RefreshRunKind::automatic : RefreshRunKind::manual;
-    }
 
     ReaderEnvironment env_;
     CodexElementSearch search_;
@@ -265,8 +224,6 @@ class UsageReader {
     bool accessibilityGranted_ = false;
     bool codexFound_ = false;
     UsageSnapshot snapshot_;
-    CodexPlan codexPlan_ = CodexPlan::plus;
-    bool hasExplicitPlanSelection_ = false;
     std::optional<CodexPlan> activeSnapshotPlan_;
     std::optional<int> countdown_;
     bool automationInProgress_ = false;
@@ -276,7 +233,6 @@ class UsageReader {
     bool automaticRefreshEnabled_ = true;
     std::optional<std::string> statusMessage_;
     std::optional<RefreshRunOutcome> lastRefreshOutcome_;
-    bool firstRunPlanSelectionIsEligible_ = false;
     bool accessibilityGuidanceIsEligible_ = false;
     AccessibilityPermissionGuidanceState accessibilityGuidanceState_;
     RefreshFrequency refreshFrequency_ = RefreshFrequency::oneMinute;
@@ -294,23 +250,19 @@ class UsageReader {
     std::shared_ptr<UsageNotificationDispatcher> notificationDispatcher_;
     bool updateRefreshGate_ = false;
 
-    // The run in progress.
-    bool activeRefreshIsAutomatic_ = false;
+    // The run in progress, and the one that ended last (kept until the next begins, so its own
+    // last step can finish safely).
     std::vector<std::shared_ptr<Cancellable>> countdownWorkItems_;
     uint64_t countdownGeneration_ = 0;
     RefreshRunGuard refreshRun_;
-    std::shared_ptr<Cancellable> pendingStep_;
-    std::optional<RefreshUIState> refreshUIState_;
-    std::optional<RefreshTiming> refreshTiming_;
-    std::optional<RefreshTrace> refreshTrace_;
-    RefreshCleanupResult refreshCleanupResult_ = RefreshCleanupResult::notRequired;
-    std::unique_ptr<RealInputMonitor> realInputMonitor_;
-    RefreshSnapshotStability<UsageSnapshot> snapshotStability_;
+    std::unique_ptr<RefreshRun> activeRun_;
+    std::unique_ptr<RefreshRun> endedRun_;
+    ElementLookupMode elementLookupMode_ = ElementLookupMode::fast;
+    // Where runs of this process found the profile menu, for the next run's polls.
+    ProfileMenuLocation profileMenuLocation_;
 
-    // The scheduler's tick and the two notification registrations; they live as long as the reader.
-    std::shared_ptr<Cancellable> automaticRefreshTimer_;
-    std::unique_ptr<Subscription> workspaceWakeObserver_;
-    std::unique_ptr<Subscription> applicationActiveObserver_;
+    // The automatic refresh schedule; it lives as long as the reader.
+    AutomaticRefreshScheduler scheduler_{*this};
 
     std::vector<std::pair<ObserverID, std::function<void()>>> observers_;
     ObserverID nextObserverID_ = 1;

@@ -74,37 +74,39 @@ void UsageReader::setResetNotificationsEnabled(bool enabled) {
 
 void UsageReader::rebaselineLowUsageAlerts(std::optional<std::set<QuotaWindow>> only,
                                            bool clearReminder) {
-    if (activeSnapshotPlan_ != codexPlan_ || !isCompleteUsageSnapshot(snapshot_, currentSchema())) {
+    if (activeSnapshotPlan_ != codexPlan() ||
+        !isCompleteUsageSnapshot(snapshot_, currentSchema())) {
         return;
     }
-    lowUsageNotificationState_.rebaseline(rawValue(codexPlan_),
+    lowUsageNotificationState_.rebaseline(rawValue(codexPlan()),
                                           quotaPercentages(snapshot_, currentSchema()),
                                           lowUsageAlertSettings_, only, clearReminder);
 }
 
 void UsageReader::rebaselineResetNotifications() {
     // Like its commits, a pro reading never enters the reset state.
-    if (!PlanQuotaConfiguration::configuration(codexPlan_).supportsResetNotifications) {
+    if (!PlanQuotaConfiguration::configuration(codexPlan()).supportsResetNotifications) {
         return;
     }
-    if (activeSnapshotPlan_ != codexPlan_ || !isCompleteUsageSnapshot(snapshot_, currentSchema())) {
+    if (activeSnapshotPlan_ != codexPlan() ||
+        !isCompleteUsageSnapshot(snapshot_, currentSchema())) {
         return;
     }
-    quotaResetNotificationState_.rebaseline(rawValue(codexPlan_),
+    quotaResetNotificationState_.rebaseline(rawValue(codexPlan()),
                                             quotaPercentages(snapshot_, currentSchema()));
 }
 
 bool UsageReader::hasEnabledCurrentPlanNotificationFeature() const {
     return gaugely::hasEnabledCurrentPlanNotificationFeature(
-        hasExplicitPlanSelection_, codexPlan_,
+        hasExplicitPlanSelection(), codexPlan(),
         [this](QuotaWindow window) { return lowUsageAlertSettings_.setting(window).isEnabled; },
         resetNotificationSettings_.isEnabled);
 }
 
 void UsageReader::snapshotCommitted(Date committedAt) {
-    const CodexPlan plan = codexPlan_;
+    const CodexPlan plan = codexPlan();
     persistCompleteSnapshot(committedAt, plan);
-    scheduleNextAutomaticRefresh(committedAt);
+    scheduler_.scheduleNextAutomaticRefresh(committedAt);
 
     const PlanQuotaConfiguration configuration = PlanQuotaConfiguration::configuration(plan);
     const auto percentages = quotaPercentages(snapshot_, configuration.schema);

@@ -28,11 +28,8 @@ void UsageReader::restoreRefreshSettings() {
         menuBarDisplay_ = *display;
     }
     if (const auto plan = stored::enumeration<CodexPlan>(defaults, defaultsKey::codexPlan).value) {
-        codexPlan_ = *plan;
         planSelectionState_.select(*plan);
-        hasExplicitPlanSelection_ = true;
     }
-    firstRunPlanSelectionIsEligible_ = planSelectionState_.requiresFirstRunSelection();
     restoreNotificationSettings();
 }
 
@@ -68,7 +65,7 @@ void UsageReader::restorePersistedSnapshots() {
 }
 
 void UsageReader::migrateLegacyPlanSelectionIfNeeded() {
-    if (hasExplicitPlanSelection_) {
+    if (hasExplicitPlanSelection()) {
         return;
     }
     Preferences& defaults = env_.preferences;
@@ -77,10 +74,7 @@ void UsageReader::migrateLegacyPlanSelectionIfNeeded() {
     }
     if (const auto plan = LegacyPlanSelectionMigrationPolicy::migratedPlan(
             planSelectionState_.selectedPlan, legacyPersistedSnapshotPlan_)) {
-        codexPlan_ = *plan;
         planSelectionState_.select(*plan);
-        hasExplicitPlanSelection_ = true;
-        firstRunPlanSelectionIsEligible_ = false;
         defaults.setString(defaultsKey::codexPlan, rawValue(*plan));
     }
     defaults.setBool(defaultsKey::explicitPlanSelectionMigration, true);
@@ -111,20 +105,19 @@ void UsageReader::persistPlanSnapshots() {
 }
 
 void UsageReader::setCodexPlan(CodexPlan plan) {
-    if (plan == codexPlan_ && hasExplicitPlanSelection_) {
+    if (plan == codexPlan() && hasExplicitPlanSelection()) {
         return;
     }
     cancelRefreshForPlanChange();
-    planSelectionState_.select(plan);
+    CodexPlanSelectionState selection = planSelectionState_;
+    selection.select(plan);
     planSynchronization_.invalidateForPlanChange();
-    publish(codexPlan_, plan);
-    publish(hasExplicitPlanSelection_, true);
-    publish(firstRunPlanSelectionIsEligible_, false);
+    publish(planSelectionState_, selection);
     env_.preferences.setString(defaultsKey::codexPlan, rawValue(plan));
     presentCachedSnapshot(plan);
     invalidateNotificationStates(plan);
     if (automaticRefreshEnabled_) {
-        scheduleNextAutomaticRefresh(env_.clock.now());
+        scheduler_.scheduleNextAutomaticRefresh(env_.clock.now());
     }
     setStatusMessage(std::nullopt);
 }

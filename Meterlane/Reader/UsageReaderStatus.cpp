@@ -10,32 +10,33 @@ namespace gaugely {
 
 UsageSnapshot UsageReader::currentDisplaySnapshot() const {
     // One plan's numbers never appear under another plan.
-    if (hasExplicitPlanSelection_ && activeSnapshotPlan_ == codexPlan_) {
+    if (hasExplicitPlanSelection() && activeSnapshotPlan_ == codexPlan()) {
         return snapshot_;
     }
     return UsageSnapshot::empty();
 }
 
 std::optional<Date> UsageReader::currentDisplayLastUpdated() const {
-    if (hasExplicitPlanSelection_ && activeSnapshotPlan_ == codexPlan_) {
+    if (hasExplicitPlanSelection() && activeSnapshotPlan_ == codexPlan()) {
         return lastUpdated_;
     }
     return std::nullopt;
 }
 
 bool UsageReader::hasValidValues() const {
-    return activeSnapshotPlan_ == codexPlan_ && isCompleteUsageSnapshot(snapshot_, currentSchema());
+    return activeSnapshotPlan_ == codexPlan() &&
+           isCompleteUsageSnapshot(snapshot_, currentSchema());
 }
 
 UsageSnapshotPresentationState UsageReader::usageSnapshotPresentationState() const {
-    return UsageSnapshotPresentationPolicy::state(hasExplicitPlanSelection_,
+    return UsageSnapshotPresentationPolicy::state(hasExplicitPlanSelection(),
                                                   QuotaReaderSupport::validated,
                                                   currentDisplayLastUpdated().has_value());
 }
 
 bool UsageReader::currentSnapshotMayBeStale() const {
-    return UsageDataFreshnessPolicy::isStale(currentDisplayLastUpdated(), refreshInterval(),
-                                             env_.clock.now());
+    return UsageDataFreshnessPolicy::isStale(currentDisplayLastUpdated(),
+                                             scheduler_.refreshInterval(), env_.clock.now());
 }
 
 std::optional<std::string> UsageReader::recoveryMessage(
@@ -46,10 +47,10 @@ std::optional<std::string> UsageReader::recoveryMessage(
 std::optional<std::string> UsageReader::userFacingStatusMessage() const {
     const std::optional<std::string> recovery = recoveryMessage(statusMessage_);
     const UsageStatusPriority priority = UsageStatusPresentationPolicy::highestPriority(
-        hasExplicitPlanSelection_, QuotaReaderSupport::validated, accessibilityGranted_,
+        hasExplicitPlanSelection(), QuotaReaderSupport::validated, accessibilityGranted_,
         currentDisplayLastUpdated().has_value(), automationInProgress_, recovery.has_value(),
         currentSnapshotMayBeStale());
-    return gaugely::userFacingStatusMessage(priority, codexPlan_, recovery);
+    return gaugely::userFacingStatusMessage(priority, codexPlan(), recovery);
 }
 
 MenuBarDisplay UsageReader::effectiveMenuBarDisplay() const {
@@ -57,7 +58,7 @@ MenuBarDisplay UsageReader::effectiveMenuBarDisplay() const {
 }
 
 std::string UsageReader::menuBarUsageSummary() const {
-    return gaugely::menuBarUsageSummary(hasExplicitPlanSelection_, codexPlan_,
+    return gaugely::menuBarUsageSummary(hasExplicitPlanSelection(), codexPlan(),
                                         effectiveMenuBarDisplay(), currentDisplaySnapshot());
 }
 

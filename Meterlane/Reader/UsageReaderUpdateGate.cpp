@@ -10,11 +10,9 @@ bool UsageReader::prepareForDevelopmentUpdate() {
     if (!gate.prepare(automationInProgress_, countdown_.has_value())) {
         return false;
     }
-    if (automationInProgress_) {
+    if (activeRun_) {
         // Still counting down: nothing has been sent to Codex, so the run is called off.
-        const std::string reason = "update installation is in progress";
-        recordRefreshStage("eligibility and safety evaluation", "deferred: " + reason);
-        finishRefreshTrace(RefreshRunOutcome::deferred(reason));
+        activeRun_->deferForUpdateInstallation();
         setStatusMessage(std::nullopt);
     }
     // Also drops countdown work and a pending plan-change refresh, and ends the run's token.

@@ -19,6 +19,7 @@ std::optional<int32_t> SimulatedAccessibility::begin(AXCall call) {
     ++counts_[static_cast<std::size_t>(call)];
     if (isRoundTrip(call) && costClock_) {
         costClock_->block(roundTripSeconds_);
+        blockedSeconds_ += roundTripSeconds_;
     }
     return processFailure();
 }
@@ -150,6 +151,7 @@ std::size_t SimulatedAccessibility::roundTrips() const {
 void SimulatedAccessibility::resetCallCounts() {
     counts_.fill(0);
     trustPrompts_ = 0;
+    blockedSeconds_ = 0;
 }
 
 }  // namespace gaugely

@@ -79,6 +79,9 @@ class SimulatedAccessibility : public Accessibility {
     // Each round trip blocks the main thread this long (Electron apps take 10–50 ms a query).
     void setRoundTripCost(VirtualTime* time, double seconds);
 
+    // The time the caller's main thread has spent blocked in round trips.
+    double blockedSeconds() const { return blockedSeconds_; }
+
     std::size_t callCount(AXCall call) const;
     std::size_t roundTrips() const;
     void resetCallCounts();
@@ -106,6 +109,7 @@ class SimulatedAccessibility : public Accessibility {
     std::vector<AttributeFailure> attributeFailures_;
     VirtualTime* costClock_ = nullptr;
     double roundTripSeconds_ = 0;
+    double blockedSeconds_ = 0;
     std::array<std::size_t, 6> counts_{};
     std::size_t trustPrompts_ = 0;
 };

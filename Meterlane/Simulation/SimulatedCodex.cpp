@@ -143,6 +143,7 @@ void SimulatedCodex::adoptTree(SimulatedTree tree, std::optional<NodeId> window,
     menu_.reset();
     usageItem_.reset();
     overlay_.reset();
+    duplicate_.reset();
     opening_ = false;
     pressedDown_.reset();
     rows_.clear();
@@ -159,9 +160,9 @@ void SimulatedCodex::later(double seconds, std::function<void()> work) {
 }
 
 void SimulatedCodex::laterForMenu(double seconds, std::function<void()> work) {
-    const auto menu = menu_;
-    later(seconds, [this, menu, work = std::move(work)] {
-        if (menu_ == menu && menuIsOpen()) {
+    const uint64_t opening = openingSerial_;
+    later(seconds, [this, opening, work = std::move(work)] {
+        if (openingSerial_ == opening && menuIsOpen()) {
             work();
         }
     });
@@ -254,8 +255,12 @@ void SimulatedCodex::key(uint16_t code) {
 }
 
 void SimulatedCodex::openMenu() {
-    const bool inWindow =
-        behaviour.menuPlacement == MenuPlacement::window && window_ && tree().contains(*window_);
+    bool inWindow = behaviour.menuPlacement == MenuPlacement::window;
+    if (behaviour.menuMovesBetweenOpenings && openings_ % 2 == 1) {
+        inWindow = !inWindow;
+    }
+    inWindow = inWindow && window_ && tree().contains(*window_);
+    ++openingSerial_;
     const NodeId menu = tree().add(inWindow ? *window_ : tree().root(), ax::menuRole);
     tree().set(menu, ax::title, std::string(profileLabel));
     menu_ = menu;
@@ -281,7 +286,16 @@ void SimulatedCodex::openMenu() {
         tree().set(*control_, ax::expanded, true);
     }
     layoutMenu();
+    if (behaviour.duplicateProfileMenu) {
+        duplicate_ = tree().add(tree().root(), ax::menuRole);
+        tree().set(*duplicate_, ax::title, std::string(profileLabel));
+    }
+    if (behaviour.menuReplacedAfter) {
+        laterForMenu(*behaviour.menuReplacedAfter, [this] { menu_ = tree().replace(*menu_); });
+    }
     ++openings_;
+    openedAt_ = time_.monotonicSeconds();
+    roundTripsAtOpening_ = roundTrips();
 }
 
 void SimulatedCodex::closeMenu() {
@@ -290,6 +304,11 @@ void SimulatedCodex::closeMenu() {
     }
     tree().remove(*menu_);
     menu_.reset();
+    ++openingSerial_;
+    if (duplicate_) {
+        tree().remove(*duplicate_);
+        duplicate_.reset();
+    }
     usageItem_.reset();
     rows_.clear();
     ++expansion_;
@@ -297,6 +316,16 @@ void SimulatedCodex::closeMenu() {
         tree().set(*control_, ax::expanded, false);
     }
     ++closings_;
+    lastOpening_ =
+        MenuOpening{time_.monotonicSeconds() - openedAt_, roundTrips() - roundTripsAtOpening_};
+}
+
+std::optional<SimulatedCodex::MenuOpening> SimulatedCodex::lastMenuOpening() const {
+    if (menuIsOpen()) {
+        return MenuOpening{time_.monotonicSeconds() - openedAt_,
+                           roundTrips() - roundTripsAtOpening_};
+    }
+    return lastOpening_;
 }
 
 void SimulatedCodex::focus(NodeId target) {

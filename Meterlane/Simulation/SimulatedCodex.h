@@ -61,6 +61,15 @@ struct CodexBehaviour {
     // The profile menu's items, top to bottom. "Usage remaining" is the expandable one; in the
     // pro plan's menu it shows the weekly limit title instead and does not expand.
     std::vector<std::string> menuItems{"Settings", "Usage remaining", "Help", "Log out"};
+
+    // Faults that send the reader's shortcuts back to the whole-window walk.
+    // This long after opening, the menu is replaced by an equal-looking new element (Codex
+    // re-created it); none: never.
+    std::optional<double> menuReplacedAfter;
+    // A second, empty menu titled like the profile menu appears at the application level with it.
+    bool duplicateProfileMenu = false;
+    // Each opening puts the menu in the other place (window or application) than the last one.
+    bool menuMovesBetweenOpenings = false;
 };
 
 // The Codex desktop app as the reader meets it: a running application in the workspace, an
@@ -126,6 +135,13 @@ class SimulatedCodex final : public SimulatedAccessibility {
     // The open menu's texts, in order: item titles and row values.
     std::vector<std::string> menuTexts() const;
     std::size_t menuOpenings() const { return openings_; }
+    // How long the menu was last open, and the round trips the reader made meanwhile (until now,
+    // while it is still open).
+    struct MenuOpening {
+        double seconds = 0;
+        std::size_t roundTrips = 0;
+    };
+    std::optional<MenuOpening> lastMenuOpening() const;
     std::size_t menuClosings() const { return closings_; }
     // Items pressed (Return or click) other than the usage expansion: "Log out" must never be.
     const std::vector<std::string>& pressedItems() const { return pressed_; }
@@ -175,11 +191,17 @@ class SimulatedCodex final : public SimulatedAccessibility {
     std::optional<NodeId> menu_;
     std::optional<NodeId> usageItem_;
     std::optional<NodeId> overlay_;
+    std::optional<NodeId> duplicate_;
+    // Bumped when the menu opens or closes: work for one opening does nothing in the next.
+    uint64_t openingSerial_ = 0;
     bool opening_ = false;
     std::optional<NodeId> pressedDown_;
     std::vector<Row> rows_;
     uint64_t expansion_ = 0;  // bumped whenever the rows start over, so stale settles do nothing
     std::size_t openings_ = 0;
+    double openedAt_ = 0;
+    std::size_t roundTripsAtOpening_ = 0;
+    std::optional<MenuOpening> lastOpening_;
     std::size_t closings_ = 0;
     std::vector<std::string> pressed_;
 };

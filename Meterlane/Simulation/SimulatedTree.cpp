@@ -122,6 +122,26 @@ void SimulatedTree::remove(NodeId node) {
     }
 }
 
+NodeId SimulatedTree::replace(NodeId node) {
+    auto* old = lookup(node);
+    if (!old || node == root_) {
+        return 0;
+    }
+    const NodeId id = nextId_++;
+    Node fresh = std::move(*old);
+    nodes_.erase(node);
+    if (auto* parent = lookup(fresh.parent)) {
+        std::replace(parent->children.begin(), parent->children.end(), node, id);
+    }
+    for (const NodeId child : fresh.children) {
+        if (auto* owned = lookup(child); owned && owned->parent == node) {
+            owned->parent = id;
+        }
+    }
+    nodes_[id] = std::move(fresh);
+    return id;
+}
+
 void SimulatedTree::link(NodeId parent, NodeId child) {
     if (auto* owner = lookup(parent); owner && contains(child)) {
         owner->children.push_back(child);

@@ -61,6 +61,13 @@ class SimulatedTree {
     static std::optional<SimulatedTree> fromFixture(std::string_view text,
                                                     std::string* error = nullptr);
 
+    // The tree in the text `fromFixture` reads: reading it back gives the same tree.
+    std::string toFixture() const;
+    // Takes over the identity of `previous` (the same application a moment earlier): elements
+    // found at the same place, with the same role and label, keep their handles; the others are
+    // new. A recorded tree replayed after another behaves as one application's tree that changed.
+    void continueIdentity(const SimulatedTree& previous);
+
     uint64_t identity() const { return identity_; }
     NodeId root() const { return root_; }
     bool contains(NodeId node) const { return nodes_.count(node) != 0; }
@@ -71,6 +78,9 @@ class SimulatedTree {
     NodeId add(NodeId parent, std::string_view role);
     NodeId insert(NodeId parent, std::size_t index, std::string_view role);
     void remove(NodeId node);
+    // Puts a new element in the node's place, with its attributes and children: the old handle
+    // becomes invalid, the new one reads the same. Returns the new node.
+    NodeId replace(NodeId node);
     // Lists `child` under `parent` as well, without moving it: cycles and shared children.
     void link(NodeId parent, NodeId child);
 

@@ -4,6 +4,17 @@
 
 namespace gaugely {
 
+// The port copies Apple's error codes so the core can tell them apart; they must stay Apple's.
+static_assert(ax::success == kAXErrorSuccess);
+static_assert(ax::failure == kAXErrorFailure);
+static_assert(ax::illegalArgument == kAXErrorIllegalArgument);
+static_assert(ax::invalidUIElement == kAXErrorInvalidUIElement);
+static_assert(ax::cannotComplete == kAXErrorCannotComplete);
+static_assert(ax::attributeUnsupported == kAXErrorAttributeUnsupported);
+static_assert(ax::notImplemented == kAXErrorNotImplemented);
+static_assert(ax::apiDisabled == kAXErrorAPIDisabled);
+static_assert(ax::noValue == kAXErrorNoValue);
+
 namespace {
 
 // Every call is a synchronous round trip on the main thread, so a busy or hung target freezes our

@@ -1,10 +1,36 @@
 #include "Meterlane/macOS/MacInput.h"
 
 #include <ApplicationServices/ApplicationServices.h>
+#include <Carbon/Carbon.h>
 
+#include "Meterlane/Reader/RealInputMonitor.h"
 #include "Meterlane/macOS/CFRef.h"
 
 namespace gaugely {
+
+// The port copies Apple's event types and the tap's disable notices so the core can decide on
+// them; a tap callback casts the platform's type straight to ours.
+static_assert(static_cast<CGEventType>(InputEventType::leftMouseDown) == kCGEventLeftMouseDown);
+static_assert(static_cast<CGEventType>(InputEventType::leftMouseUp) == kCGEventLeftMouseUp);
+static_assert(static_cast<CGEventType>(InputEventType::rightMouseDown) == kCGEventRightMouseDown);
+static_assert(static_cast<CGEventType>(InputEventType::rightMouseUp) == kCGEventRightMouseUp);
+static_assert(static_cast<CGEventType>(InputEventType::mouseMoved) == kCGEventMouseMoved);
+static_assert(static_cast<CGEventType>(InputEventType::keyDown) == kCGEventKeyDown);
+static_assert(static_cast<CGEventType>(InputEventType::keyUp) == kCGEventKeyUp);
+static_assert(static_cast<CGEventType>(InputEventType::flagsChanged) == kCGEventFlagsChanged);
+static_assert(static_cast<CGEventType>(InputEventType::scrollWheel) == kCGEventScrollWheel);
+static_assert(static_cast<CGEventType>(InputEventType::otherMouseDown) == kCGEventOtherMouseDown);
+static_assert(static_cast<CGEventType>(InputEventType::otherMouseUp) == kCGEventOtherMouseUp);
+static_assert(static_cast<CGEventType>(InputEventType::tapDisabledByTimeout) ==
+              kCGEventTapDisabledByTimeout);
+static_assert(static_cast<CGEventType>(InputEventType::tapDisabledByUserInput) ==
+              kCGEventTapDisabledByUserInput);
+// The marker travels in the event source's user-data field, number 42.
+static_assert(kCGEventSourceUserData == 42);
+// Virtual key codes of the keys the run presses.
+static_assert(keycode::downArrow == kVK_DownArrow);
+static_assert(keycode::returnKey == kVK_Return);
+static_assert(keycode::escape == kVK_Escape);
 
 namespace {
 

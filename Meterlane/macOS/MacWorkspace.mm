@@ -4,6 +4,9 @@
 
 namespace gaugely {
 
+// The activation option the core passes is Apple's.
+static_assert(activateIgnoringOtherApps == NSApplicationActivateIgnoringOtherApps);
+
 namespace {
 
 RunningApplication describe(NSRunningApplication* application) {

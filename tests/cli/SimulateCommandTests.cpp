@@ -266,3 +266,74 @@ TEST_F(Simulate, TheReadmeQuotesTheDemo) {
 
 }  // namespace
 }  // namespace gaugely::tooltest
+
+namespace gaugely::tooltest {
+namespace {
+
+// A session's later manual refreshes at 1 ms per round trip: each line of the table has the
+// blocked time, the time from request to end and the menu's dwell; the goals hold.
+TEST_F(Simulate, RepeatedRefreshesAtALatencyShowTheirCostPerRefresh) {
+    const ToolResult result =
+        run({"simulate", "--virtual", "--scenario", "manual", "--plan", "plus", "--defaults",
+             path("d.json"), "--ax-latency", "1", "--refreshes", "3", "--stats"});
+    ASSERT_EQ(result.status, 0) << result.err;
+    const std::size_t table = result.out.find("Refresh statistics: 3 refreshes\n");
+    ASSERT_NE(table, std::string::npos) << result.out;
+    std::istringstream lines(result.out.substr(table));
+    std::string line;
+    std::getline(lines, line);
+    std::getline(lines, line);
+    for (int refresh = 1; refresh <= 3; ++refresh) {
+        ASSERT_TRUE(std::getline(lines, line));
+        std::istringstream fields(line);
+        std::string number, started, kind, cpu, ms, blocked, s1, toEnd, s2, dwell, s3;
+        std::size_t trips = 0, inMenu = 0;
+        fields >> number >> started >> kind >> trips >> cpu >> ms >> blocked >> s1 >> toEnd >> s2 >>
+            dwell >> s3 >> inMenu;
+        EXPECT_EQ(kind, "manual") << line;
+        EXPECT_NE(line.find("success — snapshot committed; cleanup closed"), std::string::npos);
+        EXPECT_NEAR(std::stod(blocked), static_cast<double>(trips) / 1000.0, 1e-6) << line;
+        if (refresh > 1) {
+            EXPECT_LE(trips, 9000u) << line;
+            EXPECT_LE(inMenu, 400u) << line;
+            EXPECT_LE(std::stod(toEnd), 10.0) << line;
+            EXPECT_LE(std::stod(dwell), 1.0) << line;
+        }
+    }
+}
+
+TEST_F(Simulate, LatencyAndRepeatArgumentsAreChecked) {
+    const struct {
+        std::vector<std::string> arguments;
+        std::string problem;
+    } cases[] = {
+        {{"--ax-latency", "-1"}, "--ax-latency needs a number of milliseconds of 0 or more"},
+        {{"--refreshes", "2.5"}, "--refreshes needs a whole number from 1 to 1000"},
+        {{"--refreshes", "3", "--scenario", "demo"}, "--refreshes goes with --scenario manual"},
+    };
+    for (const auto& c : cases) {
+        std::vector<std::string> arguments{"simulate", "--virtual", "--plan", "plus"};
+        arguments.insert(arguments.end(), c.arguments.begin(), c.arguments.end());
+        const ToolResult result = run(arguments);
+        EXPECT_EQ(result.status, 2) << c.problem;
+        EXPECT_NE(result.err.find(c.problem), std::string::npos) << result.err;
+    }
+}
+
+// Without macOS the command records the simulated Codex: three trees the simulator reads back.
+TEST_F(Simulate, DumpTreeRecordsASetThatReadsBack) {
+    const ToolResult result =
+        run({"dump-tree", "--plan", "freeGo", "--elements", "40", "--output", path("set")});
+    ASSERT_EQ(result.status, 0) << result.err;
+    EXPECT_NE(result.out.find("recording the simulated Codex"), std::string::npos);
+    for (const char* name : {"closed.txt", "open.txt", "expanded.txt"}) {
+        const std::string text = readFile(fs::path(path("set")) / name);
+        EXPECT_NE(text.find("AXPopUpButton"), std::string::npos) << name;
+        EXPECT_EQ(text.find("Codex\""), std::string::npos) << name << ": window title kept";
+    }
+    EXPECT_NE(readFile(fs::path(path("set")) / "expanded.txt").find("\"Monthly\""),
+              std::string::npos);
+}
+
+}  // namespace
+}  // namespace gaugely::tooltest

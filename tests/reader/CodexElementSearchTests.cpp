@@ -333,13 +333,13 @@ TEST(ElementSearch, OneRoundTripPerElementWithinAStep) {
     SearchWorld world(plainTree(1000));
     const AXElement app = world.app();
     world.ax.resetCallCounts();
-    world.search.profileMenuInspection(app);
-    world.search.profileMenuControl(app);
-    world.search.profileMenuElement(app);
+    (void)world.search.profileMenuInspection(app);
+    (void)world.search.profileMenuControl(app);
+    (void)world.search.profileMenuElement(app);
     EXPECT_EQ(world.ax.roundTrips(), world.ax.tree().size());
     // The next step reads afresh: Codex's tree may have changed.
     world.search.forgetReads();
-    world.search.profileMenuElement(app);
+    (void)world.search.profileMenuElement(app);
     EXPECT_EQ(world.ax.roundTrips(), 2 * world.ax.tree().size());
 }
 

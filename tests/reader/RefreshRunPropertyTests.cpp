@@ -1,9 +1,12 @@
 // Thousands of runs against a Codex with random timing and faults, and a user who may touch the
 // keyboard at any moment. Whatever happens, the run must never type after the user did, never
 // close a menu it did not open, never type when it was unsure of the menu, and never lose the
-// snapshot it had.
+// snapshot it had. Every draw is played twice, with the literal lookups and with the fast ones,
+// and both must end the same way: same outcome, snapshot, synthetic events at the same moments,
+// and trace. A difference is a bug in the fast lookups.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cstdlib>
 #include <random>
 
@@ -12,6 +15,9 @@
 
 namespace gaugely {
 namespace {
+
+constexpr uint32_t drawsPerShard = 250;
+constexpr uint32_t shards = 6;
 
 struct Scenario {
     CodexPlan plan = CodexPlan::plus;
@@ -41,147 +47,177 @@ std::optional<RefreshMenuPresence> startPresence(const MemoryLog& log) {
     return std::nullopt;
 }
 
-TEST(RefreshRunProperty, NeverTypesAfterTheUserNorClosesAMenuItDidNotOpen) {
-    const char* configured = std::getenv("GAUGELY_PROPERTY_RUNS");
-    const uint32_t runs = configured ? static_cast<uint32_t>(std::atoi(configured)) : 1500;
-    std::size_t committed = 0, deferred = 0, failed = 0;
-    for (uint32_t draw = 1; draw <= runs; ++draw) {
-        std::mt19937 rng(draw);
-        auto chance = [&](double p) { return std::bernoulli_distribution(p)(rng); };
-        auto uniform = [&](double a, double b) {
-            return std::uniform_real_distribution<>(a, b)(rng);
-        };
-        auto maybeDelay = [&](double never, double a, double b) -> std::optional<double> {
-            if (chance(never)) {
-                return std::nullopt;
-            }
-            return uniform(a, b);
-        };
+// What a run left behind, for comparing the two lookup modes.
+struct RunRecord {
+    std::optional<RefreshRunOutcome> outcome;
+    UsageSnapshot snapshot;
+    std::vector<InputEvent> events;
+    std::vector<std::string> trace;
+};
 
-        Scenario s;
-        s.plan = allCases<CodexPlan>()[std::uniform_int_distribution<>(0, 2)(rng)];
-        s.automatic = chance(0.5);
-        s.priorSnapshot = chance(0.5);
-        if (chance(0.15)) {
-            s.userOpenedMenu = chance(0.5);
-        }
-        if (chance(0.5)) {
-            s.realInputAt = uniform(0, s.automatic ? 14 : 4);
-        }
-        if (chance(0.1)) {
-            s.codexLeavesFrontAt = uniform(0, s.automatic ? 14 : 4);
-        }
-        const std::string name = describe(draw, s);
+enum class Ending { committed, deferred, failed };
 
-        CodexTreeShape shape;
-        shape.webContentElements = 30;
-        ReaderWorld world(s.plan, shape);
-        UsageReader& reader = world.makeReader(s.plan, s.automatic);
-        if (s.priorSnapshot) {
-            reader.beginReadCountdown(false);
-            world.runUntilRunEnds();
-            ASSERT_TRUE(reader.lastRefreshOutcome()->isCommitted()) << name;
+// Plays draw `draw` with the given lookups, checks the safety rules, and records the run.
+RunRecord playDraw(uint32_t draw, ElementLookupMode mode, Ending& ending) {
+    std::mt19937 rng(draw);
+    auto chance = [&](double p) { return std::bernoulli_distribution(p)(rng); };
+    auto uniform = [&](double a, double b) { return std::uniform_real_distribution<>(a, b)(rng); };
+    auto maybeDelay = [&](double never, double a, double b) -> std::optional<double> {
+        if (chance(never)) {
+            return std::nullopt;
         }
-        const UsageSnapshot before = reader.snapshot();
-        const auto storedBefore =
-            world.preferences.dataValue(defaultsKey::planSpecificUsageSnapshots);
+        return uniform(a, b);
+    };
 
-        CodexBehaviour& codex = world.codex.behaviour;
-        codex.inputLatency = uniform(0, 0.05);
-        codex.menuOpenDelay = maybeDelay(0.1, 0.01, 3);
-        codex.expansionDelay = maybeDelay(0.1, 0.01, 3);
-        codex.escapeCloseDelay = maybeDelay(0.1, 0.001, 0.2);
-        codex.rowSettleDelay = chance(0.3) ? uniform(0, 0.4) : 0;
-        world.input.tapCreationFails = chance(0.05);
-        if (chance(0.05)) {
-            world.codex.setControlOccluded(true);
-        }
-        if (chance(0.05)) {
-            world.codex.failAttribute(ax::children, ax::cannotComplete,
-                                      [](NodeId node) { return node % 7 == 3; });
-        }
-        if (chance(0.05)) {
-            world.workspace.activationDelay.reset();
+    Scenario s;
+    s.plan = allCases<CodexPlan>()[std::uniform_int_distribution<>(0, 2)(rng)];
+    s.automatic = chance(0.5);
+    s.priorSnapshot = chance(0.5);
+    if (chance(0.15)) {
+        s.userOpenedMenu = chance(0.5);
+    }
+    if (chance(0.5)) {
+        s.realInputAt = uniform(0, s.automatic ? 14 : 4);
+    }
+    if (chance(0.1)) {
+        s.codexLeavesFrontAt = uniform(0, s.automatic ? 14 : 4);
+    }
+    const std::string name =
+        describe(draw, s) + (mode == ElementLookupMode::fast ? " fast" : " literal");
+
+    CodexTreeShape shape;
+    shape.webContentElements = 30;
+    ReaderWorld world(s.plan, shape);
+    UsageReader& reader = world.makeReader(s.plan, s.automatic);
+    reader.setElementLookupMode(mode);
+    CodexBehaviour& codex = world.codex.behaviour;
+    // Faults that defeat the fast lookups' shortcuts, present from the first refresh on.
+    codex.menuMovesBetweenOpenings = chance(0.15);
+    codex.duplicateProfileMenu = chance(0.1);
+    if (chance(0.15)) {
+        codex.menuReplacedAfter = uniform(0, 1.5);
+    }
+    if (s.priorSnapshot) {
+        reader.beginReadCountdown(false);
+        world.runUntilRunEnds();
+    }
+    const UsageSnapshot before = reader.snapshot();
+    const auto storedBefore = world.preferences.dataValue(defaultsKey::planSpecificUsageSnapshots);
+
+    codex.inputLatency = uniform(0, 0.05);
+    codex.menuOpenDelay = maybeDelay(0.1, 0.01, 3);
+    codex.expansionDelay = maybeDelay(0.1, 0.01, 3);
+    codex.escapeCloseDelay = maybeDelay(0.1, 0.001, 0.2);
+    codex.rowSettleDelay = chance(0.3) ? uniform(0, 0.4) : 0;
+    world.input.tapCreationFails = chance(0.05);
+    if (chance(0.05)) {
+        world.codex.setControlOccluded(true);
+    }
+    if (chance(0.05)) {
+        world.codex.failAttribute(ax::children, ax::cannotComplete,
+                                  [](NodeId node) { return node % 7 == 3; });
+    }
+    if (chance(0.05)) {
+        world.workspace.activationDelay.reset();
+        world.workspace.setFrontmost(std::nullopt);
+    }
+    if (s.userOpenedMenu) {
+        world.codex.openMenuAsUser(*s.userOpenedMenu);
+    }
+
+    world.input.clearPostedEvents();
+    std::optional<double> inputTime;
+    std::optional<double> awayTime;
+    if (s.realInputAt) {
+        world.time.asyncAfter(*s.realInputAt, [&] {
+            inputTime = world.time.monotonicSeconds();
+            world.input.injectRealKeyPress(0);
+        });
+    }
+    if (s.codexLeavesFrontAt) {
+        world.time.asyncAfter(*s.codexLeavesFrontAt, [&] {
+            awayTime = world.time.monotonicSeconds();
             world.workspace.setFrontmost(std::nullopt);
-        }
-        if (s.userOpenedMenu) {
-            world.codex.openMenuAsUser(*s.userOpenedMenu);
-        }
+        });
+    }
+    world.log.clear();
+    reader.beginReadCountdown(s.automatic);
+    world.runUntilRunEnds(120);
 
-        world.input.clearPostedEvents();
-        std::optional<double> inputTime;
-        std::optional<double> awayTime;
-        if (s.realInputAt) {
-            world.time.asyncAfter(*s.realInputAt, [&] {
-                inputTime = world.time.monotonicSeconds();
-                world.input.injectRealKeyPress(0);
-            });
-        }
-        if (s.codexLeavesFrontAt) {
-            world.time.asyncAfter(*s.codexLeavesFrontAt, [&] {
-                awayTime = world.time.monotonicSeconds();
-                world.workspace.setFrontmost(std::nullopt);
-            });
-        }
-        world.log.clear();
-        reader.beginReadCountdown(s.automatic);
-        world.runUntilRunEnds(120);
-
-        ASSERT_FALSE(reader.automationInProgress()) << name;
-        const auto& posted = world.input.postedEvents();
-        const auto presence = startPresence(world.log);
-        if (s.automatic && inputTime) {
-            for (const auto& event : posted) {
-                ASSERT_LE(event.time, *inputTime) << name << ": synthetic event after real input";
-            }
-        }
-        if (presence != RefreshMenuPresence::closed) {
-            ASSERT_TRUE(posted.empty()) << name << ": typed into a menu it was unsure of";
-        }
+    EXPECT_FALSE(reader.automationInProgress()) << name;
+    const auto& posted = world.input.postedEvents();
+    const auto presence = startPresence(world.log);
+    if (s.automatic && inputTime) {
         for (const auto& event : posted) {
-            if (event.type != InputEventType::keyDown || event.keyCode != 53) {
-                continue;
-            }
-            ASSERT_FALSE(s.userOpenedMenu) << name << ": closed the user's menu";
-            ASSERT_GT(world.codex.menuOpenings(), s.priorSnapshot ? 1u : 0u) << name;
-            // Input before the run's first synthetic event came before the guard was watching, and
-            // a manual run without input monitoring has nobody watching.
-            const bool watchedInput =
-                inputTime && *inputTime >= posted.front().time && !world.input.tapCreationFails;
-            ASSERT_TRUE(!watchedInput || event.time < *inputTime) << name << ": Escape after input";
-            ASSERT_TRUE(!awayTime || event.time < *awayTime) << name << ": Escape into another app";
+            EXPECT_LE(event.time, *inputTime) << name << ": synthetic event after real input";
         }
-        ASSERT_TRUE(world.codex.pressedItems().empty()) << name << ": pressed a menu item";
-        if (!reader.lastRefreshOutcome()->isCommitted()) {
-            ASSERT_EQ(reader.snapshot(), before) << name;
-            ASSERT_EQ(world.preferences.dataValue(defaultsKey::planSpecificUsageSnapshots),
-                      storedBefore)
-                << name;
-        } else {
-            ASSERT_TRUE(isCompleteUsageSnapshot(
-                reader.snapshot(), PlanQuotaConfiguration::configuration(s.plan).schema))
-                << name;
+    }
+    if (presence != RefreshMenuPresence::closed) {
+        EXPECT_TRUE(posted.empty()) << name << ": typed into a menu it was unsure of";
+    }
+    for (const auto& event : posted) {
+        if (event.type != InputEventType::keyDown || event.keyCode != 53) {
+            continue;
         }
-        switch (reader.lastRefreshOutcome()->kind) {
-            case RefreshRunOutcome::Kind::committed:
-            case RefreshRunOutcome::Kind::cleanupUncertain:
-                ++committed;
-                break;
-            case RefreshRunOutcome::Kind::deferred:
-                ++deferred;
-                break;
-            case RefreshRunOutcome::Kind::failed:
-                ++failed;
-                break;
+        EXPECT_FALSE(s.userOpenedMenu) << name << ": closed the user's menu";
+        EXPECT_GT(world.codex.menuOpenings(), s.priorSnapshot ? 1u : 0u) << name;
+        // Input before the run's first synthetic event came before the guard was watching, and
+        // a manual run without input monitoring has nobody watching.
+        const bool watchedInput =
+            inputTime && *inputTime >= posted.front().time && !world.input.tapCreationFails;
+        EXPECT_TRUE(!watchedInput || event.time < *inputTime) << name << ": Escape after input";
+        EXPECT_TRUE(!awayTime || event.time < *awayTime) << name << ": Escape into another app";
+    }
+    EXPECT_TRUE(world.codex.pressedItems().empty()) << name << ": pressed a menu item";
+    const auto& outcome = reader.lastRefreshOutcome();
+    EXPECT_TRUE(outcome.has_value()) << name;
+    if (!outcome || !outcome->isCommitted()) {
+        EXPECT_EQ(reader.snapshot(), before) << name;
+        EXPECT_EQ(world.preferences.dataValue(defaultsKey::planSpecificUsageSnapshots),
+                  storedBefore)
+            << name;
+    } else {
+        EXPECT_TRUE(isCompleteUsageSnapshot(reader.snapshot(),
+                                            PlanQuotaConfiguration::configuration(s.plan).schema))
+            << name;
+    }
+    ending = !outcome || outcome->kind == RefreshRunOutcome::Kind::failed ? Ending::failed
+             : outcome->kind == RefreshRunOutcome::Kind::deferred         ? Ending::deferred
+                                                                          : Ending::committed;
+    return RunRecord{outcome, reader.snapshot(), posted, world.refreshLines()};
+}
+
+class RefreshRunProperty : public testing::TestWithParam<uint32_t> {};
+
+TEST_P(RefreshRunProperty, SafeAndTheSameWithLiteralAndFastLookups) {
+    const char* configured = std::getenv("GAUGELY_PROPERTY_RUNS");
+    const uint32_t runs =
+        configured ? static_cast<uint32_t>(std::atoi(configured)) / shards : drawsPerShard;
+    std::array<std::size_t, 3> endings{};
+    for (uint32_t draw = GetParam() * runs + 1; draw <= (GetParam() + 1) * runs; ++draw) {
+        Ending literalEnding = Ending::failed;
+        Ending fastEnding = Ending::failed;
+        const RunRecord literal = playDraw(draw, ElementLookupMode::literal, literalEnding);
+        const RunRecord fast = playDraw(draw, ElementLookupMode::fast, fastEnding);
+        const std::string name = "draw " + std::to_string(draw);
+        ASSERT_EQ(fast.outcome, literal.outcome) << name;
+        ASSERT_EQ(fast.snapshot, literal.snapshot) << name;
+        ASSERT_EQ(fast.events, literal.events) << name;
+        ASSERT_EQ(fast.trace, literal.trace) << name;
+        ++endings[static_cast<std::size_t>(fastEnding)];
+        if (HasFailure()) {
+            return;
         }
     }
     // The random world must exercise every ending, or the property says little.
-    EXPECT_GT(committed, runs / 10);
-    EXPECT_GT(deferred, runs / 20);
-    EXPECT_GT(failed, runs / 50);
-    std::printf("property runs: %zu committed, %zu deferred, %zu failed\n", committed, deferred,
-                failed);
+    EXPECT_GT(endings[0], runs / 10);
+    EXPECT_GT(endings[1], runs / 20);
+    EXPECT_GT(endings[2], runs / 50);
+    std::printf("property runs: %zu committed, %zu deferred, %zu failed\n", endings[0], endings[1],
+                endings[2]);
 }
+
+INSTANTIATE_TEST_SUITE_P(Shards, RefreshRunProperty, testing::Range(0u, shards));
 
 }  // namespace
 }  // namespace gaugely

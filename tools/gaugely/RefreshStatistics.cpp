@@ -8,20 +8,40 @@
 
 namespace gaugely::tool {
 
-RefreshStatistics::RefreshStatistics(const UsageReader& reader, const SimulatedAccessibility& codex)
-    : reader_(reader), codex_(codex), roundTripsAtItemStart_(codex.roundTrips()) {}
+RefreshStatistics::RefreshStatistics(const UsageReader& reader, const SimulatedCodex& codex,
+                                     double origin)
+    : reader_(reader),
+      codex_(codex),
+      origin_(origin),
+      roundTripsAtItemStart_(codex.roundTrips()),
+      blockedAtItemStart_(codex.blockedSeconds()) {}
 
 void RefreshStatistics::readerChanged(double elapsed) {
     const bool running = reader_.automationInProgress();
     if (running && !running_) {
         running_ = refreshes_.size();
-        refreshes_.push_back(Refresh{elapsed, RefreshRunKind::manual, std::nullopt, 0, 0});
-        // Counted from the start of the work item, which includes the look at the menu that
-        // precedes the run's start.
+        // The request, not the moment the reader reports the run: the look at the menu that
+        // precedes the report is part of the request's cost.
+        const double requestedAt =
+            reader_.activeRefreshRequestedAt().value_or(origin_ + elapsed) - origin_;
+        Refresh refresh;
+        refresh.startedAt = requestedAt;
+        refreshes_.push_back(refresh);
+        // Counted from the start of the work item, which includes that look.
         roundTripBase_.push_back(roundTripsAtItemStart_);
+        blockedBase_.push_back(blockedAtItemStart_);
+        openingsBase_.push_back(codex_.menuOpenings());
         startedInItem_.push_back(*running_);
         touchedInItem_ = running_;
     } else if (!running && running_) {
+        Refresh& refresh = refreshes_[*running_];
+        refresh.requestToEnd = elapsed - refresh.startedAt;
+        if (codex_.menuOpenings() > openingsBase_[*running_]) {
+            if (const auto opening = codex_.lastMenuOpening()) {
+                refresh.menuDwell = opening->seconds;
+                refresh.roundTripsWhileMenuOpen = opening->roundTrips;
+            }
+        }
         endedInItem_.push_back(*running_);
         touchedInItem_ = running_;
         running_.reset();
@@ -45,6 +65,7 @@ void RefreshStatistics::itemRan(const WorkItemReport& report) {
     for (const std::size_t index : endedInItem_) {
         Refresh& refresh = refreshes_[index];
         refresh.roundTrips = codex_.roundTrips() - roundTripBase_[index];
+        refresh.blockedSeconds = codex_.blockedSeconds() - blockedBase_[index];
         refresh.outcome =
             reader_.lastRefreshOutcome()
                 ? reader_.lastRefreshOutcome()->logText(reader_.refreshCleanupResult())
@@ -52,12 +73,27 @@ void RefreshStatistics::itemRan(const WorkItemReport& report) {
     }
     if (running_) {
         refreshes_[*running_].roundTrips = codex_.roundTrips() - roundTripBase_[*running_];
+        refreshes_[*running_].blockedSeconds = codex_.blockedSeconds() - blockedBase_[*running_];
     }
     startedInItem_.clear();
     endedInItem_.clear();
     touchedInItem_.reset();
     roundTripsAtItemStart_ = codex_.roundTrips();
+    blockedAtItemStart_ = codex_.blockedSeconds();
 }
+
+namespace {
+
+std::string seconds(const std::optional<double>& value) {
+    if (!value) {
+        return "—";
+    }
+    char text[24];
+    std::snprintf(text, sizeof text, "%.3f s", *value);
+    return text;
+}
+
+}  // namespace
 
 void RefreshStatistics::print(std::ostream& out) const {
     out << "Refresh statistics: " << refreshes_.size()
@@ -65,8 +101,9 @@ void RefreshStatistics::print(std::ostream& out) const {
     if (refreshes_.empty()) {
         return;
     }
-    char line[96];
-    out << "   #  started       kind       AX round trips  engine CPU  outcome\n";
+    char line[192];
+    out << "   #  started       kind       AX round trips  engine CPU   AX blocked  request→end"
+           "    menu open  in menu  outcome\n";
     std::size_t totalTrips = 0;
     double totalCPU = 0;
     std::size_t fewest = SIZE_MAX;
@@ -74,10 +111,13 @@ void RefreshStatistics::print(std::ostream& out) const {
     double slowest = 0;
     for (std::size_t i = 0; i < refreshes_.size(); ++i) {
         const Refresh& refresh = refreshes_[i];
-        std::snprintf(line, sizeof line, "%4zu  %-12s  %-9s  %14zu  %7.2f ms  ", i + 1,
+        std::snprintf(line, sizeof line,
+                      "%4zu  %-12s  %-9s  %14zu  %7.2f ms  %9.3f s  %11s  %11s  %7zu  ", i + 1,
                       elapsedStamp(refresh.startedAt).c_str(),
                       std::string(rawValue(refresh.kind)).c_str(), refresh.roundTrips,
-                      refresh.cpuSeconds * 1000.0);
+                      refresh.cpuSeconds * 1000.0, refresh.blockedSeconds,
+                      seconds(refresh.requestToEnd).c_str(), seconds(refresh.menuDwell).c_str(),
+                      refresh.roundTripsWhileMenuOpen);
         out << line << refresh.outcome.value_or("still running") << "\n";
         totalTrips += refresh.roundTrips;
         totalCPU += refresh.cpuSeconds;

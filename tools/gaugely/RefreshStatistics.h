@@ -8,15 +8,17 @@
 
 #include "LowUsageNotificationSupport/RefreshRunOutcome.h"
 #include "Meterlane/Reader/UsageReader.h"
-#include "Meterlane/Simulation/SimulatedAccessibility.h"
+#include "Meterlane/Simulation/SimulatedCodex.h"
 #include "Meterlane/Simulation/SimulationClockDriver.h"
 
 namespace gaugely::tool {
 
 // What each refresh of a simulated run cost: the accessibility round trips to Codex (the cost
-// that dominates on a real Mac) and the CPU time of the engine's own work items. A refresh lasts
-// from the moment the reader reports a run in progress until it reports none; work items during
-// which that was true at any moment count towards it.
+// that dominates on a real Mac), the time the main thread was blocked in them (with
+// --ax-latency), the time from the request to the run's end, how long Codex's profile menu stayed
+// open and the round trips made meanwhile, and the CPU time of the engine's own work items. A
+// refresh lasts from its request until the reader reports no run in progress; work items during
+// which a run was in progress at any moment count towards it.
 class RefreshStatistics {
   public:
     struct Refresh {
@@ -25,9 +27,14 @@ class RefreshStatistics {
         std::optional<std::string> outcome;  // none while it runs
         std::size_t roundTrips = 0;
         double cpuSeconds = 0;
+        double blockedSeconds = 0;
+        std::optional<double> requestToEnd;
+        std::optional<double> menuDwell;
+        std::size_t roundTripsWhileMenuOpen = 0;
     };
 
-    RefreshStatistics(const UsageReader& reader, const SimulatedAccessibility& codex);
+    // `origin`: the monotonic time that elapsed times count from.
+    RefreshStatistics(const UsageReader& reader, const SimulatedCodex& codex, double origin);
 
     // The reader's observer: notices a run starting or ending.
     void readerChanged(double elapsed);
@@ -39,14 +46,18 @@ class RefreshStatistics {
 
   private:
     const UsageReader& reader_;
-    const SimulatedAccessibility& codex_;
+    const SimulatedCodex& codex_;
+    double origin_;
     std::vector<Refresh> refreshes_;
     std::vector<std::size_t> roundTripBase_;
+    std::vector<double> blockedBase_;
+    std::vector<std::size_t> openingsBase_;
     std::optional<std::size_t> running_;
     std::vector<std::size_t> startedInItem_;
     std::vector<std::size_t> endedInItem_;
     std::optional<std::size_t> touchedInItem_;
     std::size_t roundTripsAtItemStart_ = 0;
+    double blockedAtItemStart_ = 0;
 };
 
 }  // namespace gaugely::tool

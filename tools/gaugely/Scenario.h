@@ -42,6 +42,12 @@ class ScenarioScript {
     // Changes the refresh frequency when the stored one differs.
     void useRefreshFrequency(double seconds, RefreshFrequency frequency);
 
+    // After the script's first manual refresh, `count - 1` more, each `gap` seconds after the
+    // previous one ended; the script then ends as a single refresh's does.
+    void repeatRefreshes(int count, double gap);
+    // Whether a script of repeated refreshes has done them all and reached its end.
+    bool isOver(double elapsed) const { return repeatsLeft_ == 0 && elapsed >= duration_; }
+
     // Where the script ends; a refresh still running then is allowed to finish.
     void endAt(double seconds) { duration_ = seconds; }
     double duration() const { return duration_; }
@@ -56,6 +62,9 @@ class ScenarioScript {
     CodexPlan plan_;
     std::function<void(std::string_view)> narrate_;
     double duration_ = 0;
+    int repeatsLeft_ = 0;
+    bool repeatRunning_ = false;
+    std::size_t observer_ = 0;
 };
 
 struct Scenario {

@@ -140,6 +140,31 @@ void ScenarioScript::choosePlan(double seconds) {
        [this] { reader().setCodexPlan(plan_); });
 }
 
+void ScenarioScript::repeatRefreshes(int count, double gap) {
+    // A single manual refresh's script ends this long after its refresh began.
+    const double tail = duration_;
+    repeatsLeft_ = count;
+    const double origin = world_.time.monotonicSeconds();
+    // The reader calls a copy of its observer each time: what must last is kept here.
+    observer_ = reader().addObserver([this, gap, tail, origin] {
+        const bool now = reader().automationInProgress();
+        const bool ended = repeatRunning_ && !now;
+        repeatRunning_ = now;
+        if (ended && repeatsLeft_ > 0) {
+            --repeatsLeft_;
+            const double elapsed = world_.time.monotonicSeconds() - origin;
+            // `at` counts from now.
+            if (repeatsLeft_ > 0) {
+                pressRefresh(gap);
+            } else {
+                endAt(elapsed + tail - 1);
+                // Something to run at the end, so the clock stops exactly there.
+                at(tail - 1, "");
+            }
+        }
+    });
+}
+
 void ScenarioScript::pressRefresh(double seconds) {
     at(seconds, "", [this] { clickRefreshWhenEnabled(false); });
 }

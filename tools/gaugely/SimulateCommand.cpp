@@ -33,6 +33,7 @@ namespace {
 constexpr const char* simulateHelp =
     "Usage: gaugely simulate [--scenario NAME] [--plan freeGo|plus|pro] [--speed N | --virtual]\n"
     "                        [--defaults FILE] [--duration SECONDS] [--stats] [--verbose]\n"
+    "                        [--ax-latency MS] [--refreshes N]\n"
     "\n"
     "Runs Gaugely's real reader, scheduler and notifications against a simulated Codex and shows\n"
     "what the Mac app would: the menu bar label and refresh item, the popover, the countdown,\n"
@@ -52,8 +53,14 @@ constexpr const char* simulateHelp =
     "  --defaults FILE     the defaults file (default: $XDG_CONFIG_HOME/gaugely/\n"
     "                      com.vostrel.gaugely.json, or ~/.config/gaugely/ without it)\n"
     "  --duration SECONDS  simulated seconds to run instead of the scenario's own length\n"
-    "  --stats             at the end, the accessibility round trips and the engine's CPU time\n"
-    "                      of each refresh\n"
+    "  --stats             at the end, for each refresh: the accessibility round trips, the\n"
+    "                      engine's CPU time, the time the main thread was blocked in round\n"
+    "                      trips, the time from the request to the end, and how long Codex's\n"
+    "                      profile menu stayed open (with the round trips made meanwhile)\n"
+    "  --ax-latency MS     every accessibility round trip blocks the main thread MS\n"
+    "                      milliseconds of simulated time, as a busy Codex does (default 0)\n"
+    "  --refreshes N       with the manual scenario: N refreshes, each 5 s after the previous\n"
+    "                      one ended (default 1)\n"
     "  --verbose           also the trace's debug lines (refresh timing)\n"
     "  -h, --help          show this help\n"
     "\n"
@@ -67,14 +74,17 @@ struct SimulateOptions {
     std::optional<double> speed = 1.0;
     std::optional<std::string> defaultsFile;
     std::optional<double> duration;
+    double axLatencyMilliseconds = 0;
+    int refreshes = 1;
     bool stats = false;
     bool verbose = false;
     bool help = false;
 };
 
 constexpr OptionShape simulateOptionShapes[] = {
-    {"--scenario", true}, {"--plan", true},   {"--speed", true},    {"--defaults", true},
-    {"--duration", true}, {"--stats", false}, {"--verbose", false}, {"--virtual", false},
+    {"--scenario", true},   {"--plan", true},      {"--speed", true},    {"--defaults", true},
+    {"--duration", true},   {"--stats", false},    {"--verbose", false}, {"--virtual", false},
+    {"--ax-latency", true}, {"--refreshes", true},
 };
 
 std::variant<SimulateOptions, std::string> parseOptions(const std::vector<std::string>& arguments) {
@@ -116,6 +126,20 @@ std::variant<SimulateOptions, std::string> parseOptions(const std::vector<std::s
                 return std::string("--defaults needs a file name");
             }
             options.defaultsFile = value;
+        } else if (name == "--ax-latency") {
+            const auto latency = value == "0" ? std::optional<double>(0) : positiveNumber(value);
+            if (!latency) {
+                return "--ax-latency needs a number of milliseconds of 0 or more, not \"" + value +
+                       "\"";
+            }
+            options.axLatencyMilliseconds = *latency;
+        } else if (name == "--refreshes") {
+            const auto count = positiveNumber(value);
+            if (!count || *count != static_cast<double>(static_cast<int>(*count)) ||
+                *count > 1000) {
+                return "--refreshes needs a whole number from 1 to 1000, not \"" + value + "\"";
+            }
+            options.refreshes = static_cast<int>(*count);
         } else {
             options.duration = positiveNumber(value);
             if (!options.duration) {
@@ -128,6 +152,9 @@ std::variant<SimulateOptions, std::string> parseOptions(const std::vector<std::s
     }
     if (sawVirtual) {
         options.speed.reset();
+    }
+    if (options.refreshes > 1 && options.scenario != "manual") {
+        return std::string("--refreshes goes with --scenario manual");
     }
     return options;
 }
@@ -282,6 +309,9 @@ int runSimulateCommand(const std::vector<std::string>& arguments, CommandStreams
             view.logEntry(entry);
         }
     });
+    if (options.axLatencyMilliseconds > 0) {
+        world.codex.setRoundTripCost(&world.time, options.axLatencyMilliseconds / 1000.0);
+    }
     UsageReader& reader = world.launchReader();
     world.updater = std::make_unique<SimulatedUpdater>(
         world.time, world.workspace, world.log, reader,
@@ -289,7 +319,7 @@ int runSimulateCommand(const std::vector<std::string>& arguments, CommandStreams
             return std::make_unique<FilePreferences>(updaterSuiteFile(file), warn);
         },
         hostTimeFormatter());
-    RefreshStatistics statistics(reader, world.codex);
+    RefreshStatistics statistics(reader, world.codex, origin);
     reader.addObserver([&] { statistics.readerChanged(elapsed()); });
     // A refresh that was overdue at launch starts inside the reader's construction.
     statistics.readerChanged(elapsed());
@@ -300,6 +330,9 @@ int runSimulateCommand(const std::vector<std::string>& arguments, CommandStreams
         script.choosePlan(0);
     }
     scenario->write(script);
+    if (options.refreshes > 1) {
+        script.repeatRefreshes(options.refreshes, 5);
+    }
 
     std::size_t notificationsShown = 0;
     const auto showScreen = [&] {
@@ -328,7 +361,10 @@ int runSimulateCommand(const std::vector<std::string>& arguments, CommandStreams
         clock = world.time.scheduleRepeating(1, 1, 0, [] {});
     }
 
-    auto ending = driver.run(options.duration.value_or(script.duration()));
+    // Repeated refreshes end when they end: the script's length is known only then.
+    auto ending = options.refreshes > 1 && !options.duration
+                      ? driver.run(24 * 3600, [&] { return script.isOver(elapsed()); })
+                      : driver.run(options.duration.value_or(script.duration()));
     if (ending == SimulationClockDriver::Ending::timeLimit && reader.automationInProgress()) {
         ending = driver.run(120, [&] { return !reader.automationInProgress(); });
     }

@@ -17,6 +17,8 @@ constexpr Command commands[] = {
     {"parse", "read a usage snapshot from the text lines of Codex's menu", runParseCommand},
     {"appcast", "check an update feed item by item, as the updater would read it",
      runAppcastCommand},
+    {"dump-tree", "record Codex's accessibility tree as a fixture set the tests replay",
+     runDumpTreeCommand},
 };
 
 void printUsage(std::ostream& stream) {

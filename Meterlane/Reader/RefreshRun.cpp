@@ -1,0 +1,345 @@
+// A refresh run from its start to the menu it opened: capturing the UI state, bringing Codex to
+// the front, the click and the wait for the menu; and the run's one end, `finish`.
+#include "Meterlane/Reader/RefreshRun.h"
+
+#include <cmath>
+
+#include "Meterlane/Reader/UsageReader.h"
+
+namespace gaugely {
+
+namespace {
+
+constexpr double activationWait = 0.4;
+
+}  // namespace
+
+RefreshRun::RefreshRun(UsageReader& reader, RefreshRunKind kind, ElementLookupMode lookupMode,
+                       ProfileMenuLocation& rememberedMenuLocation)
+    : reader_(reader),
+      kind_(kind),
+      lookup_(reader.search_, lookupMode, rememberedMenuLocation),
+      alive_(std::make_shared<RefreshRun*>(this)) {}
+
+RefreshRun::~RefreshRun() {
+    *alive_ = nullptr;
+    if (pendingStep_) {
+        pendingStep_->cancel();
+    }
+}
+
+void RefreshRun::start() {
+    // Accepted now: the look at the menu below is part of the request's cost.
+    const double requestedAt = reader_.env_.clock.monotonicSeconds();
+    timing_ = RefreshTiming{requestedAt, std::nullopt};
+    uiState_.host = reader_.search_.findCodexApplication();
+    if (uiState_.host) {
+        uiState_.profileMenuPresenceAtStart =
+            reader_.search_.profileMenuInspection(applicationElement(*uiState_.host)).presence;
+    }
+    beginRefreshTrace(kind_, uiState_.profileMenuPresenceAtStart);
+    trace_->requestedAt = requestedAt;
+    recordRefreshTiming("refresh requested");
+}
+
+AXElement RefreshRun::applicationElement(const RunningApplication& codex) {
+    return reader_.env_.accessibility.applicationElement(codex.processIdentifier);
+}
+
+double RefreshRun::pollDelay(int attempt) {
+    if (attempt <= 2) {
+        return 0.05;
+    }
+    if (attempt <= 6) {
+        return 0.1;
+    }
+    return 0.25;
+}
+
+void RefreshRun::scheduleAutomation(double after, std::function<void()> step) {
+    const uint64_t generation = reader_.refreshRun_.generation;
+    std::weak_ptr<RefreshRun*> alive = alive_;
+    pendingStep_ =
+        reader_.env_.mainQueue.asyncAfter(after, [alive, generation, step = std::move(step)] {
+            const auto run = alive.lock();
+            if (!run || *run == nullptr || (*run)->finished_ ||
+                !(*run)->reader_.refreshRun_.accepts(generation)) {
+                return;
+            }
+            // Codex's tree may have changed since the last step: nothing read before is trusted.
+            (*run)->reader_.search_.forgetReads();
+            step();
+        });
+}
+
+void RefreshRun::pollAgain(int attempt, std::function<void(int)> step) {
+    scheduleAutomation(pollDelay(attempt),
+                       [attempt, step = std::move(step)] { step(attempt + 1); });
+}
+
+bool RefreshRun::waitIsOver(int attempt, const RunningApplication& codex, RefreshEndCause cause) {
+    if (attempt <= lastPollAttempt) {
+        return false;
+    }
+    endThroughRestoration(codex, cause);
+    return true;
+}
+
+void RefreshRun::endThroughRestoration(const std::optional<RunningApplication>& codex,
+                                       RefreshEndCause cause) {
+    recordRefreshStage("read failure", userVisibleText(cause));
+    restoreOwnedCodexMenuAfterRead(codex, cause, false);
+}
+
+void RefreshRun::finish(const RefreshRunOutcome& outcome,
+                        std::optional<std::string> statusMessage) {
+    if (finished_) {
+        return;
+    }
+    finished_ = true;
+    finishRefreshTrace(outcome);
+    stopRealInputMonitor();
+    if (pendingStep_) {
+        pendingStep_->cancel();
+        pendingStep_.reset();
+    }
+    reader_.refreshRunEnded(statusMessage);
+}
+
+void RefreshRun::abandon() {
+    finished_ = true;
+    trace_.reset();
+    stopRealInputMonitor();
+    if (pendingStep_) {
+        pendingStep_->cancel();
+        pendingStep_.reset();
+    }
+    reader_.refreshRunEnded(std::nullopt);
+}
+
+void RefreshRun::clickProfileControlDynamically() {
+    reader_.publish(reader_.countdown_, std::optional<int>());
+    if (!automaticCountdownMayContinue()) {
+        return;
+    }
+    if (!reader_.refreshPermission(false)) {
+        endThroughRestoration(std::nullopt, RefreshEndCause::accessibilityPermissionMissing);
+        return;
+    }
+    const std::optional<RunningApplication> codex = reader_.search_.findCodexApplication();
+    reader_.publish(reader_.codexFound_, codex.has_value());
+    if (!codex) {
+        endThroughRestoration(std::nullopt, RefreshEndCause::codexNotRunning);
+        return;
+    }
+    uiState_.host = codex;
+    reader_.setStatusMessage("Locating Codex profile control...");
+    reader_.env_.workspace.activate(codex->processIdentifier, activateIgnoringOtherApps);
+    scheduleAutomation(activationWait,
+                       [this, app = *codex] { hitTestAndClickProfileControl(app); });
+}
+
+bool RefreshRun::clickTargetAccepted(const AXElement& application, const AXElement& control,
+                                     const Rect& controlFrame, Point point) {
+    CodexElementSearch& search = reader_.search_;
+    const AXElementAtPositionResult hit =
+        reader_.env_.accessibility.elementAtPosition(application, point);
+    if (hit.error != ax::success || !hit.element) {
+        return false;
+    }
+    if (search.isSameOrDescendant(hit.element, control)) {
+        return true;
+    }
+    // Something drawn inside the control (its icon, say) may take the hit.
+    const auto hitFrame = search.frame(hit.element);
+    return hitFrame && !hitFrame->isEmpty() && controlFrame.contains(*hitFrame) &&
+           hitFrame->contains(point) && controlFrame.contains(point);
+}
+
+void RefreshRun::hitTestAndClickProfileControl(const RunningApplication& codex) {
+    if (!automaticCountdownMayContinue()) {
+        return;
+    }
+    CodexElementSearch& search = reader_.search_;
+    if (!search.isCodexFrontmost()) {
+        endThroughRestoration(codex, RefreshEndCause::codexDidNotBecomeActive);
+        return;
+    }
+    recordRefreshStage("target app resolved");
+    const AXElement application = applicationElement(codex);
+    const RefreshMenuInspection inspection = search.profileMenuInspection(application);
+    recordRefreshStage("target menu inspection",
+                       "presence " + std::string(rawValue(inspection.presence)) + "; traversal " +
+                           std::string(rawValue(inspection.traversal)));
+    if (inspection.traversal != RefreshTraversalResult::complete) {
+        recordRefreshStage("read failure", "Accessibility traversal incomplete");
+        endThroughRestoration(codex, RefreshEndCause::menuStateUncertain);
+        return;
+    }
+    if (inspection.presence == RefreshMenuPresence::open) {
+        // The user's own menu: read it if it already shows usage, never type into it.
+        if (!beginRealInputMonitoringForSyntheticSequence()) {
+            return;
+        }
+        if (search.usageRemainingIsExpanded(application, reader_.currentSchema())) {
+            recordRefreshTiming("Usage remaining already expanded");
+            readStableUsage(codex, 0,
+                            profileUsageReadStrategy(reader_.codexPlan()) ==
+                                ProfileUsageReadStrategy::readDirectProfileUsagePercentage);
+        } else {
+            deferRefreshForOpenProfileMenu();
+        }
+        return;
+    }
+    // A run that could not tell at its start whether the user had a menu open never types, even
+    // if the menu looks closed now: it cannot know the menu it would close is its own.
+    if (inspection.presence == RefreshMenuPresence::uncertain ||
+        uiState_.profileMenuPresenceAtStart == RefreshMenuPresence::uncertain) {
+        endThroughRestoration(codex, RefreshEndCause::menuStateUncertain);
+        return;
+    }
+
+    const AXElement control = search.profileMenuControl(application);
+    if (!control) {
+        endThroughRestoration(codex, RefreshEndCause::profileControlNotFound);
+        return;
+    }
+    recordRefreshStage("profile control found");
+    const std::optional<Rect> controlFrame = search.frame(control);
+    if (!controlFrame || controlFrame->isEmpty()) {
+        endThroughRestoration(codex, RefreshEndCause::profileControlInvalidBounds);
+        return;
+    }
+    const Point point{controlFrame->origin.x + controlFrame->size.width * 0.5,
+                      controlFrame->origin.y + controlFrame->size.height * 0.5};
+    if (!clickTargetAccepted(application, control, *controlFrame, point)) {
+        endThroughRestoration(codex, RefreshEndCause::profileHitTestMismatch);
+        return;
+    }
+    if (!beginRealInputMonitoringForSyntheticSequence()) {
+        return;
+    }
+    // A fresh, complete look right before the click: the user may have opened the menu meanwhile.
+    search.forgetReads();
+    if (!permitsToggle(search.profileMenuInspection(application).presence)) {
+        endThroughRestoration(codex, RefreshEndCause::menuStateChanged);
+        return;
+    }
+    if (!automaticSyntheticInputMayContinue()) {
+        return;
+    }
+    if (!sendSyntheticLeftClick(point)) {
+        endThroughRestoration(codex, RefreshEndCause::clickNotPosted);
+        return;
+    }
+    recordRefreshStage("profile control open action attempted");
+    recordRefreshTiming("Profile click issued");
+    verifySyntheticClickProfileMenu(codex, 0);
+}
+
+void RefreshRun::deferRefreshForOpenProfileMenu() {
+    const RefreshEndCause cause =
+        isAutomatic() ? RefreshEndCause::automaticMenuOpen : RefreshEndCause::manualMenuOpen;
+    cleanupResult_ = RefreshCleanupResult::preservedUserOwnedMenu;
+    finish(outcome(cause), std::string(userVisibleText(cause)));
+}
+
+void RefreshRun::markProfileMenuOpenedByMonitor(const AXElement& menu) {
+    uiState_.profileMenuOpenedByMonitor = true;
+    uiState_.openedMenu = menu;
+    timing_.menuOpenedAt = reader_.env_.clock.monotonicSeconds();
+    recordRefreshStage("profile menu became readable");
+}
+
+void RefreshRun::verifySyntheticClickProfileMenu(const RunningApplication& codex, int attempt) {
+    if (!automaticSyntheticInputMayContinue()) {
+        return;
+    }
+    if (waitIsOver(attempt, codex, RefreshEndCause::menuDidNotAppear)) {
+        return;
+    }
+    const AXElement application = applicationElement(codex);
+    const AXElement menu = lookup_.menuAfterClick(application, attempt, lastPollAttempt);
+    if (!menu) {
+        pollAgain(attempt,
+                  [this, codex](int next) { verifySyntheticClickProfileMenu(codex, next); });
+        return;
+    }
+    lookup_.remember(application, menu);
+    markProfileMenuOpenedByMonitor(menu);
+    recordRefreshTiming("Profile menu first detected as open");
+    if (profileUsageReadStrategy(reader_.codexPlan()) ==
+        ProfileUsageReadStrategy::readDirectProfileUsagePercentage) {
+        readStableUsage(codex, 0, true);
+    } else {
+        beginUsageKeyboardFocusExperiment(codex, 0);
+    }
+}
+
+// ---- Trace ----
+
+long RefreshRun::elapsedMilliseconds() const {
+    if (!trace_) {
+        return 0;
+    }
+    const double interval = reader_.env_.clock.monotonicSeconds() - trace_->requestedAt;
+    return std::isfinite(interval) ? static_cast<long>(interval * 1000.0) : 0;
+}
+
+void RefreshRun::beginRefreshTrace(RefreshRunKind kind, RefreshMenuPresence initialMenu) {
+    trace_ =
+        RefreshTrace{reader_.newTraceIdentifier(), kind, reader_.env_.clock.monotonicSeconds(), {}};
+    recordRefreshStage("refresh requested");
+    recordRefreshStage("eligibility and safety evaluation passed",
+                       "menu presence: " + std::string(rawValue(initialMenu)));
+}
+
+void RefreshRun::recordRefreshStage(std::string_view stage,
+                                    std::optional<std::string_view> detail) {
+    if (!trace_) {
+        return;
+    }
+    std::string entry(stage);
+    if (detail) {
+        entry += " — ";
+        entry += *detail;
+    }
+    // A polling step passes the same stage on every attempt; the trail keeps the first of each,
+    // so it stays one screen long and a new detail still shows.
+    auto& recorded = trace_->recordedStages;
+    if (std::find(recorded.begin(), recorded.end(), entry) != recorded.end()) {
+        return;
+    }
+    reader_.env_.log.write(logSubsystem, refreshLogCategory, LogLevel::info,
+                           "Refresh [" + trace_->identifier + "] " +
+                               std::string(rawValue(trace_->kind)) + ": " + entry + " at " +
+                               std::to_string(elapsedMilliseconds()) + " ms");
+    recorded.push_back(std::move(entry));
+}
+
+void RefreshRun::recordRefreshTiming(std::string_view mark) {
+    if (!trace_) {
+        return;
+    }
+    reader_.env_.log.write(logSubsystem, refreshLogCategory, LogLevel::debug,
+                           "Refresh timing: " + std::string(mark) + " at " +
+                               std::to_string(elapsedMilliseconds()) + " ms");
+}
+
+void RefreshRun::logCleanup(std::string_view line) {
+    reader_.env_.log.write(logSubsystem, refreshLogCategory, LogLevel::info, std::string(line));
+}
+
+void RefreshRun::finishRefreshTrace(const RefreshRunOutcome& outcome) {
+    if (trace_) {
+        reader_.env_.log.write(logSubsystem, refreshLogCategory, LogLevel::info,
+                               "Refresh [" + trace_->identifier + "] " +
+                                   std::string(rawValue(trace_->kind)) + ": final outcome " +
+                                   outcome.logText(cleanupResult_) + " at " +
+                                   std::to_string(elapsedMilliseconds()) + " ms");
+    }
+    reader_.publish(reader_.lastRefreshOutcome_, std::optional<RefreshRunOutcome>(outcome));
+    trace_.reset();
+}
+
+}  // namespace gaugely

@@ -1,0 +1,147 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "LowUsageNotificationSupport/ProProfileUsageMenuParser.h"
+#include "LowUsageNotificationSupport/RefreshEndCause.h"
+#include "LowUsageNotificationSupport/RefreshRunOutcome.h"
+#include "LowUsageNotificationSupport/RefreshSnapshotStability.h"
+#include "LowUsageNotificationSupport/UsageSnapshot.h"
+#include "Meterlane/Platform/Accessibility.h"
+#include "Meterlane/Platform/MainQueue.h"
+#include "Meterlane/Platform/Workspace.h"
+#include "Meterlane/Reader/ProfileMenuLookup.h"
+#include "Meterlane/Reader/RealInputMonitor.h"
+#include "Meterlane/Reader/RefreshTrace.h"
+
+namespace gaugely {
+
+class UsageReader;
+
+// One accepted refresh request, from its acceptance to its single `finish(outcome)`: the countdown
+// it may have, bringing Codex to the front, the click on the profile control, focusing and
+// expanding "Usage remaining", reading until two readings agree, and putting back the menu it
+// opened. It owns what lives exactly as long as that: the captured UI state, the timing, the
+// trace, the real-input monitor, the stability rule and the focus baseline.
+//
+// The reader owns the run and survives it; the run changes the reader's published state only
+// through the reader. Main thread only. Every wait is a scheduled step carrying the run's
+// generation, so a step of an ended run does nothing; the run never sleeps and never sends a key
+// once it has finished.
+class RefreshRun {
+  public:
+    RefreshRun(UsageReader& reader, RefreshRunKind kind, ElementLookupMode lookupMode,
+               ProfileMenuLocation& rememberedMenuLocation);
+    ~RefreshRun();
+    RefreshRun(const RefreshRun&) = delete;
+    RefreshRun& operator=(const RefreshRun&) = delete;
+
+    // Captures the UI state (the menu's presence at the start) and begins the trace.
+    void start();
+
+    RefreshRunKind kind() const { return kind_; }
+    bool isAutomatic() const { return kind_ == RefreshRunKind::automatic; }
+    bool hasFinished() const { return finished_; }
+    const RefreshUIState& refreshUIState() const { return uiState_; }
+    const RefreshTiming& refreshTiming() const { return timing_; }
+    const RealInputMonitor* realInputMonitor() const { return realInputMonitor_.get(); }
+    RefreshCleanupResult refreshCleanupResult() const { return cleanupResult_; }
+
+    // Steps, in run order.
+    void clickProfileControlDynamically();
+    void hitTestAndClickProfileControl(const RunningApplication& codex);
+    void verifySyntheticClickProfileMenu(const RunningApplication& codex, int attempt);
+    void beginUsageKeyboardFocusExperiment(const RunningApplication& codex, int attempt);
+    void retryUsageKeyboardReadiness(const RunningApplication& codex, int attempt);
+    void activateFocusedUsageItemWithReturn(const RunningApplication& codex,
+                                            const UsageFocusBaseline& baseline, int attempt);
+    void verifyUsageKeyboardActivation(const RunningApplication& codex,
+                                       const UsageFocusBaseline& baseline, int attempt);
+    void readStableUsage(const RunningApplication& codex, int attempt, bool directProfile);
+    void restoreOwnedCodexMenuAfterRead(const std::optional<RunningApplication>& codex,
+                                        std::optional<RefreshEndCause> cause,
+                                        bool requiresUsageExpansion);
+    void verifyOwnedCodexMenuRestoration(const RunningApplication& codex,
+                                         std::optional<RefreshEndCause> cause);
+    void completeRefreshAfterRead(std::optional<RefreshEndCause> cause);
+    void deferRefreshForOpenProfileMenu();
+    void markProfileMenuOpenedByMonitor(const AXElement& menu);
+
+    // The guards: each either allows the next step or has already ended the run.
+    [[nodiscard]] bool automaticCountdownMayContinue();
+    [[nodiscard]] bool beginRealInputMonitoringForSyntheticSequence();
+    [[nodiscard]] bool automaticSyntheticInputMayContinue();
+    void deferAutomaticSyntheticInteraction(RefreshEndCause cause);
+    void deferForAutomaticRefreshSwitchedOff();
+    // An update installation is about to begin; a run still counting down has sent nothing yet.
+    void deferForUpdateInstallation();
+    // A plan change abandons the run without a trace line and without sending any key.
+    void abandon();
+
+    // The trace.
+    void recordRefreshStage(std::string_view stage, std::optional<std::string_view> detail = {});
+    void recordRefreshTiming(std::string_view mark);
+
+    // The wait before the next poll of a step that waits for Codex, by attempt (from 0).
+    static double pollDelay(int attempt);
+    // Polls are attempts 0 to 13; attempt 14 ends the wait without reading.
+    static constexpr int lastPollAttempt = 13;
+
+  private:
+    // The run's one end: the final trace line, the outcome published, the monitor stopped, and
+    // the reader told that no run is in progress.
+    void finish(const RefreshRunOutcome& outcome, std::optional<std::string> statusMessage);
+    void endThroughRestoration(const std::optional<RunningApplication>& codex,
+                               RefreshEndCause cause);
+    // Schedules `step` with the next attempt after the back-off delay of `attempt`.
+    void pollAgain(int attempt, std::function<void(int)> step);
+    // True when `attempt` is past the last poll: the run has then ended with `cause`.
+    [[nodiscard]] bool waitIsOver(int attempt, const RunningApplication& codex,
+                                  RefreshEndCause cause);
+    void scheduleAutomation(double after, std::function<void()> step);
+    // The checks both automatic guards make first: still switched on, Codex (or, for the
+    // countdown, our settings window) still in front. False: the run has ended.
+    [[nodiscard]] bool automaticRunStillWanted(bool settingsWindowCounts);
+
+    void beginRefreshTrace(RefreshRunKind kind, RefreshMenuPresence initialMenu);
+    void finishRefreshTrace(const RefreshRunOutcome& outcome);
+    long elapsedMilliseconds() const;
+    void logCleanup(std::string_view line);
+
+    bool clickTargetAccepted(const AXElement& application, const AXElement& control,
+                             const Rect& controlFrame, Point point);
+    std::optional<UsageSnapshot> usageSnapshotFromUsageRemainingMenu(const AXElement& menu);
+    std::optional<ProProfileUsageValues> proProfileUsageValues(const AXElement& menu);
+    std::optional<UsageSnapshot> readDirectProfileUsage(const RunningApplication& codex,
+                                                        const AXElement& menu);
+    std::optional<UsageSnapshot> readUsageRemaining(const AXElement& menu);
+    RefreshEndCause unreadableUsageCause() const;
+    bool sendSyntheticLeftClick(Point point);
+    bool sendEscapeKey(uint16_t keyCode);
+    void stopRealInputMonitor();
+    AXElement applicationElement(const RunningApplication& codex);
+
+    UsageReader& reader_;
+    const RefreshRunKind kind_;
+    ProfileMenuLookup lookup_;
+    RefreshUIState uiState_;
+    RefreshTiming timing_;
+    std::optional<RefreshTrace> trace_;
+    std::unique_ptr<RealInputMonitor> realInputMonitor_;
+    RefreshSnapshotStability<UsageSnapshot> snapshotStability_;
+    std::optional<UsageFocusBaseline> baseline_;
+    RefreshCleanupResult cleanupResult_ = RefreshCleanupResult::notRequired;
+    // Whether the last reading found a menu to read, for the message when the wait runs out.
+    bool lastReadingFoundMenu_ = false;
+    std::shared_ptr<Cancellable> pendingStep_;
+    bool finished_ = false;
+    // Lets scheduled steps notice that the run is gone.
+    std::shared_ptr<RefreshRun*> alive_;
+};
+
+}  // namespace gaugely

@@ -1,0 +1,211 @@
+// How a refresh run ends: putting back the menu it opened (and only that one), the classification
+// of its outcome, and the real-input guard that stops an automatic run the moment the user acts.
+#include <cmath>
+
+#include "Meterlane/Reader/RefreshRun.h"
+#include "Meterlane/Reader/UsageReader.h"
+
+namespace gaugely {
+
+namespace {
+
+constexpr double restorationWait = 0.05;
+constexpr double requiredIdleSeconds = 10.0;
+
+}  // namespace
+
+void RefreshRun::restoreOwnedCodexMenuAfterRead(const std::optional<RunningApplication>& codex,
+                                                std::optional<RefreshEndCause> cause,
+                                                bool requiresUsageExpansion) {
+    CodexElementSearch& search = reader_.search_;
+    if (!uiState_.profileMenuOpenedByMonitor || !codex) {
+        search.forgetReads();
+        const bool menuOpen =
+            codex && static_cast<bool>(search.profileMenuElement(applicationElement(*codex)));
+        cleanupResult_ = menuOpen ? RefreshCleanupResult::preservedUserOwnedMenu
+                                  : RefreshCleanupResult::notRequired;
+        recordRefreshStage("cleanup required/not required", "not required");
+        completeRefreshAfterRead(cause);
+        return;
+    }
+    recordRefreshStage("cleanup required/not required", "required for refresh-owned menu");
+    // One Escape closes Codex's whole menu, expanded usage section included; the verification
+    // below reports whatever is left.
+    (void)requiresUsageExpansion;
+    search.forgetReads();
+    const AXElement menuNow = lookup_.profileMenu(applicationElement(*codex), uiState_.openedMenu);
+    const bool inputQuiet = !realInputMonitor_ || !realInputMonitor_->realInputDetected();
+    const bool mayDismiss = RefreshRunGuard::mayDismiss(
+        uiState_.profileMenuPresenceAtStart != RefreshMenuPresence::closed, true,
+        menuNow && menuNow == uiState_.openedMenu, search.isCodexFrontmost(), inputQuiet);
+    if (!mayDismiss) {
+        cleanupResult_ = RefreshCleanupResult::uncertain;
+        recordRefreshStage("cleanup result", rawValue(cleanupResult_));
+        completeRefreshAfterRead(cause);
+        return;
+    }
+    if (!sendEscapeKey(keycode::escape)) {
+        recordRefreshStage("cleanup result", "Escape could not be sent");
+        cleanupResult_ = RefreshCleanupResult::failed;
+        completeRefreshAfterRead(cause);
+        return;
+    }
+    scheduleAutomation(restorationWait, [this, app = *codex, cause] {
+        verifyOwnedCodexMenuRestoration(app, cause);
+    });
+}
+
+void RefreshRun::verifyOwnedCodexMenuRestoration(const RunningApplication& codex,
+                                                 std::optional<RefreshEndCause> cause) {
+    // A complete walk: whether the menu really closed is not taken from what the run remembers.
+    const RefreshMenuInspection inspection =
+        reader_.search_.profileMenuInspection(applicationElement(codex));
+    if (inspection.presence == RefreshMenuPresence::closed) {
+        cleanupResult_ = RefreshCleanupResult::closed;
+        recordRefreshStage("cleanup result", rawValue(cleanupResult_));
+        recordRefreshTiming("Profile menu confirmed closed");
+        logCleanup("Refresh cleanup completed; owned Codex profile menu restored to closed state");
+    } else if (inspection.presence == RefreshMenuPresence::open) {
+        cleanupResult_ = RefreshCleanupResult::uncertain;
+        recordRefreshStage("cleanup result", "owned menu remained visible");
+        logCleanup("Refresh cleanup attempted; owned Codex profile menu remained visible");
+    } else {
+        cleanupResult_ = RefreshCleanupResult::uncertain;
+        recordRefreshStage("cleanup result", rawValue(cleanupResult_));
+        logCleanup("Refresh cleanup attempted; final menu state uncertain");
+    }
+    if (timing_.menuOpenedAt) {
+        const double dwell = reader_.env_.clock.monotonicSeconds() - *timing_.menuOpenedAt;
+        logCleanup("Refresh menu dwell: " +
+                   std::to_string(std::isfinite(dwell) ? static_cast<long>(dwell * 1000.0) : 0L) +
+                   " ms");
+    }
+    completeRefreshAfterRead(cause);
+}
+
+void RefreshRun::completeRefreshAfterRead(std::optional<RefreshEndCause> cause) {
+    if (cause) {
+        finish(outcome(*cause), std::string(userVisibleText(*cause)));
+        return;
+    }
+    if (cleanupResult_ == RefreshCleanupResult::uncertain ||
+        cleanupResult_ == RefreshCleanupResult::failed) {
+        reader_.setStatusMessage("Usage refreshed — Codex menu state could not be confirmed.");
+        finish(RefreshRunOutcome::cleanupUncertain(), std::nullopt);
+        return;
+    }
+    finish(RefreshRunOutcome::committed(), std::nullopt);
+}
+
+// ---- The real-input guard ----
+
+bool RefreshRun::sendSyntheticLeftClick(Point point) {
+    for (const InputEventType type :
+         {InputEventType::mouseMoved, InputEventType::leftMouseDown, InputEventType::leftMouseUp}) {
+        if (!reader_.env_.input.postMouseEvent(type, point, syntheticEventMarker)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool RefreshRun::sendEscapeKey(uint16_t keyCode) {
+    return reader_.env_.input.postKeyPress(keyCode, syntheticEventMarker);
+}
+
+void RefreshRun::stopRealInputMonitor() {
+    if (realInputMonitor_) {
+        realInputMonitor_->stop();
+        realInputMonitor_.reset();
+    }
+}
+
+bool RefreshRun::beginRealInputMonitoringForSyntheticSequence() {
+    stopRealInputMonitor();
+    auto monitor = std::make_unique<RealInputMonitor>(reader_.env_.input);
+    if (monitor->start()) {
+        realInputMonitor_ = std::move(monitor);
+        return true;
+    }
+    if (isAutomatic()) {
+        deferAutomaticSyntheticInteraction(RefreshEndCause::automaticInputMonitoringUnavailable);
+        return false;
+    }
+    // A manual run was asked for by the user at the keyboard: it goes on unguarded.
+    return true;
+}
+
+bool RefreshRun::automaticRunStillWanted(bool settingsWindowCounts) {
+    if (!reader_.automaticRefreshEnabled_) {
+        deferForAutomaticRefreshSwitchedOff();
+        return false;
+    }
+    const bool inFront = reader_.search_.isCodexFrontmost() ||
+                         (settingsWindowCounts && reader_.env_.workspace.settingsWindowIsKey());
+    if (!inFront) {
+        deferAutomaticSyntheticInteraction(RefreshEndCause::automaticCodexNotFrontmost);
+        return false;
+    }
+    return true;
+}
+
+bool RefreshRun::automaticCountdownMayContinue() {
+    if (!isAutomatic()) {
+        return true;
+    }
+    // The countdown may run while our own settings window is in front; typing may not.
+    if (!automaticRunStillWanted(true)) {
+        return false;
+    }
+    if (reader_.env_.input.secondsSinceLastInputEvent() < requiredIdleSeconds) {
+        deferAutomaticSyntheticInteraction(RefreshEndCause::automaticUserActive);
+        return false;
+    }
+    return true;
+}
+
+bool RefreshRun::automaticSyntheticInputMayContinue() {
+    if (!isAutomatic()) {
+        return true;
+    }
+    if (!automaticRunStillWanted(false)) {
+        return false;
+    }
+    if (!realInputMonitor_) {
+        deferAutomaticSyntheticInteraction(RefreshEndCause::automaticInputMonitoringUnavailable);
+        return false;
+    }
+    if (realInputMonitor_->realInputDetected()) {
+        deferAutomaticSyntheticInteraction(RefreshEndCause::automaticUserActive);
+        return false;
+    }
+    return true;
+}
+
+void RefreshRun::deferForAutomaticRefreshSwitchedOff() {
+    recordRefreshStage("eligibility and safety evaluation", "automatic refresh was turned off");
+    finish(outcome(RefreshEndCause::automaticRefreshTurnedOff), std::nullopt);
+}
+
+void RefreshRun::deferForUpdateInstallation() {
+    recordRefreshStage(
+        "eligibility and safety evaluation",
+        "deferred: " + std::string(userVisibleText(RefreshEndCause::updateInstallationInProgress)));
+    finish(outcome(RefreshEndCause::updateInstallationInProgress), std::nullopt);
+}
+
+void RefreshRun::deferAutomaticSyntheticInteraction(RefreshEndCause cause) {
+    const std::string message(userVisibleText(cause));
+    recordRefreshStage("eligibility and safety evaluation", "deferred: " + message);
+    // Once the user is at the keyboard or Codex has left the front, not even Escape is sent: a
+    // menu the run opened is left for the user.
+    cleanupResult_ = uiState_.profileMenuOpenedByMonitor
+                         ? RefreshCleanupResult::preservedUserOwnedMenu
+                         : RefreshCleanupResult::notRequired;
+    recordRefreshStage("cleanup result", rawValue(cleanupResult_));
+    // The refresh stays due: the scheduler tries again at its next tick.
+    reader_.scheduler_.setAutomaticRefreshSchedule(reader_.env_.clock.now(), true);
+    finish(outcome(cause), message);
+}
+
+}  // namespace gaugely

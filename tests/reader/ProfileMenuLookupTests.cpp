@@ -1,0 +1,156 @@
+// The fast lookups after the run's click: they must end within their budgets on hostile trees,
+// fall back to the whole walk when their shortcut no longer holds, and end every run as the
+// literal lookups do.
+#include <gtest/gtest.h>
+
+#include <functional>
+
+#include "Meterlane/Reader/ProfileMenuLookup.h"
+#include "Meterlane/Simulation/FakeWorkspace.h"
+#include "Meterlane/Simulation/SimulatedAccessibility.h"
+#include "ReaderWorld.h"
+
+namespace gaugely {
+namespace {
+
+constexpr std::string_view menuFixture = R"(
+AXApplication
+  AXWindow
+    AXPopUpButton description="Open profile menu" expanded=true
+    AXGroup
+    AXMenu title="Open profile menu"
+      AXMenuItem title="Settings"
+      AXMenuItem title="Usage remaining"
+      AXStaticText value="5h"
+)";
+
+TEST(ProfileMenuLookup, EndsWithinItsBudgetOnHostileTreesInBothModes) {
+    struct Case {
+        const char* name;
+        std::function<void(SimulatedTree&)> harden;
+    };
+    const Case cases[] = {
+        {"a window with 50,000 children",
+         [](SimulatedTree& tree) {
+             const NodeId window = *tree.findByRole("AXWindow");
+             for (int i = 0; i < 50000; ++i) {
+                 tree.add(window, "AXStaticText");
+             }
+         }},
+        {"a group 20,000 deep",
+         [](SimulatedTree& tree) {
+             NodeId node = *tree.findByRole("AXGroup");
+             for (int depth = 0; depth < 20000; ++depth) {
+                 node = tree.add(node, "AXGroup");
+             }
+         }},
+        {"a cycle back to the window",
+         [](SimulatedTree& tree) {
+             tree.link(*tree.findByRole("AXGroup"), *tree.findByRole("AXWindow"));
+         }},
+        {"a menu whose role and title fail",
+         [](SimulatedTree& tree) {
+             const NodeId menu = *tree.findByRole("AXMenu");
+             tree.setError(menu, ax::role, ax::cannotComplete);
+             tree.setError(menu, ax::title, ax::cannotComplete);
+         }},
+    };
+    // A whole-window walk, with the menu text it reads on the way.
+    const std::size_t bound =
+        CodexElementSearch::applicationBudget + CodexElementSearch::menuTextBudget;
+    for (const Case& c : cases) {
+        for (const ElementLookupMode mode : {ElementLookupMode::literal, ElementLookupMode::fast}) {
+            auto tree = SimulatedTree::fromFixture(menuFixture);
+            ASSERT_TRUE(tree);
+            const AXElement menu = tree->element(*tree->findByRole("AXMenu"));
+            c.harden(*tree);
+            VirtualTime time;
+            FakeWorkspace workspace{time};
+            SimulatedAccessibility ax(std::move(*tree));
+            CodexElementSearch search(ax, workspace);
+            ProfileMenuLocation location;
+            ProfileMenuLookup lookup(search, mode, location);
+            const AXElement app = ax.applicationElement(ax.pid());
+            lookup.remember(app, menu);
+            const std::function<void()> lookups[] = {
+                [&] { (void)lookup.profileMenu(app, menu); },
+                [&] { (void)lookup.usageRemainingMenu(app, menu); },
+                [&] { (void)lookup.usageRemainingIsExpanded(app, menu, QuotaSchema::dualWindow); },
+                [&] {
+                    for (int attempt = 0; attempt <= 13; ++attempt) {
+                        search.forgetReads();
+                        (void)lookup.menuAfterClick(app, attempt, 13);
+                    }
+                },
+            };
+            for (const auto& look : lookups) {
+                search.forgetReads();
+                ax.resetCallCounts();
+                look();
+                EXPECT_LE(ax.roundTrips(), 14 * bound) << c.name;
+            }
+            search.forgetReads();
+            ax.resetCallCounts();
+            (void)lookup.profileMenu(app, menu);
+            EXPECT_LE(ax.roundTrips(), bound) << c.name;
+        }
+    }
+}
+
+// What a session's second refresh did, with the fault set before it.
+struct SecondRefresh {
+    std::optional<RefreshRunOutcome> outcome;
+    std::vector<InputEvent> events;
+    std::vector<std::string> trace;
+    std::size_t roundTrips = 0;
+};
+
+SecondRefresh secondRefresh(ElementLookupMode mode,
+                            const std::function<void(CodexBehaviour&)>& fault) {
+    CodexTreeShape shape;
+    shape.webContentElements = 200;
+    ReaderWorld world(CodexPlan::plus, shape);
+    UsageReader& reader = world.makeReader();
+    reader.setElementLookupMode(mode);
+    fault(world.codex.behaviour);
+    reader.beginReadCountdown(false);
+    world.runUntilRunEnds();
+    world.time.advance(5);
+    world.input.clearPostedEvents();
+    world.log.clear();
+    world.codex.resetCallCounts();
+    reader.beginReadCountdown(false);
+    world.runUntilRunEnds();
+    return {reader.lastRefreshOutcome(), world.input.postedEvents(), world.refreshLines(),
+            world.codex.roundTrips()};
+}
+
+TEST(ProfileMenuLookup, FaultsThatDefeatTheShortcutsEndRunsAsTheLiteralLookupsDo) {
+    const auto plain = secondRefresh(ElementLookupMode::fast, [](CodexBehaviour&) {});
+    struct Case {
+        const char* name;
+        std::function<void(CodexBehaviour&)> fault;
+        bool fallsBack;  // to a whole walk after the click
+    };
+    const Case cases[] = {
+        {"menu replaced by an equal-looking element",
+         [](CodexBehaviour& b) { b.menuReplacedAfter = 0.05; }, true},
+        {"a second menu with the profile title",
+         [](CodexBehaviour& b) { b.duplicateProfileMenu = true; }, true},
+        {"menu at the application level this time",
+         [](CodexBehaviour& b) { b.menuMovesBetweenOpenings = true; }, false},
+    };
+    for (const Case& c : cases) {
+        const auto literal = secondRefresh(ElementLookupMode::literal, c.fault);
+        const auto fast = secondRefresh(ElementLookupMode::fast, c.fault);
+        EXPECT_EQ(fast.outcome, literal.outcome) << c.name;
+        EXPECT_EQ(fast.events, literal.events) << c.name;
+        EXPECT_EQ(fast.trace, literal.trace) << c.name;
+        // A whole walk of this window is over 200 round trips.
+        EXPECT_EQ(fast.roundTrips > plain.roundTrips + 200, c.fallsBack) << c.name;
+        EXPECT_LE(fast.roundTrips, literal.roundTrips) << c.name;
+    }
+}
+
+}  // namespace
+}  // namespace gaugely
