@@ -123,7 +123,9 @@ void RefreshRun::stopRealInputMonitor() {
 bool RefreshRun::beginRealInputMonitoringForSyntheticSequence() {
     stopRealInputMonitor();
     auto monitor = std::make_unique<RealInputMonitor>(reader_.env_.input);
-    if (monitor->start()) {
+    const bool started = monitor->start();
+    reader_.publish(reader_.inputMonitoringUnavailable_, !started);
+    if (started) {
         realInputMonitor_ = std::move(monitor);
         return true;
     }

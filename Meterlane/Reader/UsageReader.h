@@ -92,6 +92,9 @@ class UsageReader {
         return planSelectionState_.requiresFirstRunSelection();
     }
     bool accessibilityGuidanceIsEligible() const { return accessibilityGuidanceIsEligible_; }
+    // The last attempt to watch for real input failed (the system may want Input Monitoring
+    // permission): automatic refreshes are put off until it works.
+    bool inputMonitoringUnavailable() const { return inputMonitoringUnavailable_; }
     RefreshFrequency refreshFrequency() const { return refreshFrequency_; }
     MenuBarDisplay menuBarDisplay() const { return menuBarDisplay_; }
     const LowUsageAlertSettings& lowUsageAlertSettings() const { return lowUsageAlertSettings_; }
@@ -234,6 +237,7 @@ class UsageReader {
     std::optional<std::string> statusMessage_;
     std::optional<RefreshRunOutcome> lastRefreshOutcome_;
     bool accessibilityGuidanceIsEligible_ = false;
+    bool inputMonitoringUnavailable_ = false;
     AccessibilityPermissionGuidanceState accessibilityGuidanceState_;
     RefreshFrequency refreshFrequency_ = RefreshFrequency::oneMinute;
     MenuBarDisplay menuBarDisplay_ = MenuBarDisplay::standard;

@@ -74,6 +74,7 @@ PopoverViewModel AppAssembly::popover() const {
     if (updater.verifiedPostUpdateRelaunchPending()) {
         input.updatedToVersion = metadata_.versionInfo.version;
     }
+    input.inputMonitoringUnavailable = reader_->inputMonitoringUnavailable();
     return PopoverViewModel::make(input, ports_.timeFormatter);
 }
 

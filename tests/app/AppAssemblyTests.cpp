@@ -107,6 +107,22 @@ TEST(AppAssembly, ActionsReachTheirModelsAndWindows) {
     EXPECT_EQ(app.menuBarLabel(true).summary, "5h 72% \u00B7 W 40%");
 }
 
+TEST(AppAssembly, ThePopoverSaysWhenInputMonitoringIsMissing) {
+    AppWorld world;
+    world.input.tapCreationFails = true;
+    AppAssembly& app = world.start();
+    app.reader().setCodexPlan(CodexPlan::plus);
+    EXPECT_FALSE(app.popover().inputMonitoringNotice);
+    // A manual run goes on unguarded, but the next automatic one would wait in silence.
+    app.refreshNow();
+    world.time.runUntil([&] { return !app.reader().automationInProgress(); }, 60);
+    ASSERT_TRUE(app.popover().inputMonitoringNotice);
+    world.input.tapCreationFails = false;
+    app.refreshNow();
+    world.time.runUntil([&] { return !app.reader().automationInProgress(); }, 60);
+    EXPECT_FALSE(app.popover().inputMonitoringNotice);
+}
+
 TEST(SingleInstance, TheOldestCopyStays) {
     using Apps = std::vector<RunningApplication>;
     const std::string id = "com.vostrel.gaugely";
