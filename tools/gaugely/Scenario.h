@@ -5,7 +5,12 @@
 #include <string>
 #include <string_view>
 
+#include <deque>
+#include <memory>
+
 #include "LowUsageNotificationSupport/CodexPlan.h"
+#include "Meterlane/Platform/AlertPresenter.h"
+#include "Meterlane/Presentation/FirstRunOnboarding.h"
 #include "tools/gaugely/SimulatedWorld.h"
 
 namespace gaugely::tool {
@@ -16,7 +21,9 @@ namespace gaugely::tool {
 class ScenarioScript {
   public:
     ScenarioScript(SimulatedWorld& world, CodexPlan plan,
-                   std::function<void(std::string_view)> narrate);
+                   std::function<void(std::string_view)> narrate,
+                   std::function<void(const AlertRequest&)> showAlert = {});
+    ~ScenarioScript();
 
     SimulatedWorld& world() { return world_; }
     UsageReader& reader() { return *world_.reader; }
@@ -28,6 +35,13 @@ class ScenarioScript {
 
     // The user chooses the plan in Settings (first run).
     void choosePlan(double seconds);
+    // The app's first-run questions once its menu bar item is ready, as the app asks them: the
+    // plan (the user picks theirs), then the Accessibility permission, where the user presses
+    // "Open System Settings".
+    void runOnboarding(double seconds);
+    // The user allows Gaugely under Privacy & Security → Accessibility, then opens the popover,
+    // which checks the permission again.
+    void grantAccessibility(double seconds);
     // The user clicks the refresh item. While a refresh runs the item is disabled, so they wait
     // for it and click again.
     void pressRefresh(double seconds);
@@ -58,9 +72,21 @@ class ScenarioScript {
   private:
     void clickRefreshWhenEnabled(bool waited);
 
+    // Shows each alert in the view and answers as the script says.
+    class ScriptedAlerts final : public AlertPresenter {
+      public:
+        std::function<void(const AlertRequest&)> show;
+        std::deque<AlertResponse> answers;
+        AlertResponse runModal(const AlertRequest& request) override;
+    };
+
     SimulatedWorld& world_;
     CodexPlan plan_;
     std::function<void(std::string_view)> narrate_;
+    ScriptedAlerts alerts_;
+    std::unique_ptr<FirstRunPlanSelectionPresenter> planPresenter_;
+    std::unique_ptr<AccessibilityPermissionGuidancePresenter> guidancePresenter_;
+    std::unique_ptr<FirstRunOnboardingCoordinator> onboarding_;
     double duration_ = 0;
     int repeatsLeft_ = 0;
     bool repeatRunning_ = false;
@@ -71,7 +97,7 @@ struct Scenario {
     std::string_view name;
     std::string_view summary;
     void (*write)(ScenarioScript& script);
-    // First run: starts with no plan chosen.
+    // First run: starts with no plan chosen and no Accessibility permission.
     bool startsWithoutPlan = false;
 };
 

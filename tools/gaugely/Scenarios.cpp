@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <array>
 
 #include "tools/gaugely/Scenario.h"
@@ -25,7 +26,8 @@ void writeDemo(ScenarioScript& s) {
 }
 
 void writeFirstRun(ScenarioScript& s) {
-    s.choosePlan(2);
+    s.runOnboarding(0);
+    s.grantAccessibility(3);
     s.pressRefresh(4);
     s.endAt(8);
 }
@@ -78,8 +80,8 @@ void writeCodexNotRunning(ScenarioScript& s) {
 constexpr std::array scenarioTable{
     Scenario{"demo", "the full cycle in a minute: two kinds of refresh, low usage, a reset",
              writeDemo},
-    Scenario{"first-run", "no plan yet: the plan is chosen, then a manual refresh", writeFirstRun,
-             true},
+    Scenario{"first-run", "no plan yet: the plan and Accessibility alerts, then a manual refresh",
+             writeFirstRun, true},
     Scenario{"manual", "a manual refresh", writeManual},
     Scenario{"automatic", "an automatic refresh with its 10-second countdown", writeAutomatic},
     Scenario{"deferred", "a due refresh put off by your input, retried on the 15 s tick when idle",
@@ -109,8 +111,49 @@ const Scenario* findScenario(std::string_view name) {
 }
 
 ScenarioScript::ScenarioScript(SimulatedWorld& world, CodexPlan plan,
-                               std::function<void(std::string_view)> narrate)
-    : world_(world), plan_(plan), narrate_(std::move(narrate)) {}
+                               std::function<void(std::string_view)> narrate,
+                               std::function<void(const AlertRequest&)> showAlert)
+    : world_(world), plan_(plan), narrate_(std::move(narrate)) {
+    alerts_.show = std::move(showAlert);
+}
+
+ScenarioScript::~ScenarioScript() = default;
+
+AlertResponse ScenarioScript::ScriptedAlerts::runModal(const AlertRequest& request) {
+    if (show) {
+        show(request);
+    }
+    if (answers.empty()) {
+        return {};
+    }
+    AlertResponse answer = answers.front();
+    answers.pop_front();
+    return answer;
+}
+
+void ScenarioScript::runOnboarding(double seconds) {
+    const auto& plans = allCases<CodexPlan>();
+    const auto planIndex =
+        static_cast<std::size_t>(std::find(plans.begin(), plans.end(), plan_) - plans.begin());
+    // "Continue" with the user's plan, then "Open System Settings".
+    alerts_.answers = {{0, planIndex}, {0, std::nullopt}};
+    planPresenter_ = std::make_unique<FirstRunPlanSelectionPresenter>(alerts_, "Gaugely");
+    guidancePresenter_ = std::make_unique<AccessibilityPermissionGuidancePresenter>(
+        alerts_, world_.workspace, "Gaugely");
+    onboarding_ = std::make_unique<FirstRunOnboardingCoordinator>(*planPresenter_,
+                                                                  *guidancePresenter_, nullptr);
+    at(seconds, "", [this] { onboarding_->establishMenuBarLifecycle(reader(), world_.time); });
+}
+
+void ScenarioScript::grantAccessibility(double seconds) {
+    at(seconds,
+       "You allow Gaugely in System Settings \u2192 Privacy & Security \u2192 Accessibility, "
+       "then open the popover.",
+       [this] {
+           world_.codex.trusted = true;
+           reader().refreshPermission(false);
+       });
+}
 
 void ScenarioScript::at(double seconds, std::string what, std::function<void()> action) {
     world_.time.asyncAfter(seconds, [this, what = std::move(what), action = std::move(action)] {

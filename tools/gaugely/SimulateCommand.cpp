@@ -312,6 +312,10 @@ int runSimulateCommand(const std::vector<std::string>& arguments, CommandStreams
     if (options.axLatencyMilliseconds > 0) {
         world.codex.setRoundTripCost(&world.time, options.axLatencyMilliseconds / 1000.0);
     }
+    if (scenario->startsWithoutPlan) {
+        // A first run has no Accessibility permission yet either.
+        world.codex.trusted = false;
+    }
     UsageReader& reader = world.launchReader();
     world.updater = std::make_unique<SimulatedUpdater>(
         world.time, world.workspace, world.log, reader,
@@ -324,7 +328,9 @@ int runSimulateCommand(const std::vector<std::string>& arguments, CommandStreams
     // A refresh that was overdue at launch starts inside the reader's construction.
     statistics.readerChanged(elapsed());
 
-    ScenarioScript script(world, *plan, [&](std::string_view text) { view.note(text); });
+    ScenarioScript script(
+        world, *plan, [&](std::string_view text) { view.note(text); },
+        [&](const AlertRequest& request) { view.alert(request); });
     if (!scenario->startsWithoutPlan &&
         (!reader.hasExplicitPlanSelection() || reader.codexPlan() != *plan)) {
         script.choosePlan(0);

@@ -154,6 +154,31 @@ void SimulationView::notification(const NotificationRequest& request) {
     queue("notification: [" + request.title + "] " + request.body, Emphasis::notification);
 }
 
+void SimulationView::alert(const AlertRequest& request) {
+    Event event{elapsed_(), "alert: " + request.message, {}, Emphasis::notification};
+    std::size_t start = 0;
+    while (start <= request.informativeText.size()) {
+        const std::size_t end = request.informativeText.find('\n', start);
+        event.more.push_back(request.informativeText.substr(start, end - start));
+        if (end == std::string::npos) {
+            break;
+        }
+        start = end + 1;
+    }
+    std::string controls;
+    for (const std::string& button : request.buttons) {
+        controls += (controls.empty() ? "[" : " [") + button + "]";
+    }
+    if (!request.choices.empty()) {
+        controls += "  choices:";
+        for (std::size_t i = 0; i < request.choices.size(); ++i) {
+            controls += (i ? " | " : " ") + request.choices[i];
+        }
+    }
+    event.more.push_back(controls);
+    events_.push_back(std::move(event));
+}
+
 void SimulationView::printEvent(const Event& event) {
     // Cyan for what the user did, bold yellow for what reached them.
     const char* start = !colour_                                   ? ""
@@ -163,7 +188,8 @@ void SimulationView::printEvent(const Event& event) {
     const char* end = *start != '\0' ? "\x1b[0m" : "";
     out_ << "[" << elapsedStamp(event.at) << "] " << start << event.text << end << "\n";
     for (const std::string& line : event.more) {
-        out_ << std::string(stampWidth, ' ') << "  " << line << "\n";
+        // An empty line stays empty rather than ending in spaces.
+        out_ << (line.empty() ? std::string() : std::string(stampWidth + 2, ' ') + line) << "\n";
     }
 }
 

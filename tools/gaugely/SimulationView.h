@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "Meterlane/Platform/AlertPresenter.h"
 #include "Meterlane/Platform/UserNotificationCenter.h"
 #include "Meterlane/Presentation/PopoverViewModel.h"
 #include "Meterlane/Reader/UsageReader.h"
@@ -59,6 +60,8 @@ class SimulationView {
     void note(std::string_view text);
     void logEntry(const LogEntry& entry);
     void notification(const NotificationRequest& request);
+    // One of the app's modal alerts: its message, its text line by line, its buttons and choices.
+    void alert(const AlertRequest& request);
 
     // Prints the events so far, then what changed on the screen (lines), or redraws the panel
     // with `footer` as its last line (live).
