@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "LowUsageNotificationSupport/Text.h"
 #include "Meterlane/Simulation/SimulatedTree.h"
 
 namespace gaugely {
@@ -67,23 +68,6 @@ bool tokenize(std::string_view text, std::vector<Token>& tokens, std::string& er
     return true;
 }
 
-std::optional<double> number(std::string_view text) {
-    // Apple's C++ library has no floating-point from_chars; a classic-locale stream reads the
-    // same way whatever locale the host process has set.
-    if (text.empty() || text.front() == '+' ||
-        std::isspace(static_cast<unsigned char>(text.front()))) {
-        return std::nullopt;
-    }
-    std::istringstream in{std::string(text)};
-    in.imbue(std::locale::classic());
-    double value = 0;
-    in >> std::noskipws >> value;
-    if (in.fail() || in.peek() != std::char_traits<char>::eof()) {
-        return std::nullopt;
-    }
-    return value;
-}
-
 std::optional<int32_t> integer(std::string_view text) {
     int32_t value = 0;
     const auto* end = text.data() + text.size();
@@ -113,7 +97,7 @@ std::vector<std::string> commaSeparated(std::string_view text) {
 std::optional<std::vector<double>> numbers(std::string_view text, std::size_t count) {
     std::vector<double> values;
     for (const auto& part : commaSeparated(text)) {
-        const auto value = number(part);
+        const auto value = text::decimalNumber(part);
         if (!value) {
             return std::nullopt;
         }
@@ -191,7 +175,7 @@ bool apply(SimulatedTree& tree, NodeId node, const Token& token, std::string& er
         tree.set(node, name, token.value);
     } else if (token.value == "true" || token.value == "false") {
         tree.set(node, name, token.value == "true");
-    } else if (const auto value = number(token.value)) {
+    } else if (const auto value = text::decimalNumber(token.value)) {
         tree.set(node, name, *value);
     } else {
         tree.set(node, name, token.value);
