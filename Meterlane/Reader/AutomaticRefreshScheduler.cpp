@@ -131,6 +131,12 @@ void AutomaticRefreshScheduler::evaluateAutomaticRefresh() {
         return;
     }
     logSchedule("Automatic refresh is due");
+    if (reader_.codexLogsAreCurrent()) {
+        // The logs already say what the menu would; reading it would only interrupt the user.
+        scheduleNextAutomaticRefresh(now);
+        logSchedule("Automatic refresh skipped \u2014 Codex\u2019s logs are current");
+        return;
+    }
     reader_.publish(reader_.automaticRefreshIsPending_, true);
 
     if (!reader_.refreshPermission(false)) {

@@ -38,6 +38,8 @@ struct CodexLogFollowerStatus {
     // Files or folders below that could not be read, and the last such problem.
     std::size_t unreadablePaths = 0;
     FileProblem lastPathProblem = FileProblem::none;
+
+    bool operator==(const CodexLogFollowerStatus&) const = default;
 };
 
 // What the follower has cost; the benchmark and the tests read it.
@@ -94,7 +96,9 @@ class CodexLogWatcher {
   public:
     static constexpr double pollInterval = 5;
 
-    CodexLogWatcher(CodexLogFollower& follower, FileSystem& fileSystem, MainQueue& mainQueue);
+    // `afterLook` runs after every look, so the owner can publish what it found.
+    CodexLogWatcher(CodexLogFollower& follower, FileSystem& fileSystem, MainQueue& mainQueue,
+                    std::function<void()> afterLook = {});
     ~CodexLogWatcher();
     CodexLogWatcher(const CodexLogWatcher&) = delete;
     CodexLogWatcher& operator=(const CodexLogWatcher&) = delete;
@@ -109,6 +113,7 @@ class CodexLogWatcher {
     CodexLogFollower& follower_;
     FileSystem& fileSystem_;
     MainQueue& mainQueue_;
+    std::function<void()> afterLook_;
     std::vector<std::string> watchedFolders_;
     std::unique_ptr<Subscription> subscription_;
     std::shared_ptr<Cancellable> poll_;

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "LowUsageNotificationSupport/AccessibilityPermissionGuidance.h"
+#include "LowUsageNotificationSupport/CodexLogLine.h"
 #include "LowUsageNotificationSupport/CodexPlan.h"
 #include "LowUsageNotificationSupport/LowUsageAlertSettings.h"
 #include "LowUsageNotificationSupport/MenuBarDisplay.h"
@@ -20,7 +21,10 @@
 #include "LowUsageNotificationSupport/RefreshRunOutcome.h"
 #include "LowUsageNotificationSupport/RefreshSnapshotStability.h"
 #include "LowUsageNotificationSupport/ResetNotificationSettings.h"
+#include "LowUsageNotificationSupport/UsageHistory.h"
+#include "LowUsageNotificationSupport/UsagePace.h"
 #include "LowUsageNotificationSupport/UsageSnapshot.h"
+#include "LowUsageNotificationSupport/UsageSnapshotSources.h"
 #include "LowUsageNotificationSupport/UsageSnapshotPresentationState.h"
 #include "Meterlane/Notifications/LowUsageNotificationStateStore.h"
 #include "Meterlane/Notifications/QuotaResetNotificationStateStore.h"
@@ -34,6 +38,7 @@
 #include "Meterlane/Platform/Workspace.h"
 #include "Meterlane/Reader/AutomaticRefreshScheduler.h"
 #include "Meterlane/Reader/CodexElementSearch.h"
+#include "Meterlane/Reader/CodexLogSource.h"
 #include "Meterlane/Reader/RealInputMonitor.h"
 #include "Meterlane/Reader/RefreshRun.h"
 #include "Meterlane/Reader/RefreshTrace.h"
@@ -136,6 +141,29 @@ class UsageReader {
 
     UsageNotificationDispatcher& notificationDispatcher() { return *notificationDispatcher_; }
 
+    // Reading Codex's session logs, beside the menu (see UsageReaderCodexLogs.cpp). Until
+    // `attachCodexLogs` the switch is kept but nothing is read, and no history is kept.
+    void attachCodexLogs(CodexLogEnvironment environment);
+    bool codexLogsEnabled() const { return codexLogsEnabled_; }
+    // As chosen: "~/.codex" until the user picks another folder.
+    const std::string& codexLogsFolder() const { return codexLogsFolder_; }
+    // The chosen folder with "~" expanded; what is read.
+    std::string codexLogsFolderPath() const;
+    const CodexLogsState& codexLogsState() const { return codexLogsState_; }
+    void setCodexLogsEnabled(bool enabled);
+    void setCodexLogsFolder(std::string folder);
+    // A usage line from the logs; the source calls it, and tests may.
+    void receiveCodexLogLine(const CodexLogUsageLine& line);
+    // The shown reading came from the logs and is younger than one refresh interval: a due
+    // automatic menu refresh would tell nothing new.
+    bool codexLogsAreCurrent() const;
+    // Where the shown reading came from.
+    UsageSource snapshotSource() const { return snapshotSources_.source(codexPlan()); }
+    const UsageHistory& usageHistory() const { return usageHistory_; }
+    // When the current plan's window resets, as the newest log reading said; none before one.
+    std::optional<Date> windowResetsAt(QuotaWindow window) const;
+    UsagePaceEstimate usagePace(QuotaWindow window) const;
+
     // The scheduler's tick; also run at start and after wake.
     void evaluateAutomaticRefresh();
 
@@ -202,6 +230,15 @@ class UsageReader {
     // After a commit: store it for its plan, move the deadline on, advance the alert state.
     void snapshotCommitted(Date committedAt);
 
+    // Reading the logs.
+    void restoreCodexLogSettings();
+    void startCodexLogSource();
+    void codexLogSourceLooked();
+    void commitCodexLogLine(const CodexLogUsageLine& line);
+    void recordUsageHistory(const std::map<QuotaWindow, double>& remaining,
+                            const std::map<QuotaWindow, Date>& resetsAt, Date at);
+    void storeSnapshotSource(UsageSource source);
+
     // Ends an automatic run in progress, as switching automatic refresh off does.
     void stopAutomaticRefreshIfNeeded();
 
@@ -253,6 +290,19 @@ class UsageReader {
     QuotaResetNotificationStateStore quotaResetNotificationState_;
     std::shared_ptr<UsageNotificationDispatcher> notificationDispatcher_;
     bool updateRefreshGate_ = false;
+
+    // Codex's logs.
+    bool codexLogsEnabled_ = false;
+    std::string codexLogsFolder_{defaultCodexFolder};
+    CodexLogsState codexLogsState_;
+    std::optional<CodexLogEnvironment> codexLogEnvironment_;
+    std::unique_ptr<CodexLogSource> codexLogSource_;
+    // The newest usage line: committed when it can be, and tried again after a run ends or the
+    // plan changes, since the follower hands each line over only once.
+    std::optional<CodexLogUsageLine> newestCodexLogLine_;
+    bool codexLogLineWaiting_ = false;
+    UsageSnapshotSources snapshotSources_;
+    UsageHistory usageHistory_;
 
     // The run in progress, and the one that ended last (kept until the next begins, so its own
     // last step can finish safely).

@@ -31,6 +31,7 @@ void UsageReader::restoreRefreshSettings() {
         planSelectionState_.select(*plan);
     }
     restoreNotificationSettings();
+    restoreCodexLogSettings();
 }
 
 void UsageReader::restorePersistedSnapshots() {
@@ -120,6 +121,10 @@ void UsageReader::setCodexPlan(CodexPlan plan) {
         scheduler_.scheduleNextAutomaticRefresh(env_.clock.now());
     }
     setStatusMessage(std::nullopt);
+    // The follower hands each line over once: the newest one may fit the new plan.
+    if (newestCodexLogLine_) {
+        commitCodexLogLine(*newestCodexLogLine_);
+    }
 }
 
 void UsageReader::setMenuBarDisplay(MenuBarDisplay display) {

@@ -67,6 +67,16 @@ void UsageReader::refreshRunEnded(std::optional<std::string> statusMessage) {
     if (statusMessage) {
         setStatusMessage(std::move(statusMessage));
     }
+    if (codexLogLineWaiting_) {
+        // After the run has unwound, so the reading never lands inside it.
+        env_.mainQueue.async([alive = std::weak_ptr<UsageReader*>(alive_)] {
+            const auto reader = alive.lock();
+            if (reader && *reader && !(*reader)->activeRun_ && (*reader)->codexLogLineWaiting_ &&
+                (*reader)->newestCodexLogLine_) {
+                (*reader)->commitCodexLogLine(*(*reader)->newestCodexLogLine_);
+            }
+        });
+    }
 }
 
 RefreshCleanupResult UsageReader::refreshCleanupResult() const {
@@ -141,6 +151,12 @@ bool UsageReader::commitCompleteUsageSnapshot(const UsageSnapshot& snapshot) {
     publish(lastUpdated_, std::optional<Date>(committedAt));
     planSynchronization_.markFreshSnapshotCommitted();
     setStatusMessage(std::nullopt);
+    storeSnapshotSource(UsageSource::codexMenu);
+    std::map<QuotaWindow, double> remaining;
+    for (const auto& [window, percent] : quotaPercentages(snapshot_, currentSchema())) {
+        remaining[window] = percent;
+    }
+    recordUsageHistory(remaining, {}, committedAt);
     snapshotCommitted(committedAt);
     return true;
 }

@@ -18,4 +18,7 @@ inline constexpr std::string_view lastCompleteUsageSnapshot = "last-complete-usa
 inline constexpr std::string_view nextAutomaticRefreshDate = "next-automatic-refresh-date-v1";
 inline constexpr std::string_view lowUsageNotificationState = "low-usage-notification-state-v1";
 inline constexpr std::string_view quotaResetNotificationState = "quota-reset-notification-state-v1";
+inline constexpr std::string_view readCodexLogsEnabled = "read-codex-logs-enabled-v1";
+inline constexpr std::string_view codexLogsFolder = "codex-logs-folder-v1";
+inline constexpr std::string_view usageSnapshotSources = "usage-snapshot-sources-v1";
 }  // namespace gaugely::defaultsKey

@@ -1,0 +1,79 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "LowUsageNotificationSupport/CodexLogLine.h"
+#include "LowUsageNotificationSupport/CodexLogSnapshot.h"
+#include "LowUsageNotificationSupport/Date.h"
+#include "Meterlane/Platform/DocumentStore.h"
+#include "Meterlane/Platform/FileSystem.h"
+#include "Meterlane/Platform/MainQueue.h"
+#include "Meterlane/Platform/TimeFormatter.h"
+#include "Meterlane/Reader/CodexLogFollower.h"
+
+namespace gaugely {
+
+// The Codex folder used until the user picks another. An app started from Finder never sees a
+// shell's CODEX_HOME, so the app does not look for one.
+inline constexpr std::string_view defaultCodexFolder = "~/.codex";
+
+// `folder` with a leading "~" replaced by `homeFolder`.
+std::string expandedCodexFolder(std::string_view folder, std::string_view homeFolder);
+
+// What the reader needs to read Codex's logs and keep the usage history; the app and the tool
+// hand it in once after creating the reader.
+struct CodexLogEnvironment {
+    FileSystem& fileSystem;
+    DocumentStore& usageHistory;
+    const TimeFormatter& timeFormatter;
+    std::string homeFolder;
+};
+
+// What reading the logs has found so far: the settings window's line and `gaugely usage` say
+// where it looked and, when nothing came of it, why.
+struct CodexLogsState {
+    bool looked = false;
+    bool watching = false;
+    CodexLogFollowerStatus follower;
+    uint64_t unrecognisedLines = 0;
+    // The newest usage line seen, whether or not it could be committed.
+    std::optional<Date> newestLineAt;
+    // Why the newest usage line was not committed; none once one is.
+    std::optional<CodexLogRefusal> refusal;
+
+    bool operator==(const CodexLogsState&) const = default;
+};
+
+// One running source: a follower of the chosen folder kept looking by a watcher, with the lines
+// decoded here so that nothing but rate limits reaches the reader.
+class CodexLogSource {
+  public:
+    using UsageLineHandler = std::function<void(const CodexLogUsageLine&)>;
+    using LookHandler = std::function<void()>;
+
+    CodexLogSource(FileSystem& fileSystem, MainQueue& mainQueue, std::string codexFolder,
+                   UsageLineHandler onUsageLine, LookHandler afterLook);
+    ~CodexLogSource();
+    CodexLogSource(const CodexLogSource&) = delete;
+    CodexLogSource& operator=(const CodexLogSource&) = delete;
+
+    void start();
+    CodexLogsState state() const;
+    const CodexLogFollower& follower() const { return *follower_; }
+
+  private:
+    bool handleLine(std::string_view line);
+
+    UsageLineHandler onUsageLine_;
+    uint64_t unrecognisedLines_ = 0;
+    std::optional<Date> newestLineAt_;
+    bool looked_ = false;
+    std::unique_ptr<CodexLogFollower> follower_;
+    std::unique_ptr<CodexLogWatcher> watcher_;
+};
+
+}  // namespace gaugely

@@ -1,0 +1,224 @@
+// Usage read from Codex's session logs. A log reading goes through the same commit as a menu
+// reading (stored per plan, alerts, resets), with three differences: its time is the line's own
+// timestamp, it is committed only when that is later than the stored reading's, and it never
+// lands while a menu run is in progress (it waits for the run to end). The history of readings,
+// of both sources, is kept here too, for the pace estimate.
+#include <string>
+#include <utility>
+
+#include "Meterlane/Reader/UsageReader.h"
+#include "Meterlane/Reader/UserDefaultsKeys.h"
+
+namespace gaugely {
+
+namespace {
+
+constexpr std::string_view codexLogsLogCategory = "codex-logs";
+
+}  // namespace
+
+void UsageReader::restoreCodexLogSettings() {
+    Preferences& defaults = env_.preferences;
+    if (const auto enabled = stored::flag(defaults, defaultsKey::readCodexLogsEnabled).value) {
+        codexLogsEnabled_ = *enabled;
+    }
+    if (const auto folder = defaults.stringValue(defaultsKey::codexLogsFolder);
+        folder && !folder->empty()) {
+        codexLogsFolder_ = *folder;
+    }
+    if (auto sources =
+            stored::record<UsageSnapshotSources>(defaults, defaultsKey::usageSnapshotSources).value) {
+        snapshotSources_ = std::move(*sources);
+    }
+}
+
+void UsageReader::attachCodexLogs(CodexLogEnvironment environment) {
+    codexLogEnvironment_.emplace(std::move(environment));
+    const DocumentStore::ReadResult stored = codexLogEnvironment_->usageHistory.read();
+    if (stored.bytes) {
+        if (auto history = decodeJson<UsageHistory>(*stored.bytes)) {
+            usageHistory_ = std::move(*history);
+            usageHistory_.prune(env_.clock.now());
+        } else {
+            env_.log.write(logSubsystem, codexLogsLogCategory, LogLevel::error,
+                           "Usage history could not be read; starting a new one");
+        }
+    }
+    startCodexLogSource();
+}
+
+std::string UsageReader::codexLogsFolderPath() const {
+    return expandedCodexFolder(codexLogsFolder_,
+                               codexLogEnvironment_ ? codexLogEnvironment_->homeFolder : "");
+}
+
+void UsageReader::setCodexLogsEnabled(bool enabled) {
+    if (enabled == codexLogsEnabled_) {
+        return;
+    }
+    publish(codexLogsEnabled_, enabled);
+    env_.preferences.setBool(defaultsKey::readCodexLogsEnabled, enabled);
+    startCodexLogSource();
+}
+
+void UsageReader::setCodexLogsFolder(std::string folder) {
+    if (folder.empty()) {
+        folder = defaultCodexFolder;
+    }
+    if (folder == codexLogsFolder_) {
+        return;
+    }
+    publish(codexLogsFolder_, std::move(folder));
+    if (codexLogsFolder_ == defaultCodexFolder) {
+        env_.preferences.remove(defaultsKey::codexLogsFolder);
+    } else {
+        env_.preferences.setString(defaultsKey::codexLogsFolder, codexLogsFolder_);
+    }
+    // Lines of another folder say nothing about this one.
+    newestCodexLogLine_.reset();
+    startCodexLogSource();
+}
+
+void UsageReader::startCodexLogSource() {
+    codexLogSource_.reset();
+    publish(codexLogsState_, CodexLogsState{});
+    if (!codexLogsEnabled_ || !codexLogEnvironment_) {
+        return;
+    }
+    codexLogSource_ = std::make_unique<CodexLogSource>(
+        codexLogEnvironment_->fileSystem, env_.mainQueue, codexLogsFolderPath(),
+        [this](const CodexLogUsageLine& line) { receiveCodexLogLine(line); },
+        [this] { codexLogSourceLooked(); });
+    codexLogSource_->start();
+}
+
+void UsageReader::codexLogSourceLooked() {
+    if (!codexLogSource_) {
+        return;
+    }
+    CodexLogsState state = codexLogSource_->state();
+    state.refusal = codexLogsState_.refusal;
+    publish(codexLogsState_, std::move(state));
+}
+
+void UsageReader::receiveCodexLogLine(const CodexLogUsageLine& line) {
+    if (newestCodexLogLine_ && line.timestamp <= newestCodexLogLine_->timestamp) {
+        return;
+    }
+    newestCodexLogLine_ = line;
+    if (activeRun_) {
+        codexLogLineWaiting_ = true;
+        return;
+    }
+    commitCodexLogLine(line);
+}
+
+void UsageReader::commitCodexLogLine(const CodexLogUsageLine& line) {
+    codexLogLineWaiting_ = false;
+    if (!hasExplicitPlanSelection() || !codexLogEnvironment_) {
+        return;
+    }
+    const CodexPlan plan = codexPlan();
+    const TimeFormatter& formatter = codexLogEnvironment_->timeFormatter;
+    const CodexLogSnapshotResult result = codexLogSnapshot(
+        plan, line, env_.clock.now(), [&formatter](Date date, std::string_view pattern) {
+            return formatter.format(date, pattern, resetTextLocale, "").value_or("");
+        });
+    const std::string readAt =
+        formatter.format(line.timestamp, "yyyy-MM-dd'T'HH:mm:ss'Z'", "en_US_POSIX", "UTC")
+            .value_or("?");
+    if (!result.reading) {
+        if (codexLogsState_.refusal != result.refusal) {
+            env_.log.write(logSubsystem, codexLogsLogCategory, LogLevel::info,
+                           "Reading of " + readAt + " from Codex\u2019s logs not committed \u2014 " +
+                               std::string(rawValue(*result.refusal)));
+        }
+        CodexLogsState state = codexLogsState_;
+        state.refusal = result.refusal;
+        publish(codexLogsState_, std::move(state));
+        return;
+    }
+    if (codexLogsState_.refusal) {
+        CodexLogsState state = codexLogsState_;
+        state.refusal.reset();
+        publish(codexLogsState_, std::move(state));
+    }
+    const CodexLogSnapshot& reading = *result.reading;
+    const auto stored = persistedPlanSnapshots_.snapshot(plan);
+    if (stored && reading.readAt <= stored->lastUpdated) {
+        return;
+    }
+    if (!isCompleteUsageSnapshot(reading.snapshot, currentSchema())) {
+        return;
+    }
+    publish(snapshot_, reading.snapshot);
+    publish(activeSnapshotPlan_, std::optional<CodexPlan>(plan));
+    publish(lastUpdated_, std::optional<Date>(reading.readAt));
+    planSynchronization_.markFreshSnapshotCommitted();
+    storeSnapshotSource(UsageSource::codexLogs);
+    env_.log.write(logSubsystem, refreshLogCategory, LogLevel::info,
+                   "Reading of " + readAt + " from " + std::string(sourceTitle(UsageSource::codexLogs)) +
+                       " validated and committed for " + std::string(rawValue(plan)));
+    recordUsageHistory(reading.remainingPercent, reading.resetsAt, reading.readAt);
+    snapshotCommitted(reading.readAt);
+}
+
+void UsageReader::storeSnapshotSource(UsageSource source) {
+    const CodexPlan plan = codexPlan();
+    if (snapshotSources_.source(plan) == source && snapshotSources_.sources.contains(plan)) {
+        return;
+    }
+    UsageSnapshotSources sources = snapshotSources_;
+    sources.store(plan, source);
+    publish(snapshotSources_, std::move(sources));
+    env_.preferences.setData(defaultsKey::usageSnapshotSources, encodeJson(snapshotSources_));
+}
+
+void UsageReader::recordUsageHistory(const std::map<QuotaWindow, double>& remaining,
+                                     const std::map<QuotaWindow, Date>& resetsAt, Date at) {
+    if (!codexLogEnvironment_) {
+        return;
+    }
+    bool changed = false;
+    for (const auto& [window, percent] : remaining) {
+        const auto reset = resetsAt.find(window);
+        changed |= usageHistory_.record(
+            codexPlan(), window,
+            UsageHistoryPoint{at, percent,
+                              reset == resetsAt.end() ? std::nullopt
+                                                      : std::optional<Date>(reset->second)});
+    }
+    if (changed && !codexLogEnvironment_->usageHistory.replace(encodeJson(usageHistory_))) {
+        env_.log.write(logSubsystem, codexLogsLogCategory, LogLevel::error,
+                       "Usage history could not be saved");
+    }
+}
+
+bool UsageReader::codexLogsAreCurrent() const {
+    if (!codexLogSource_ || !lastUpdated_ || activeSnapshotPlan_ != codexPlan() ||
+        snapshotSource() != UsageSource::codexLogs) {
+        return false;
+    }
+    return env_.clock.now().timeIntervalSince(*lastUpdated_) < timeInterval(refreshFrequency_);
+}
+
+std::optional<Date> UsageReader::windowResetsAt(QuotaWindow window) const {
+    const auto& points = usageHistory_.points(codexPlan(), window);
+    for (auto point = points.rbegin(); point != points.rend(); ++point) {
+        if (point->resetsAt) {
+            return point->resetsAt;
+        }
+    }
+    return std::nullopt;
+}
+
+UsagePaceEstimate UsageReader::usagePace(QuotaWindow window) const {
+    const auto resetsAt = windowResetsAt(window);
+    if (!resetsAt) {
+        return {};
+    }
+    return estimateUsagePace(usageHistory_.currentWindowPoints(codexPlan(), window, *resetsAt),
+                             *resetsAt, env_.clock.now());
+}
+
+}  // namespace gaugely
