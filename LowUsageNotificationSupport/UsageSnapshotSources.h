@@ -21,7 +21,7 @@ struct EnumTraits<UsageSource> {
 
 // "Codex's menu" or "Codex's logs", as the trace and `gaugely state` say it.
 constexpr std::string_view sourceTitle(UsageSource source) {
-    return source == UsageSource::codexLogs ? "Codex\u2019s logs" : "Codex\u2019s menu";
+    return source == UsageSource::codexLogs ? "Codex's logs" : "Codex's menu";
 }
 
 // The source of each plan's stored reading, kept beside the readings rather than inside them so

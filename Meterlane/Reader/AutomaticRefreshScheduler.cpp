@@ -134,7 +134,7 @@ void AutomaticRefreshScheduler::evaluateAutomaticRefresh() {
     if (reader_.codexLogsAreCurrent()) {
         // The logs already say what the menu would; reading it would only interrupt the user.
         scheduleNextAutomaticRefresh(now);
-        logSchedule("Automatic refresh skipped \u2014 Codex\u2019s logs are current");
+        logSchedule("Automatic refresh skipped \u2014 Codex's logs are current");
         return;
     }
     reader_.publish(reader_.automaticRefreshIsPending_, true);

@@ -130,7 +130,7 @@ void UsageReader::commitCodexLogLine(const CodexLogUsageLine& line) {
     if (!result.reading) {
         if (codexLogsState_.refusal != result.refusal) {
             env_.log.write(logSubsystem, codexLogsLogCategory, LogLevel::info,
-                           "Reading of " + readAt + " from Codex\u2019s logs not committed \u2014 " +
+                           "Reading of " + readAt + " from Codex's logs not committed \u2014 " +
                                std::string(rawValue(*result.refusal)));
         }
         CodexLogsState state = codexLogsState_;
