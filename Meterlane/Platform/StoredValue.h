@@ -39,6 +39,14 @@ inline Stored<bool> flag(Preferences& defaults, std::string_view key) {
     return read<bool>(defaults, key, [&] { return defaults.boolValue(key); });
 }
 
+// A text; an empty one reads as unreadable, since no setting is stored empty.
+inline Stored<std::string> text(Preferences& defaults, std::string_view key) {
+    return read<std::string>(defaults, key, [&]() -> std::optional<std::string> {
+        auto value = defaults.stringValue(key);
+        return value && !value->empty() ? value : std::nullopt;
+    });
+}
+
 inline Stored<Date> date(Preferences& defaults, std::string_view key) {
     return read<Date>(defaults, key, [&] { return defaults.dateValue(key); });
 }

@@ -24,6 +24,9 @@ void forEachValue(State& state, Visit&& visit) {
     visit(state.lowUsageNotificationState, key::lowUsageNotificationState);
     visit(state.quotaResetNotificationState, key::quotaResetNotificationState);
     visit(state.explicitPlanSelectionMigration, key::explicitPlanSelectionMigration);
+    visit(state.readCodexLogsEnabled, key::readCodexLogsEnabled);
+    visit(state.codexLogsFolder, key::codexLogsFolder);
+    visit(state.snapshotSources, key::usageSnapshotSources);
 }
 
 }  // namespace
@@ -62,6 +65,10 @@ StoredReaderState StoredReaderState::read(Preferences& defaults) {
         stored::record<QuotaResetState>(defaults, key::quotaResetNotificationState);
     state.explicitPlanSelectionMigration =
         stored::flag(defaults, key::explicitPlanSelectionMigration);
+    state.readCodexLogsEnabled = stored::flag(defaults, key::readCodexLogsEnabled);
+    state.codexLogsFolder = stored::text(defaults, key::codexLogsFolder);
+    state.snapshotSources =
+        stored::record<UsageSnapshotSources>(defaults, key::usageSnapshotSources);
     return state;
 }
 

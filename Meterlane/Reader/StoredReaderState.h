@@ -1,5 +1,6 @@
 #pragma once
 
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -12,6 +13,7 @@
 #include "LowUsageNotificationSupport/QuotaResetState.h"
 #include "LowUsageNotificationSupport/RefreshFrequency.h"
 #include "LowUsageNotificationSupport/ResetNotificationSettings.h"
+#include "LowUsageNotificationSupport/UsageSnapshotSources.h"
 #include "Meterlane/Platform/StoredValue.h"
 
 namespace gaugely {
@@ -41,6 +43,9 @@ struct StoredReaderState {
     Stored<LowUsageThresholdState> lowUsageNotificationState;
     Stored<QuotaResetState> quotaResetNotificationState;
     Stored<bool> explicitPlanSelectionMigration;
+    Stored<bool> readCodexLogsEnabled;
+    Stored<std::string> codexLogsFolder;
+    Stored<UsageSnapshotSources> snapshotSources;
 
     [[nodiscard]] static StoredReaderState read(Preferences& defaults);
 

@@ -228,7 +228,7 @@ class UsageReader {
     void rebaselineLowUsageAlerts(std::optional<std::set<QuotaWindow>> only, bool clearReminder);
     void rebaselineResetNotifications();
     // After a commit: store it for its plan, move the deadline on, advance the alert state.
-    void snapshotCommitted(Date committedAt);
+    void snapshotCommitted(Date committedAt, UsageSource source);
 
     // Reading the logs.
     void restoreCodexLogSettings();

@@ -22,9 +22,8 @@ void UsageReader::restoreCodexLogSettings() {
     if (const auto enabled = stored::flag(defaults, defaultsKey::readCodexLogsEnabled).value) {
         codexLogsEnabled_ = *enabled;
     }
-    if (const auto folder = defaults.stringValue(defaultsKey::codexLogsFolder);
-        folder && !folder->empty()) {
-        codexLogsFolder_ = *folder;
+    if (auto folder = stored::text(defaults, defaultsKey::codexLogsFolder).value) {
+        codexLogsFolder_ = std::move(*folder);
     }
     if (auto sources =
             stored::record<UsageSnapshotSources>(defaults, defaultsKey::usageSnapshotSources).value) {
@@ -102,6 +101,9 @@ void UsageReader::codexLogSourceLooked() {
 }
 
 void UsageReader::receiveCodexLogLine(const CodexLogUsageLine& line) {
+    if (!codexLogsEnabled_) {
+        return;
+    }
     if (newestCodexLogLine_ && line.timestamp <= newestCodexLogLine_->timestamp) {
         return;
     }
@@ -160,7 +162,7 @@ void UsageReader::commitCodexLogLine(const CodexLogUsageLine& line) {
                    "Reading of " + readAt + " from " + std::string(sourceTitle(UsageSource::codexLogs)) +
                        " validated and committed for " + std::string(rawValue(plan)));
     recordUsageHistory(reading.remainingPercent, reading.resetsAt, reading.readAt);
-    snapshotCommitted(reading.readAt);
+    snapshotCommitted(reading.readAt, UsageSource::codexLogs);
 }
 
 void UsageReader::storeSnapshotSource(UsageSource source) {

@@ -103,10 +103,14 @@ bool UsageReader::hasEnabledCurrentPlanNotificationFeature() const {
         resetNotificationSettings_.isEnabled);
 }
 
-void UsageReader::snapshotCommitted(Date committedAt) {
+void UsageReader::snapshotCommitted(Date committedAt, UsageSource source) {
     const CodexPlan plan = codexPlan();
     persistCompleteSnapshot(committedAt, plan);
-    scheduler_.scheduleNextAutomaticRefresh(committedAt);
+    // A log reading leaves the deadline alone: when it comes due, the scheduler skips it while
+    // the logs are current.
+    if (source == UsageSource::codexMenu) {
+        scheduler_.scheduleNextAutomaticRefresh(committedAt);
+    }
 
     const PlanQuotaConfiguration configuration = PlanQuotaConfiguration::configuration(plan);
     const auto percentages = quotaPercentages(snapshot_, configuration.schema);

@@ -157,7 +157,7 @@ bool UsageReader::commitCompleteUsageSnapshot(const UsageSnapshot& snapshot) {
         remaining[window] = percent;
     }
     recordUsageHistory(remaining, {}, committedAt);
-    snapshotCommitted(committedAt);
+    snapshotCommitted(committedAt, UsageSource::codexMenu);
     return true;
 }
 

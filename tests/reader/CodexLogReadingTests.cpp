@@ -1,0 +1,202 @@
+#include <gtest/gtest.h>
+
+#include "Meterlane/Posix/IcuTimeFormatter.h"
+#include "Meterlane/Reader/StoredReaderState.h"
+#include "Meterlane/Reader/UserDefaultsKeys.h"
+#include "ReaderWorld.h"
+
+namespace gaugely {
+namespace {
+
+// No Codex folder at all: these tests hand lines to the reader themselves.
+class NoFiles final : public FileSystem {
+  public:
+    DirectoryListing list(const std::string&) override { return {FileProblem::notFound, {}}; }
+    FileStatusResult status(const std::string&) override { return {FileProblem::notFound, {}}; }
+    OpenedFile open(const std::string&) override { return {FileProblem::notFound, nullptr}; }
+    std::unique_ptr<Subscription> watch(const std::vector<std::string>&,
+                                        std::function<void()>) override {
+        return nullptr;
+    }
+};
+
+class MemoryDocument final : public DocumentStore {
+  public:
+    ReadResult read() override { return {bytes, false}; }
+    bool replace(const std::string& text) override {
+        bytes = text;
+        ++writes;
+        return true;
+    }
+    std::optional<std::string> bytes;
+    int writes = 0;
+};
+
+struct LogWorld : ReaderWorld {
+    NoFiles files;
+    MemoryDocument history;
+    IcuTimeFormatter formatter{"en_US_POSIX"};
+
+    explicit LogWorld(CodexPlan plan) : ReaderWorld(plan) {}
+
+    UsageReader& makeLogReader(CodexPlan plan, bool automaticRefresh = false) {
+        UsageReader& made = makeReader(plan, automaticRefresh);
+        made.setCodexLogsEnabled(true);
+        made.attachCodexLogs(CodexLogEnvironment{files, history, formatter, "/home/someone"});
+        return made;
+    }
+
+    // A line of both windows, `secondsAgo` before now, resetting well after now.
+    CodexLogUsageLine line(double secondsAgo, double fiveHourUsed, double weeklyUsed = 60) {
+        const Date at = time.now().addingTimeInterval(-secondsAgo);
+        return CodexLogUsageLine{
+            at, CodexLogRateWindow{fiveHourUsed, 300, at.addingTimeInterval(3 * 3600)},
+            CodexLogRateWindow{weeklyUsed, 10'080, at.addingTimeInterval(4 * 86'400)}};
+    }
+};
+
+TEST(CodexLogReading, LinesAreCommittedOnlyWhenNewerAndComplete) {
+    const struct {
+        const char* name;
+        CodexPlan plan;
+        // Seconds before now of each line handed over, with the 5h use.
+        std::vector<std::pair<double, double>> lines;
+        std::optional<std::string> fiveHour;  // what is shown afterwards; none: nothing
+        std::optional<CodexLogRefusal> refusal;
+    } cases[] = {
+        {"one line", CodexPlan::plus, {{30, 12.5}}, "87%", std::nullopt},
+        {"a newer line wins", CodexPlan::plus, {{60, 10}, {30, 20}}, "80%", std::nullopt},
+        {"an older line after a newer one changes nothing",
+         CodexPlan::plus,
+         {{30, 20}, {60, 10}},
+         "80%",
+         std::nullopt},
+        {"a plan whose window the line lacks", CodexPlan::freeGo, {{30, 12.5}}, std::nullopt,
+         CodexLogRefusal::missingWindow},
+        {"a line from the future", CodexPlan::plus, {{-3600, 12.5}}, std::nullopt,
+         CodexLogRefusal::futureTimestamp},
+    };
+    for (const auto& c : cases) {
+        LogWorld world(c.plan);
+        UsageReader& reader = world.makeLogReader(c.plan);
+        for (const auto& [ago, used] : c.lines) {
+            reader.receiveCodexLogLine(world.line(ago, used));
+        }
+        if (c.fiveHour) {
+            EXPECT_EQ(reader.snapshot().fiveHour, *c.fiveHour) << c.name;
+            EXPECT_EQ(reader.snapshotSource(), UsageSource::codexLogs) << c.name;
+            EXPECT_LT(*reader.lastUpdated(), world.time.now()) << c.name;
+        } else {
+            EXPECT_EQ(reader.activeSnapshotPlan(), std::nullopt) << c.name;
+        }
+        EXPECT_EQ(reader.codexLogsState().refusal, c.refusal) << c.name;
+    }
+}
+
+TEST(CodexLogReading, TheSourceIsStoredBesideTheReadingAndReadBack) {
+    LogWorld world(CodexPlan::plus);
+    UsageReader& reader = world.makeLogReader(CodexPlan::plus);
+    const CodexLogUsageLine line = world.line(30, 12.5);
+    reader.receiveCodexLogLine(line);
+
+    const StoredReaderState stored = StoredReaderState::read(world.preferences);
+    ASSERT_TRUE(stored.snapshotSources.value);
+    EXPECT_EQ(stored.snapshotSources.value->source(CodexPlan::plus), UsageSource::codexLogs);
+    EXPECT_EQ(stored.planSnapshots.value->snapshot(CodexPlan::plus)->lastUpdated, line.timestamp);
+    EXPECT_EQ(stored.readCodexLogsEnabled.value, true);
+    EXPECT_TRUE(world.log.contains("codex-logs") || !world.refreshLines().empty());
+
+    // A menu reading afterwards says so too.
+    reader.beginReadCountdown(false);
+    world.runUntilRunEnds();
+    EXPECT_EQ(reader.snapshotSource(), UsageSource::codexMenu);
+    EXPECT_EQ(StoredReaderState::read(world.preferences).snapshotSources.value->source(
+                  CodexPlan::plus),
+              UsageSource::codexMenu);
+}
+
+TEST(CodexLogReading, ALineArrivingDuringAMenuRunWaitsForItsEnd) {
+    LogWorld world(CodexPlan::plus);
+    UsageReader& reader = world.makeLogReader(CodexPlan::plus);
+    reader.beginReadCountdown(false);
+    ASSERT_TRUE(reader.automationInProgress());
+    // Stamped a minute ahead (within the clock tolerance), so it is newer than the run's reading.
+    reader.receiveCodexLogLine(world.line(-60, 50));
+    EXPECT_NE(reader.snapshot().fiveHour, "50%");
+    world.runUntilRunEnds();
+    EXPECT_EQ(reader.snapshot().fiveHour, "72%");  // the run's own commit first
+    world.time.runFor(1);
+    EXPECT_EQ(reader.snapshot().fiveHour, "50%");
+    EXPECT_EQ(reader.snapshotSource(), UsageSource::codexLogs);
+}
+
+TEST(CodexLogReading, ChoosingAnotherPlanTriesTheNewestLineAgain) {
+    LogWorld world(CodexPlan::plus);
+    UsageReader& reader = world.makeLogReader(CodexPlan::freeGo);
+    reader.receiveCodexLogLine(world.line(30, 25));
+    EXPECT_EQ(reader.codexLogsState().refusal, CodexLogRefusal::missingWindow);
+    reader.setCodexPlan(CodexPlan::plus);
+    EXPECT_EQ(reader.snapshot().fiveHour, "75%");
+    EXPECT_EQ(reader.codexLogsState().refusal, std::nullopt);
+}
+
+TEST(CodexLogReading, ADueAutomaticRefreshIsSkippedWhileTheLogsAreCurrent) {
+    LogWorld world(CodexPlan::plus);
+    UsageReader& reader = world.makeLogReader(CodexPlan::plus, true);
+    reader.beginReadCountdown(false);
+    world.runUntilRunEnds();
+    const Date deadline = *reader.nextAutomaticRefreshDate();
+    // A log reading half an interval later, then the deadline comes.
+    world.time.runFor(30);
+    reader.receiveCodexLogLine(world.line(0, 30));
+    world.log.clear();
+    world.time.runFor(deadline.timeIntervalSince(world.time.now()) + 15);
+    EXPECT_TRUE(world.log.contains("Automatic refresh skipped \u2014 Codex's logs are current"));
+    EXPECT_FALSE(reader.automationInProgress());
+    // One interval on from the tick that found it due.
+    EXPECT_GE(*reader.nextAutomaticRefreshDate(), deadline.addingTimeInterval(60));
+    EXPECT_LE(*reader.nextAutomaticRefreshDate(), deadline.addingTimeInterval(75));
+    // Logs gone quiet: the next due refresh reads the menu.
+    world.log.clear();
+    world.time.runUntil([&] { return reader.automationInProgress(); }, 120);
+    EXPECT_TRUE(reader.automationInProgress());
+
+    // Switched off, the logs never stand in for the menu.
+    world.runUntilRunEnds();
+    reader.setCodexLogsEnabled(false);
+    reader.receiveCodexLogLine(world.line(0, 40));
+    EXPECT_NE(reader.snapshot().fiveHour, "60%");
+    EXPECT_FALSE(reader.codexLogsAreCurrent());
+}
+
+TEST(CodexLogReading, HistoryKeepsBothSourcesAndFeedsThePace) {
+    LogWorld world(CodexPlan::plus);
+    UsageReader& reader = world.makeLogReader(CodexPlan::plus);
+    const Date start = world.time.now();
+    const Date reset = start.addingTimeInterval(3 * 3600);
+    // 5h falls 10 points in 20 minutes: out in well under the three hours left.
+    for (int minute = 0; minute <= 20; minute += 5) {
+        const Date at = start.addingTimeInterval(minute * 60);
+        world.time.runFor(at.timeIntervalSince(world.time.now()));
+        reader.receiveCodexLogLine(CodexLogUsageLine{
+            at, CodexLogRateWindow{50 + minute / 2.0, 300, reset},
+            CodexLogRateWindow{20, 10'080, start.addingTimeInterval(86'400)}});
+    }
+    EXPECT_EQ(reader.usageHistory().points(CodexPlan::plus, QuotaWindow::fiveHour).size(), 5u);
+    EXPECT_EQ(reader.windowResetsAt(QuotaWindow::fiveHour), reset);
+    const UsagePaceEstimate pace = reader.usagePace(QuotaWindow::fiveHour);
+    EXPECT_EQ(pace.kind, UsagePaceEstimate::Kind::runsOut);
+    EXPECT_EQ(reader.usagePace(QuotaWindow::weekly).kind,
+              UsagePaceEstimate::Kind::lastsUntilReset);
+    ASSERT_TRUE(world.history.bytes);
+    EXPECT_TRUE(decodeJson<UsageHistory>(*world.history.bytes));
+
+    // A menu reading joins the history without a reset time.
+    reader.beginReadCountdown(false);
+    world.runUntilRunEnds();
+    EXPECT_FALSE(
+        reader.usageHistory().points(CodexPlan::plus, QuotaWindow::fiveHour).back().resetsAt);
+}
+
+}  // namespace
+}  // namespace gaugely
