@@ -57,6 +57,10 @@ void UsageReader::setCodexLogsEnabled(bool enabled) {
     }
     publish(codexLogsEnabled_, enabled);
     env_.preferences.setBool(defaultsKey::readCodexLogsEnabled, enabled);
+    if (!enabled) {
+        newestCodexLogLine_.reset();
+        codexLogLineWaiting_ = false;
+    }
     startCodexLogSource();
 }
 
