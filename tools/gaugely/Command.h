@@ -32,6 +32,7 @@ int runParseCommand(const std::vector<std::string>& arguments, CommandStreams st
 int runSimulateCommand(const std::vector<std::string>& arguments, CommandStreams streams);
 int runStateCommand(const std::vector<std::string>& arguments, CommandStreams streams);
 int runAppcastCommand(const std::vector<std::string>& arguments, CommandStreams streams);
+int runUsageCommand(const std::vector<std::string>& arguments, CommandStreams streams);
 int runDumpTreeCommand(const std::vector<std::string>& arguments, CommandStreams streams);
 
 }  // namespace gaugely::tool

@@ -11,6 +11,8 @@ namespace {
 
 // Add a subcommand here, with its own file.
 constexpr Command commands[] = {
+    {"usage", "show your real Codex usage and pace, read from Codex's own session logs",
+     runUsageCommand},
     {"simulate", "run Gaugely against a simulated Codex, live (the demo)", runSimulateCommand},
     {"state", "show what Gaugely has saved: plan, settings, readings, alert states",
      runStateCommand},
