@@ -119,8 +119,8 @@ bool keepsMember(const std::vector<std::string>& path, std::string_view key) {
                    isOneOf(key, {"primary", "secondary"});
         case 3:
             return path[0] == "payload" && path[1] == "rate_limits" &&
-                   isOneOf(key, {"used_percent", "window_minutes", "resets_at",
-                                 "resets_in_seconds"});
+                   isOneOf(key,
+                           {"used_percent", "window_minutes", "resets_at", "resets_in_seconds"});
         default:
             return false;
     }

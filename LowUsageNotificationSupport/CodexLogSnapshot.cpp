@@ -74,7 +74,8 @@ std::map<QuotaWindow, CodexLogRateWindow> windowsByLength(const CodexLogUsageLin
         if (!window) {
             continue;
         }
-        if (const std::optional<QuotaWindow> length = quotaWindowForMinutes(window->windowMinutes)) {
+        if (const std::optional<QuotaWindow> length =
+                quotaWindowForMinutes(window->windowMinutes)) {
             windows.try_emplace(*length, *window);
         }
     }

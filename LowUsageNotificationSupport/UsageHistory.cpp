@@ -57,9 +57,8 @@ const std::set<std::string>& knownSeriesKeys() {
 }
 
 void dropOlderThan(std::vector<UsageHistoryPoint>& points, Date earliest) {
-    const auto firstKept = std::find_if(points.begin(), points.end(), [&](const auto& point) {
-        return point.at >= earliest;
-    });
+    const auto firstKept = std::find_if(points.begin(), points.end(),
+                                        [&](const auto& point) { return point.at >= earliest; });
     points.erase(points.begin(), firstKept);
 }
 

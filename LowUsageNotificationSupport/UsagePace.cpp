@@ -18,11 +18,10 @@ UsagePaceEstimate estimateUsagePace(const std::vector<UsagePoint>& points, Date 
     }
     std::vector<UsagePoint> recent;
     const Date earliest = now.addingTimeInterval(-usagePaceLookBack);
-    std::copy_if(points.begin(), points.end(), std::back_inserter(recent),
-                 [&](const UsagePoint& point) {
-                     return point.at >= earliest && point.at <= now &&
-                            std::isfinite(point.remainingPercent);
-                 });
+    std::copy_if(
+        points.begin(), points.end(), std::back_inserter(recent), [&](const UsagePoint& point) {
+            return point.at >= earliest && point.at <= now && std::isfinite(point.remainingPercent);
+        });
     std::stable_sort(recent.begin(), recent.end(),
                      [](const UsagePoint& a, const UsagePoint& b) { return a.at < b.at; });
     for (std::size_t i = recent.size(); i-- > 1;) {

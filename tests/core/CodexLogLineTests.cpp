@@ -17,8 +17,7 @@ std::string usageLine(const std::string& rateLimits,
            rateLimits + "}}";
 }
 
-const std::string fiveHour =
-    R"({"used_percent":12.5,"window_minutes":300,"resets_at":1758812345})";
+const std::string fiveHour = R"({"used_percent":12.5,"window_minutes":300,"resets_at":1758812345})";
 const std::string weekly = R"({"used_percent":40,"window_minutes":10080,"resets_at":1759300000})";
 
 CodexLogRateWindow window(double used, int minutes, double resetsAtUnix) {
@@ -38,8 +37,8 @@ TEST(CodexLogLine, DecodesOnlyTheShapesItKnows) {
         CodexLogLineKind kind;
         std::optional<CodexLogUsageLine> expected;
     } cases[] = {
-        {"current format", usageLine(R"({"primary":)" + fiveHour + R"(,"secondary":)" + weekly + "}"),
-         K::usage,
+        {"current format",
+         usageLine(R"({"primary":)" + fiveHour + R"(,"secondary":)" + weekly + "}"), K::usage,
          usage(window(12.5, 300, 1758812345), window(40, 10080, 1759300000), at)},
         {"older relative resets",
          usageLine(
@@ -52,8 +51,9 @@ TEST(CodexLogLine, DecodesOnlyTheShapesItKnows) {
         {"absent primary", usageLine(R"({"secondary":)" + weekly + "}"), K::usage,
          usage(std::nullopt, window(40, 10080, 1759300000), at)},
         {"newer fields are ignored",
-         usageLine(R"({"primary":)" + fiveHour +
-                   R"(,"secondary":null,"credits":{"balance":"5","unlimited":false},"plan_type":"plus"})"),
+         usageLine(
+             R"({"primary":)" + fiveHour +
+             R"(,"secondary":null,"credits":{"balance":"5","unlimited":false},"plan_type":"plus"})"),
          K::usage, usage(window(12.5, 300, 1758812345), std::nullopt, at)},
         {"negative and above-100 shares are kept as written",
          usageLine(
@@ -63,11 +63,13 @@ TEST(CodexLogLine, DecodesOnlyTheShapesItKnows) {
          usageLine(
              R"({"primary":{"used_percent":1,"window_minutes":300.0,"resets_at":1758812345}})"),
          K::usage, usage(window(1, 300, 1758812345), std::nullopt, at)},
-        {"timestamp without a fraction", usageLine(R"({"primary":)" + fiveHour + "}", "2025-09-25T12:34:56Z"),
-         K::usage, usage(window(12.5, 300, 1758812345), std::nullopt, Date::fromUnixTime(lineUnixTime))},
+        {"timestamp without a fraction",
+         usageLine(R"({"primary":)" + fiveHour + "}", "2025-09-25T12:34:56Z"), K::usage,
+         usage(window(12.5, 300, 1758812345), std::nullopt, Date::fromUnixTime(lineUnixTime))},
         {"timestamp with a zero offset",
          usageLine(R"({"primary":)" + fiveHour + "}", "2025-09-25T12:34:56.5+00:00"), K::usage,
-         usage(window(12.5, 300, 1758812345), std::nullopt, Date::fromUnixTime(lineUnixTime + 0.5))},
+         usage(window(12.5, 300, 1758812345), std::nullopt,
+               Date::fromUnixTime(lineUnixTime + 0.5))},
         {"leap day", usageLine(R"({"primary":)" + fiveHour + "}", "2024-02-29T00:00:00Z"), K::usage,
          usage(window(12.5, 300, 1758812345), std::nullopt, Date::fromUnixTime(1709164800))},
 
@@ -95,8 +97,7 @@ TEST(CodexLogLine, DecodesOnlyTheShapesItKnows) {
         {"both windows null", usageLine(R"({"primary":null,"secondary":null})"), K::unrecognised,
          std::nullopt},
         {"no windows at all", usageLine(R"({"credits":{}})"), K::unrecognised, std::nullopt},
-        {"window of another type", usageLine(R"({"primary":12.5})"), K::unrecognised,
-         std::nullopt},
+        {"window of another type", usageLine(R"({"primary":12.5})"), K::unrecognised, std::nullopt},
         {"percentage as a string",
          usageLine(R"({"primary":{"used_percent":"12.5","window_minutes":300,"resets_at":1}})"),
          K::unrecognised, std::nullopt},

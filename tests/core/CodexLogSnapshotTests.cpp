@@ -35,8 +35,8 @@ const CodexLogRateWindow weekly = window(40, weeklyWindowMinutes, oct1);
 const CodexLogRateWindow monthly = window(99.9, 43'200, oct9);
 const CodexLogRateWindow hourly = window(1, 60, in2Hours);
 
-UsageSnapshot snapshot(std::initializer_list<std::pair<std::string UsageSnapshot::*, const char*>>
-                           fields) {
+UsageSnapshot snapshot(
+    std::initializer_list<std::pair<std::string UsageSnapshot::*, const char*>> fields) {
     UsageSnapshot result;
     for (const auto& [field, value] : fields) {
         result.*field = value;
@@ -61,6 +61,9 @@ TEST(CodexLogSnapshot, GivesEachPlanWhatItsMenuShowsOrSaysWhyNot) {
         w.usedPercent = share;
         return w;
     };
+    const std::optional<CodexLogRateWindow> absent;
+    const std::optional<UsageSnapshot> noSnapshot;
+    const std::optional<CodexLogRefusal> accepted;
     const struct {
         const char* name;
         CodexPlan plan;
@@ -69,53 +72,55 @@ TEST(CodexLogSnapshot, GivesEachPlanWhatItsMenuShowsOrSaysWhyNot) {
         std::optional<UsageSnapshot> expected;
         std::optional<CodexLogRefusal> refusal;
     } cases[] = {
-        {"plus", CodexPlan::plus, fiveHour, weekly, 60, plus, {}},
-        {"plus, windows in the other order", CodexPlan::plus, weekly, fiveHour, 60, plus, {}},
-        {"plus without weekly", CodexPlan::plus, fiveHour, {}, 60, {}, R::missingWindow},
-        {"plus, 5h has reset", CodexPlan::plus, stale(fiveHour), weekly, 60, {}, R::staleWindow},
-        {"plus, an hourly window is not a 5h one", CodexPlan::plus, hourly, weekly, 60, {},
+        {"plus", CodexPlan::plus, fiveHour, weekly, 60, plus, accepted},
+        {"plus, windows in the other order", CodexPlan::plus, weekly, fiveHour, 60, plus, accepted},
+        {"plus without weekly", CodexPlan::plus, fiveHour, absent, 60, noSnapshot,
          R::missingWindow},
-        {"plus, written in the future", CodexPlan::plus, fiveHour, weekly, -121, {},
+        {"plus, 5h has reset", CodexPlan::plus, stale(fiveHour), weekly, 60, noSnapshot,
+         R::staleWindow},
+        {"plus, an hourly window is not a 5h one", CodexPlan::plus, hourly, weekly, 60, noSnapshot,
+         R::missingWindow},
+        {"plus, written in the future", CodexPlan::plus, fiveHour, weekly, -121, noSnapshot,
          R::futureTimestamp},
         {"plus, ahead within the clock tolerance", CodexPlan::plus, fiveHour, weekly, -120, plus,
-         {}},
-        {"plus, negative share", CodexPlan::plus, fiveHour, used(weekly, -1), 60, {},
+         accepted},
+        {"plus, negative share", CodexPlan::plus, fiveHour, used(weekly, -1), 60, noSnapshot,
          R::unreadablePercent},
-        {"plus, missing before unreadable", CodexPlan::plus, used(fiveHour, -1), {}, 60, {},
-         R::missingWindow},
-
-        {"free", CodexPlan::freeGo, monthly, {}, 60, freeGo, {}},
-        {"free beside an hourly window", CodexPlan::freeGo, hourly, monthly, 60, freeGo, {}},
-        {"free from a 28-day window", CodexPlan::freeGo, window(99.9, 40'320, oct9), {}, 60,
-         freeGo, {}},
-        {"free from a 31-day window", CodexPlan::freeGo, window(99.9, 44'640, oct9), {}, 60,
-         freeGo, {}},
+        {"plus, missing before unreadable", CodexPlan::plus, used(fiveHour, -1), absent, 60,
+         noSnapshot, R::missingWindow},
+        {"free", CodexPlan::freeGo, monthly, absent, 60, freeGo, accepted},
+        {"free beside an hourly window", CodexPlan::freeGo, hourly, monthly, 60, freeGo, accepted},
+        {"free from a 28-day window", CodexPlan::freeGo, window(99.9, 40'320, oct9), absent, 60,
+         freeGo, accepted},
+        {"free from a 31-day window", CodexPlan::freeGo, window(99.9, 44'640, oct9), absent, 60,
+         freeGo, accepted},
         {"free, a 32-day window is not monthly", CodexPlan::freeGo, window(99.9, 46'080, oct9),
-         {}, 60, {}, R::missingWindow},
-        {"free without monthly", CodexPlan::freeGo, fiveHour, weekly, 60, {}, R::missingWindow},
-        {"free, monthly has reset", CodexPlan::freeGo, stale(monthly), {}, 60, {},
+         absent, 60, noSnapshot, R::missingWindow},
+        {"free without monthly", CodexPlan::freeGo, fiveHour, weekly, 60, noSnapshot,
+         R::missingWindow},
+        {"free, monthly has reset", CodexPlan::freeGo, stale(monthly), absent, 60, noSnapshot,
          R::staleWindow},
-        {"free, written in the future", CodexPlan::freeGo, monthly, {}, -3600, {},
+        {"free, written in the future", CodexPlan::freeGo, monthly, absent, -3600, noSnapshot,
          R::futureTimestamp},
         {"free, share not a number", CodexPlan::freeGo,
-         used(monthly, std::numeric_limits<double>::quiet_NaN()), {}, 60, {},
+         used(monthly, std::numeric_limits<double>::quiet_NaN()), absent, 60, noSnapshot,
          R::unreadablePercent},
-
-        {"pro", CodexPlan::pro, fiveHour, weekly, 60, pro, {}},
-        {"pro needs only weekly", CodexPlan::pro, {}, weekly, 60, pro, {}},
-        {"pro beside an hourly window", CodexPlan::pro, hourly, weekly, 60, pro, {}},
-        {"pro, a stale 5h does not matter", CodexPlan::pro, stale(fiveHour), weekly, 60, pro, {}},
-        {"pro without weekly", CodexPlan::pro, fiveHour, {}, 60, {}, R::missingWindow},
-        {"pro, weekly has reset", CodexPlan::pro, fiveHour, stale(weekly), 60, {},
+        {"pro", CodexPlan::pro, fiveHour, weekly, 60, pro, accepted},
+        {"pro needs only weekly", CodexPlan::pro, absent, weekly, 60, pro, accepted},
+        {"pro beside an hourly window", CodexPlan::pro, hourly, weekly, 60, pro, accepted},
+        {"pro, a stale 5h does not matter", CodexPlan::pro, stale(fiveHour), weekly, 60, pro,
+         accepted},
+        {"pro without weekly", CodexPlan::pro, fiveHour, absent, 60, noSnapshot, R::missingWindow},
+        {"pro, weekly has reset", CodexPlan::pro, fiveHour, stale(weekly), 60, noSnapshot,
          R::staleWindow},
-        {"pro, written in the future", CodexPlan::pro, fiveHour, weekly, -121, {},
+        {"pro, written in the future", CodexPlan::pro, fiveHour, weekly, -121, noSnapshot,
          R::futureTimestamp},
         {"pro, share not finite", CodexPlan::pro, fiveHour,
-         used(weekly, std::numeric_limits<double>::infinity()), 60, {}, R::unreadablePercent},
+         used(weekly, std::numeric_limits<double>::infinity()), 60, noSnapshot,
+         R::unreadablePercent},
     };
     for (const auto& c : cases) {
-        const CodexLogUsageLine line{now.addingTimeInterval(-c.writtenAgo), c.primary,
-                                     c.secondary};
+        const CodexLogUsageLine line{now.addingTimeInterval(-c.writtenAgo), c.primary, c.secondary};
         const CodexLogSnapshotResult result = codexLogSnapshot(c.plan, line, now, formatUtc);
         EXPECT_EQ(result.refusal, c.refusal) << c.name;
         ASSERT_EQ(result.reading.has_value(), c.expected.has_value()) << c.name;
@@ -135,9 +140,9 @@ TEST(CodexLogSnapshot, KeepsTheExactShareAndResetOfTheWindowsItShows) {
     const CodexLogUsageLine line{now, window(12.5, 300, in2Hours), window(103, 10'080, oct1)};
     const auto result = codexLogSnapshot(CodexPlan::plus, line, now, formatUtc);
     ASSERT_TRUE(result.reading);
-    EXPECT_EQ(result.reading->remainingPercent,
-              (std::map<QuotaWindow, double>{{QuotaWindow::fiveHour, 87.5},
-                                             {QuotaWindow::weekly, 0}}));
+    EXPECT_EQ(
+        result.reading->remainingPercent,
+        (std::map<QuotaWindow, double>{{QuotaWindow::fiveHour, 87.5}, {QuotaWindow::weekly, 0}}));
     EXPECT_EQ(result.reading->resetsAt,
               (std::map<QuotaWindow, Date>{{QuotaWindow::fiveHour, in2Hours},
                                            {QuotaWindow::weekly, oct1}}));
@@ -180,10 +185,14 @@ TEST(CodexLogWindowLength, NamesOnlyTheLengthsCodexUses) {
         int minutes;
         std::optional<QuotaWindow> window;
     } cases[] = {
-        {300, QuotaWindow::fiveHour},   {299, std::nullopt},
-        {10'080, QuotaWindow::weekly},  {40'319, std::nullopt},
-        {40'320, QuotaWindow::monthly}, {43'200, QuotaWindow::monthly},
-        {44'640, QuotaWindow::monthly}, {44'641, std::nullopt},
+        {300, QuotaWindow::fiveHour},
+        {299, std::nullopt},
+        {10'080, QuotaWindow::weekly},
+        {40'319, std::nullopt},
+        {40'320, QuotaWindow::monthly},
+        {43'200, QuotaWindow::monthly},
+        {44'640, QuotaWindow::monthly},
+        {44'641, std::nullopt},
         {0, std::nullopt},
     };
     for (const auto& c : cases) {
@@ -193,8 +202,8 @@ TEST(CodexLogWindowLength, NamesOnlyTheLengthsCodexUses) {
 
 // The menu's lines for the same figures, as Codex writes them.
 std::optional<UsageSnapshot> menuSnapshot(CodexPlan plan, int remaining,
-                                          const std::string& resetText,
-                                          int weeklyRemaining, const std::string& weeklyReset) {
+                                          const std::string& resetText, int weeklyRemaining,
+                                          const std::string& weeklyReset) {
     const std::string left = std::to_string(remaining) + "% left";
     switch (plan) {
         case CodexPlan::plus:
@@ -207,8 +216,8 @@ std::optional<UsageSnapshot> menuSnapshot(CodexPlan plan, int remaining,
         case CodexPlan::pro: {
             const auto values = ProProfileUsageMenuParser::parse(
                 {"Signed in", "Personal", "Settings", "Usage remaining",
-                 "Weekly limit " + std::to_string(weeklyRemaining) + "% left",
-                 "Keyboard shortcuts", "Log out"},
+                 "Weekly limit " + std::to_string(weeklyRemaining) + "% left", "Keyboard shortcuts",
+                 "Log out"},
                 [] { return std::vector<std::string>{}; });
             if (!values) {
                 return std::nullopt;
@@ -246,11 +255,11 @@ TEST(CodexLogSnapshot, ReadsTheSameAsTheMenuWithTheSameFigures) {
         const int firstLength = c.plan == CodexPlan::freeGo ? 43'200 : fiveHourWindowMinutes;
         line.primary = window(c.used, firstLength, Date::fromUnixTime(c.resetsAtUnix));
         if (c.plan != CodexPlan::freeGo) {
-            line.secondary = window(c.weeklyUsed, weeklyWindowMinutes,
-                                    Date::fromUnixTime(c.weeklyResetsAtUnix));
+            line.secondary =
+                window(c.weeklyUsed, weeklyWindowMinutes, Date::fromUnixTime(c.weeklyResetsAtUnix));
         }
-        const std::string context = std::string(rawValue(c.plan)) + " " + c.resetText + " " +
-                                    c.weeklyResetText;
+        const std::string context =
+            std::string(rawValue(c.plan)) + " " + c.resetText + " " + c.weeklyResetText;
         // The test's formatter writes what the menu shows.
         if (c.plan != CodexPlan::pro) {
             const std::string_view pattern =

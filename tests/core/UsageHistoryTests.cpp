@@ -31,7 +31,9 @@ TEST(UsageHistory, RecordsWhatAddsSomethingAndDropsWhatTheLimitsNoLongerAllow) {
         std::vector<bool> added;
         std::vector<double> keptMinutes;
     } cases[] = {
-        {"a repeat within five minutes adds nothing", {point(0, 50), point(4, 50)}, {true, false},
+        {"a repeat within five minutes adds nothing",
+         {point(0, 50), point(4, 50)},
+         {true, false},
          {0}},
         {"a repeat five minutes later is kept", {point(0, 50), point(5, 50)}, {true, true}, {0, 5}},
         {"a repeat is measured from the last kept point",
@@ -48,7 +50,9 @@ TEST(UsageHistory, RecordsWhatAddsSomethingAndDropsWhatTheLimitsNoLongerAllow) {
          {true, false},
          {0}},
         {"an older point is ignored", {point(10, 50), point(5, 60)}, {true, false}, {10}},
-        {"a point at the same time is kept", {point(10, 50), point(10, 49)}, {true, true},
+        {"a point at the same time is kept",
+         {point(10, 50), point(10, 49)},
+         {true, true},
          {10, 10}},
         {"a share that is not a number is ignored",
          {point(0, std::numeric_limits<double>::quiet_NaN())},
@@ -70,8 +74,7 @@ TEST(UsageHistory, RecordsWhatAddsSomethingAndDropsWhatTheLimitsNoLongerAllow) {
             added.push_back(history.record(CodexPlan::plus, QuotaWindow::fiveHour, p));
         }
         EXPECT_EQ(added, c.added) << c.name;
-        EXPECT_EQ(minutesOf(history.points(CodexPlan::plus, QuotaWindow::fiveHour)),
-                  c.keptMinutes)
+        EXPECT_EQ(minutesOf(history.points(CodexPlan::plus, QuotaWindow::fiveHour)), c.keptMinutes)
             << c.name;
         EXPECT_TRUE(history.points(CodexPlan::plus, QuotaWindow::weekly).empty()) << c.name;
         EXPECT_TRUE(history.points(CodexPlan::pro, QuotaWindow::fiveHour).empty()) << c.name;
@@ -97,10 +100,11 @@ TEST(UsageHistory, PrunesByTheClockAndGivesTheCurrentWindowsPoints) {
     ASSERT_TRUE(history.record(CodexPlan::plus, QuotaWindow::fiveHour,
                                point(20, 45, reset.addingTimeInterval(-100))));
     ASSERT_TRUE(history.record(CodexPlan::plus, QuotaWindow::fiveHour, point(30, 100, nextReset)));
-    ASSERT_TRUE(history.record(CodexPlan::plus, QuotaWindow::fiveHour, point(40, 90, std::nullopt)));
+    ASSERT_TRUE(
+        history.record(CodexPlan::plus, QuotaWindow::fiveHour, point(40, 90, std::nullopt)));
     EXPECT_EQ(history.currentWindowPoints(CodexPlan::plus, QuotaWindow::fiveHour, reset),
-              (std::vector<UsagePoint>{{point(0, 0).at, 60}, {point(10, 0).at, 50},
-                                       {point(20, 0).at, 45}}));
+              (std::vector<UsagePoint>{
+                  {point(0, 0).at, 60}, {point(10, 0).at, 50}, {point(20, 0).at, 45}}));
     EXPECT_EQ(history.currentWindowPoints(CodexPlan::plus, QuotaWindow::fiveHour,
                                           reset.addingTimeInterval(121)),
               std::vector<UsagePoint>{});
