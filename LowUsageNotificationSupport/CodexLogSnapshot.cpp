@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cmath>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "LowUsageNotificationSupport/QuotaSchema.h"
@@ -43,28 +44,17 @@ std::optional<int> codexLogRemainingPercent(double usedPercent) {
 
 namespace {
 
-std::string* percentageField(UsageSnapshot& snapshot, QuotaWindow window) {
+// The snapshot's percentage and reset fields of a window.
+std::pair<std::string UsageSnapshot::*, std::string UsageSnapshot::*> fields(QuotaWindow window) {
     switch (window) {
         case QuotaWindow::fiveHour:
-            return &snapshot.fiveHour;
+            return {&UsageSnapshot::fiveHour, &UsageSnapshot::fiveHourReset};
         case QuotaWindow::weekly:
-            return &snapshot.weekly;
+            return {&UsageSnapshot::weekly, &UsageSnapshot::weeklyReset};
         case QuotaWindow::monthly:
-            return &snapshot.monthly;
+            return {&UsageSnapshot::monthly, &UsageSnapshot::monthlyReset};
     }
-    return &snapshot.monthly;
-}
-
-std::string* resetField(UsageSnapshot& snapshot, QuotaWindow window) {
-    switch (window) {
-        case QuotaWindow::fiveHour:
-            return &snapshot.fiveHourReset;
-        case QuotaWindow::weekly:
-            return &snapshot.weeklyReset;
-        case QuotaWindow::monthly:
-            return &snapshot.monthlyReset;
-    }
-    return &snapshot.monthlyReset;
+    return {&UsageSnapshot::monthly, &UsageSnapshot::monthlyReset};
 }
 
 // The line's window of each length it states, the first listed when two share a length.
@@ -117,12 +107,13 @@ CodexLogSnapshotResult codexLogSnapshot(CodexPlan plan, const CodexLogUsageLine&
     const bool showsResets = schema != QuotaSchema::proGeneralWeeklyPercentageOnly;
     for (const QuotaWindow length : required) {
         const CodexLogRateWindow& stated = window(length)->second;
-        *percentageField(reading.snapshot, length) =
+        const auto [percentage, reset] = fields(length);
+        reading.snapshot.*percentage =
             std::to_string(*codexLogRemainingPercent(stated.usedPercent)) + "%";
         if (showsResets) {
             const std::string_view pattern =
                 length == QuotaWindow::fiveHour ? fiveHourResetPattern : dateResetPattern;
-            *resetField(reading.snapshot, length) = formatReset(stated.resetsAt, pattern);
+            reading.snapshot.*reset = formatReset(stated.resetsAt, pattern);
         }
         reading.remainingPercent[length] = std::clamp(100 - stated.usedPercent, 0.0, 100.0);
         reading.resetsAt[length] = stated.resetsAt;

@@ -35,24 +35,12 @@ const CodexLogRateWindow weekly = window(40, weeklyWindowMinutes, oct1);
 const CodexLogRateWindow monthly = window(99.9, 43'200, oct9);
 const CodexLogRateWindow hourly = window(1, 60, in2Hours);
 
-UsageSnapshot snapshot(
-    std::initializer_list<std::pair<std::string UsageSnapshot::*, const char*>> fields) {
-    UsageSnapshot result;
-    for (const auto& [field, value] : fields) {
-        result.*field = value;
-    }
-    return result;
-}
-
 TEST(CodexLogSnapshot, GivesEachPlanWhatItsMenuShowsOrSaysWhyNot) {
     using R = CodexLogRefusal;
-    using S = UsageSnapshot;
-    const UsageSnapshot plus = snapshot({{&S::fiveHour, "87%"},
-                                         {&S::fiveHourReset, "3:00 PM"},
-                                         {&S::weekly, "60%"},
-                                         {&S::weeklyReset, "Oct 1"}});
-    const UsageSnapshot freeGo = snapshot({{&S::monthly, "0%"}, {&S::monthlyReset, "Oct 9"}});
-    const UsageSnapshot pro = snapshot({{&S::weekly, "60%"}});
+    const UsageSnapshot plus{
+        .fiveHour = "87%", .fiveHourReset = "3:00 PM", .weekly = "60%", .weeklyReset = "Oct 1"};
+    const UsageSnapshot freeGo{.monthly = "0%", .monthlyReset = "Oct 9"};
+    const UsageSnapshot pro{.weekly = "60%"};
     const auto stale = [](CodexLogRateWindow w) {
         w.resetsAt = now;
         return w;
