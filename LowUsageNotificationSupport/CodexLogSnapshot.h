@@ -35,10 +35,10 @@ using ResetTextFormatter = std::function<std::string(Date date, std::string_view
 
 // Why a usage line gives no snapshot for the plan.
 enum class CodexLogRefusal {
-    missingWindow,       // the plan needs a window the line does not have
-    staleWindow,         // a window the plan needs has already reset
-    unreadablePercent,   // a value below 0 or not a number
-    futureTimestamp,     // written after now: it would hide every later reading
+    missingWindow,      // the plan needs a window the line does not have (or cannot be shown)
+    staleWindow,        // a window the plan needs has already reset
+    unreadablePercent,  // a value below 0 or not a number
+    futureTimestamp,    // written after now: it would hide every later reading
 };
 
 template <>

@@ -31,7 +31,7 @@ inline constexpr double usageHistoryRepeatInterval = 5 * 60;
 
 // The local record of readings per plan and window, oldest first. Bounded by the limits above so
 // the file never grows without end; the series of plans and windows this version does not know
-// are kept as they were.
+// are kept as they were, as far as they are lists of readable points.
 class UsageHistory {
   public:
     // Adds a reading and drops what the limits no longer allow; false when it added nothing.
