@@ -68,7 +68,8 @@ class ReadableFile {
     // The open file's own status: still right when the name has since been replaced.
     [[nodiscard]] virtual FileStatusResult status() = 0;
     // Up to `length` bytes at `offset` into `buffer`; the count read (0 at the end), or -1.
-    [[nodiscard]] virtual std::ptrdiff_t read(uint64_t offset, char* buffer, std::size_t length) = 0;
+    [[nodiscard]] virtual std::ptrdiff_t read(uint64_t offset, char* buffer,
+                                              std::size_t length) = 0;
 };
 
 struct OpenedFile {

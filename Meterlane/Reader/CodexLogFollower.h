@@ -84,7 +84,8 @@ class CodexLogFollower {
     const CodexLogFollowerStatus& status() const { return status_; }
     const CodexLogFollowerStatistics& statistics() const { return statistics_; }
     // The folders whose changes matter now: the sessions folder, its year and month folders,
-    // and the day folders of the followed files and of today.
+    // and the day folders of the followed files and the newest day's (today's, while Codex
+    // runs), which are also the only folders statted between full scans.
     std::vector<std::string> foldersToWatch() const;
 
   private:

@@ -114,15 +114,22 @@ FakeFileSystem::Node* FakeFileSystem::node(const std::string& resolvedPath) {
     return found == nodes_.end() ? nullptr : &found->second;
 }
 
+FakeFileSystem::Resolution FakeFileSystem::reach(const std::string& path, std::size_t& counter) {
+    ++counter;
+    accessed_.push_back(path);
+    Resolution resolved = resolve(path);
+    if (resolved.problem == FileProblem::none) {
+        if (const auto problem = problems_.find(resolved.path); problem != problems_.end()) {
+            resolved.problem = problem->second;
+        }
+    }
+    return resolved;
+}
+
 DirectoryListing FakeFileSystem::list(const std::string& folder) {
-    ++counters_->lists;
-    accessed_.push_back(folder);
-    const Resolution resolved = resolve(folder);
+    const Resolution resolved = reach(folder, counters_->lists);
     if (resolved.problem != FileProblem::none) {
         return DirectoryListing{resolved.problem, {}};
-    }
-    if (const auto problem = problems_.find(resolved.path); problem != problems_.end()) {
-        return DirectoryListing{problem->second, {}};
     }
     if (const Node* entry = node(resolved.path); entry && entry->kind != Kind::folder) {
         return DirectoryListing{FileProblem::notADirectory, {}};
@@ -168,14 +175,9 @@ FileStatusResult FakeFileSystem::status(const std::string& path) {
 }
 
 OpenedFile FakeFileSystem::open(const std::string& path) {
-    ++counters_->opens;
-    accessed_.push_back(path);
-    const Resolution resolved = resolve(path);
+    const Resolution resolved = reach(path, counters_->opens);
     if (resolved.problem != FileProblem::none) {
         return OpenedFile{resolved.problem, nullptr};
-    }
-    if (const auto problem = problems_.find(resolved.path); problem != problems_.end()) {
-        return OpenedFile{problem->second, nullptr};
     }
     const Node* entry = node(resolved.path);
     if (entry == nullptr || entry->kind != Kind::file) {

@@ -86,6 +86,9 @@ class FakeFileSystem final : public FileSystem {
     class OpenFile;
 
     Resolution resolve(const std::string& path) const;
+    // Counts and records the call, then resolves the path with its own planted problem: what
+    // listing or opening it meets.
+    Resolution reach(const std::string& path, std::size_t& counter);
     Node* node(const std::string& resolvedPath);
     void entryChanged(const std::string& path);
     Node& fileAt(const std::string& path, Date modified);
