@@ -37,6 +37,10 @@ class PosixFileSystem : public FileSystem {
     [[nodiscard]] std::unique_ptr<Subscription> watch(const std::vector<std::string>& folders,
                                                       std::function<void()> changed) override;
 
+  protected:
+    // The loop that watches are delivered on, if any; a platform's own watcher may use it too.
+    PosixRunLoop* runLoop() const { return runLoop_; }
+
   private:
     PosixRunLoop* runLoop_;
 };
