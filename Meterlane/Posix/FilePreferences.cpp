@@ -1,84 +1,21 @@
 #include "Meterlane/Posix/FilePreferences.h"
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cmath>
 #include <cstdlib>
-#include <cstring>
 #include <iostream>
+#include <limits>
 #include <system_error>
+
+#include "Meterlane/Posix/WholeFile.h"
 
 namespace gaugely {
 namespace {
 
 std::string errorText(int error) {
     return std::generic_category().message(error);
-}
-
-// Closes on every path out of the write.
-class FileDescriptor {
-  public:
-    explicit FileDescriptor(int fd) : fd_(fd) {}
-    ~FileDescriptor() {
-        if (fd_ >= 0) {
-            ::close(fd_);
-        }
-    }
-    FileDescriptor(const FileDescriptor&) = delete;
-    FileDescriptor& operator=(const FileDescriptor&) = delete;
-
-    int get() const { return fd_; }
-    explicit operator bool() const { return fd_ >= 0; }
-    // Reports close's own failure: on some file systems that is where a write error surfaces.
-    int close() {
-        const int result = ::close(fd_);
-        fd_ = -1;
-        return result;
-    }
-
-  private:
-    int fd_;
-};
-
-enum class ReadResult { ok, absent, failed };
-
-ReadResult readWholeFile(const std::filesystem::path& path, std::string& contents, int& error) {
-    FileDescriptor fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
-    if (!fd) {
-        error = errno;
-        return error == ENOENT ? ReadResult::absent : ReadResult::failed;
-    }
-    char buffer[16384];
-    for (;;) {
-        const ssize_t count = ::read(fd.get(), buffer, sizeof buffer);
-        if (count < 0) {
-            if (errno == EINTR) {
-                continue;
-            }
-            error = errno;
-            return ReadResult::failed;
-        }
-        if (count == 0) {
-            return ReadResult::ok;
-        }
-        contents.append(buffer, static_cast<std::size_t>(count));
-    }
-}
-
-bool writeAll(int fd, std::string_view bytes) {
-    while (!bytes.empty()) {
-        const ssize_t count = ::write(fd, bytes.data(), bytes.size());
-        if (count < 0) {
-            if (errno == EINTR) {
-                continue;
-            }
-            return false;
-        }
-        bytes.remove_prefix(static_cast<std::size_t>(count));
-    }
-    return true;
 }
 
 }  // namespace
@@ -111,15 +48,16 @@ FilePreferences::FilePreferences(std::filesystem::path file, WarningHandler warn
 void FilePreferences::load() {
     std::string contents;
     int error = 0;
-    switch (readWholeFile(file_, contents, error)) {
-        case ReadResult::absent:
+    switch (readWholeFile(file_, std::numeric_limits<std::size_t>::max(), contents, error)) {
+        case WholeFileRead::absent:
             return;
-        case ReadResult::failed:
+        case WholeFileRead::tooLarge:
+        case WholeFileRead::failed:
             persistent_ = false;
             warning_("could not read preferences " + file_.string() + ": " + errorText(error) +
                      "; changes will not be saved this session");
             return;
-        case ReadResult::ok:
+        case WholeFileRead::ok:
             break;
     }
     if (auto values = decodePreferencesDocument(contents)) {
@@ -229,50 +167,12 @@ bool FilePreferences::writeFile() {
         return false;
     }
     writePending_ = true;
-    const std::filesystem::path folder = file_.parent_path().empty() ? "." : file_.parent_path();
-    const auto fail = [&](const std::string& step, int error) {
-        warning_("could not save preferences " + file_.string() + " (" + step +
-                 "): " + errorText(error) + "; the change is kept in memory");
+    const std::string suffix = std::to_string(::getpid()) + "-" + std::to_string(++writeSequence_);
+    if (const auto failure =
+            replaceWholeFile(file_, encodePreferencesDocument(values_), suffix, writeObserver_)) {
+        warning_("could not save preferences " + file_.string() + " (" + failure->step +
+                 "): " + errorText(failure->error) + "; the change is kept in memory");
         return false;
-    };
-
-    std::error_code ec;
-    std::filesystem::create_directories(folder, ec);
-    if (ec) {
-        return fail("creating " + folder.string(), ec.value());
-    }
-
-    // Same folder as the file, so the rename stays on one file system and is atomic.
-    const std::filesystem::path temporary = file_.string() + ".tmp-" + std::to_string(::getpid()) +
-                                            "-" + std::to_string(++writeSequence_);
-    {
-        FileDescriptor fd(
-            ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0600));
-        if (!fd) {
-            return fail("creating " + temporary.string(), errno);
-        }
-        const std::string text = encodePreferencesDocument(values_);
-        if (!writeAll(fd.get(), text) || ::fsync(fd.get()) != 0 || fd.close() != 0) {
-            const int error = errno;
-            ::unlink(temporary.c_str());
-            return fail("writing " + temporary.string(), error);
-        }
-    }
-    if (writeObserver_) {
-        writeObserver_(WriteStage::temporaryFileWritten);
-    }
-    if (::rename(temporary.c_str(), file_.c_str()) != 0) {
-        const int error = errno;
-        ::unlink(temporary.c_str());
-        return fail("replacing the file", error);
-    }
-    if (writeObserver_) {
-        writeObserver_(WriteStage::renamed);
-    }
-    // The rename itself lives in the folder; without this a power loss could undo it.
-    FileDescriptor directory(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!directory || ::fsync(directory.get()) != 0) {
-        return fail("flushing " + folder.string(), errno);
     }
     writePending_ = false;
     return true;

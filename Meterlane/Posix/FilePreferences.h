@@ -9,6 +9,7 @@
 
 #include "Meterlane/Platform/Preferences.h"
 #include "Meterlane/Posix/PreferencesDocument.h"
+#include "Meterlane/Posix/WholeFile.h"
 
 namespace gaugely {
 
@@ -27,7 +28,7 @@ class FilePreferences final : public Preferences {
     using WarningHandler = std::function<void(const std::string& message)>;
 
     // Where the crash tests interrupt a write.
-    enum class WriteStage : uint8_t { temporaryFileWritten, renamed };
+    using WriteStage = WholeFileWriteStage;
     using WriteObserver = std::function<void(WriteStage)>;
 
     // $XDG_CONFIG_HOME/gaugely/<domain>.json, or ~/.config/gaugely/<domain>.json when it is unset

@@ -19,6 +19,9 @@ class StopSignals {
     std::optional<int> signal() const;
     // Waits up to `seconds`, returning early when a stop signal arrives (or already has).
     void sleep(double seconds) const;
+    // Becomes readable when a stop signal arrives, for a loop that waits in poll(); -1 when the
+    // pipe could not be made. Not to be read from: the byte also wakes later sleepers.
+    int wakeDescriptor() const { return readEnd_; }
 
     // The conventional exit status after a signal: 128 + its number (130 for SIGINT).
     static int exitStatus(int signal) { return 128 + signal; }

@@ -23,6 +23,13 @@ struct CodexLogFollowerLimits {
     std::size_t longestLine = 1u << 20;
     // How many of the most recently modified session files are followed.
     std::size_t followedFiles = 4;
+    // Between looks only the followed files and the folders whose entries matter are statted;
+    // the whole tree is listed again after this many looks, or when one of those folders
+    // changed. A hostile tree ends the walk: at most this many entries of one folder, and of
+    // the whole walk, are considered (newest names first).
+    std::size_t looksPerFullScan = 12;
+    std::size_t entriesPerFolder = 4096;
+    std::size_t entriesPerScan = 1u << 16;
 };
 
 // What the last look found, for the settings window's line and `gaugely usage`.
@@ -48,6 +55,10 @@ struct CodexLogFollowerStatistics {
     uint64_t opens = 0;
     uint64_t looks = 0;
     std::size_t largestBuffer = 0;
+    // What the looks asked of the file system, and how many listed the whole tree.
+    uint64_t lists = 0;
+    uint64_t statuses = 0;
+    uint64_t fullScans = 0;
 };
 
 // Reads the usage lines Codex appends to its session logs under
@@ -75,11 +86,41 @@ class CodexLogFollower {
     const CodexLogFollowerStatus& status() const { return status_; }
     const CodexLogFollowerStatistics& statistics() const { return statistics_; }
     // The folders whose changes matter now: the sessions folder, its year and month folders,
-    // and the day folders of the followed files and of today.
+    // and the day folders of the followed files and the newest day's (today's, while Codex
+    // runs), which are also the only folders statted between full scans.
     std::vector<std::string> foldersToWatch() const;
 
   private:
     struct FollowedFile;
+    // A folder of the tree with what stat said of it just before it was listed: a folder's
+    // modification time changes when an entry is added or removed.
+    struct KnownFolder {
+        std::string path;
+        FileProblem problem = FileProblem::none;
+        FileStatus status;
+        int depth = 0;
+    };
+
+    std::string sessionsFolder() const;
+    FileStatusResult statusOf(const std::string& path);
+    DirectoryListing listingOf(const std::string& folder);
+    void scan();
+    void scanFolder(const std::string& folder, int depth, std::vector<DirectoryEntry> entries,
+                    std::size_t& budget);
+    bool watchedFoldersChanged();
+    void restatFollowedFiles();
+    void chooseFollowedFiles();
+    std::vector<std::string> hotFolders() const;
+    void follow(const std::string& path, FollowedFile& file, const FileStatus& status);
+    void readFirstTime(const std::string& path, FollowedFile& file, const FileStatus& status);
+    void readBackwards(FollowedFile& file, uint64_t size);
+    void readAppended(FollowedFile& file, uint64_t end);
+    void takeAppendedBytes(FollowedFile& file, std::string_view bytes);
+    bool readExactly(FollowedFile& file, uint64_t offset, char* buffer, std::size_t length);
+    bool deliver(std::string_view line);
+    void noteBuffer(std::size_t bytes);
+    void noteProblem(FileProblem problem, bool duringScan);
+
     FileSystem& fileSystem_;
     std::string codexHome_;
     LineHandler handler_;
@@ -87,6 +128,15 @@ class CodexLogFollower {
     CodexLogFollowerStatus status_;
     CodexLogFollowerStatistics statistics_;
     std::map<std::string, std::unique_ptr<FollowedFile>> followed_;
+    // From the last full scan (followed files restatted since): session files by path.
+    std::map<std::string, FileStatus> sessionFiles_;
+    std::vector<KnownFolder> folders_;
+    bool scanned_ = false;
+    std::size_t looksSinceScan_ = 0;
+    std::size_t scanUnreadable_ = 0;
+    FileProblem scanLastProblem_ = FileProblem::none;
+    std::size_t lookUnreadable_ = 0;
+    FileProblem lookLastProblem_ = FileProblem::none;
 };
 
 // Keeps a follower looking: on every change the file system tells of, or every 5 s when it
@@ -95,6 +145,9 @@ class CodexLogFollower {
 class CodexLogWatcher {
   public:
     static constexpr double pollInterval = 5;
+    // A burst of changes (a session writing line after line) becomes one look this long after
+    // its first change.
+    static constexpr double changeDelay = 0.5;
 
     // `afterLook` runs after every look, so the owner can publish what it found.
     CodexLogWatcher(CodexLogFollower& follower, FileSystem& fileSystem, MainQueue& mainQueue,
@@ -109,6 +162,7 @@ class CodexLogWatcher {
 
   private:
     void lookAndRenew();
+    void lookSoon();
 
     CodexLogFollower& follower_;
     FileSystem& fileSystem_;

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <cstddef>
+#include <filesystem>
+#include <string>
+
+#include "Meterlane/Platform/DocumentStore.h"
+
+namespace gaugely {
+
+// One document in one file on disk. A read takes at most `largestDocument` bytes: a larger file
+// is not ours to load (and is never overwritten by a failed read, since the caller keeps its
+// defaults). A replacement is atomic (see WholeFile.h) and creates missing folders, readable by
+// this user only.
+class FileDocumentStore final : public DocumentStore {
+  public:
+    static constexpr std::size_t largestDocument = 4u << 20;
+
+    explicit FileDocumentStore(std::filesystem::path file) : file_(std::move(file)) {}
+
+    [[nodiscard]] ReadResult read() override;
+    [[nodiscard]] bool replace(const std::string& bytes) override;
+
+    const std::filesystem::path& file() const { return file_; }
+
+  private:
+    std::filesystem::path file_;
+    unsigned writeSequence_ = 0;
+};
+
+}  // namespace gaugely

@@ -1,0 +1,133 @@
+#include <benchmark/benchmark.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include "Meterlane/Posix/PosixFileSystem.h"
+#include "Meterlane/Reader/CodexLogFollower.h"
+
+// The follower over a 200 MB session log on the real disk: what a first look reads (backwards
+// to the reading near the end) and what a later look reads after about 10 KB were appended.
+
+namespace gaugely {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::size_t logSize = 200u << 20;
+
+const char* const usageLineText =
+    R"({"timestamp":"2026-11-21T09:00:00.000Z","type":"event_msg","payload":{"type":"token_count","info":null,"rate_limits":{"primary":{"used_percent":12.0,"window_minutes":300,"resets_at":1795000000},"secondary":{"used_percent":40.0,"window_minutes":10080,"resets_at":1795500000}}}})";
+
+// Conversation of mixed lengths: short events, messages, long tool output.
+std::string conversationLine(unsigned n) {
+    static const std::size_t lengths[] = {120, 480, 2000, 64, 9000, 300};
+    const std::size_t length = lengths[n % 6];
+    std::string text =
+        R"({"timestamp":"2026-11-21T09:00:00.000Z","type":"response_item","payload":{"type":"message","content":")";
+    while (text.size() < length) {
+        text += "the quick brown fox jumps over the lazy dog ";
+    }
+    return text + "\"}}\n";
+}
+
+// Written once per run, removed at exit.
+class LargeLog {
+  public:
+    LargeLog() {
+        std::string pattern = (fs::temp_directory_path() / "gaugely-bench-XXXXXX").string();
+        if (::mkdtemp(pattern.data()) == nullptr) {
+            std::abort();
+        }
+        root_ = pattern;
+        file_ = root_ / "sessions" / "2026" / "11" / "21" / "rollout-bench.jsonl";
+        fs::create_directories(file_.parent_path());
+        std::ofstream out(file_, std::ios::binary);
+        std::size_t written = 0;
+        unsigned n = 0;
+        // The reading sits about 50 KB before the end, with conversation after it.
+        while (written < logSize - (50u << 10)) {
+            const std::string line = conversationLine(n++);
+            out << line;
+            written += line.size();
+        }
+        out << usageLineText << '\n';
+        while (written < logSize) {
+            const std::string line = conversationLine(n++);
+            out << line;
+            written += line.size();
+        }
+    }
+    ~LargeLog() {
+        std::error_code ignored;
+        fs::remove_all(root_, ignored);
+    }
+    std::string home() const { return root_.string(); }
+    const fs::path& file() const { return file_; }
+
+  private:
+    fs::path root_;
+    fs::path file_;
+};
+
+LargeLog& largeLog() {
+    static LargeLog log;
+    return log;
+}
+
+void appendAbout10KB(const fs::path& file) {
+    std::ofstream out(file, std::ios::binary | std::ios::app);
+    std::size_t written = 0;
+    for (unsigned n = 0; written < 10000; ++n) {
+        const std::string line = conversationLine(n % 4 == 3 ? 0 : n);
+        out << line;
+        written += line.size();
+    }
+    out << usageLineText << '\n';
+}
+
+void codexLogFirstLook(benchmark::State& state) {
+    LargeLog& log = largeLog();
+    PosixFileSystem files;
+    CodexLogFollowerStatistics last;
+    for (auto _ : state) {
+        CodexLogFollower follower(files, log.home(), [](std::string_view) { return true; });
+        follower.look();
+        last = follower.statistics();
+    }
+    state.counters["bytesRead"] = static_cast<double>(last.bytesRead);
+    state.counters["largestBuffer"] = static_cast<double>(last.largestBuffer);
+    state.counters["fileBytes"] = static_cast<double>(fs::file_size(log.file()));
+}
+BENCHMARK(codexLogFirstLook)->Unit(benchmark::kMicrosecond);
+
+void codexLogLookAfterAppend(benchmark::State& state) {
+    LargeLog& log = largeLog();
+    PosixFileSystem files;
+    CodexLogFollower follower(files, log.home(), [](std::string_view) { return true; });
+    follower.look();
+    uint64_t bytesRead = 0;
+    uint64_t accepted = follower.status().acceptedLines;
+    for (auto _ : state) {
+        state.PauseTiming();
+        appendAbout10KB(log.file());
+        const uint64_t before = follower.statistics().bytesRead;
+        state.ResumeTiming();
+        follower.look();
+        bytesRead = follower.statistics().bytesRead - before;
+    }
+    state.counters["bytesRead"] = static_cast<double>(bytesRead);
+    state.counters["largestBuffer"] = static_cast<double>(follower.statistics().largestBuffer);
+    state.counters["readingsPerLook"] =
+        static_cast<double>(follower.status().acceptedLines - accepted) /
+        static_cast<double>(state.iterations());
+}
+// A fixed count keeps the file from growing by gigabytes on a fast disk.
+BENCHMARK(codexLogLookAfterAppend)->Unit(benchmark::kMicrosecond)->Iterations(2000);
+
+}  // namespace
+}  // namespace gaugely

@@ -1,0 +1,356 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "LogWorld.h"
+
+namespace gaugely::logs {
+namespace {
+
+const std::string logA = day + "/rollout-2026-11-21T09-00-00-a.jsonl";
+const std::string sessions = home + "/sessions";
+
+TEST(CodexLogFollower, AFirstLookReadsBackOnlyAsFarAsTheNewestAcceptedLine) {
+    const struct {
+        const char* name;
+        bool accepts;
+        std::vector<int> expected;
+    } cases[] = {
+        {"the newest line is a reading", true, {3}},
+        // Lines the decoder does not take keep the search going, newest first, to the start.
+        {"no line is a reading", false, {3, 2, 1}},
+    };
+    for (const auto& c : cases) {
+        LogWorld world;
+        world.accepts = c.accepts;
+        const std::string text = usageLine(1) + conversationOf(2u << 20) + usageLine(2) +
+                                 conversationOf(1u << 20) + usageLine(3) + conversation(900);
+        world.files.writeFile(logA, text, at(0));
+        world.follower.look();
+        EXPECT_EQ(world.taken(), c.expected) << c.name;
+        const auto read = world.follower.statistics().bytesRead;
+        if (c.accepts) {
+            EXPECT_LE(read, 64u << 10) << c.name << ": one chunk holds the last lines";
+        } else {
+            EXPECT_EQ(read, text.size()) << c.name;
+        }
+        EXPECT_EQ(world.follower.status().candidateLines, c.expected.size()) << c.name;
+    }
+}
+
+TEST(CodexLogFollower, LaterLooksReadOnlyWhatWasAppended) {
+    LogWorld world;
+    world.files.writeFile(logA, conversationOf(1u << 20) + usageLine(1), at(0));
+    world.follower.look();
+    EXPECT_EQ(world.taken(), std::vector<int>{1});
+    const auto before = world.follower.statistics();
+
+    const std::string appended = conversationOf(10000) + usageLine(2) + usageLine(3);
+    world.files.append(logA, appended, at(5));
+    world.follower.look();
+    EXPECT_EQ(world.taken(), (std::vector<int>{2, 3})) << "in the order they were written";
+    EXPECT_EQ(world.follower.statistics().bytesRead - before.bytesRead, appended.size());
+    EXPECT_EQ(world.follower.statistics().opens, before.opens) << "the file stays open";
+
+    world.follower.look();
+    EXPECT_TRUE(world.taken().empty());
+    EXPECT_EQ(world.follower.statistics().bytesRead - before.bytesRead, appended.size());
+}
+
+TEST(CodexLogFollower, AnUnfinishedLastLineWaitsForItsNewline) {
+    const std::string whole = usageLine(2);
+    const struct {
+        const char* name;
+        std::string initial;
+        std::vector<std::string> appends;
+    } cases[] = {
+        {"cut after the first look", usageLine(1), {whole.substr(0, 30), whole.substr(30)}},
+        {"cut into three",
+         usageLine(1),
+         {whole.substr(0, 5), whole.substr(5, 50), whole.substr(55)}},
+        {"unfinished at the first look", usageLine(1) + whole.substr(0, 40), {whole.substr(40)}},
+        {"only an unfinished line at first", whole.substr(0, 40), {whole.substr(40)}},
+    };
+    for (const auto& c : cases) {
+        LogWorld world;
+        world.files.writeFile(logA, c.initial, at(0));
+        world.follower.look();
+        const auto first = world.taken();
+        EXPECT_TRUE(first.empty() || first == std::vector<int>{1}) << c.name;
+        for (std::size_t i = 0; i < c.appends.size(); ++i) {
+            world.files.append(logA, c.appends[i], at(1.0 + i));
+            world.follower.look();
+            const auto taken = world.taken();
+            if (i + 1 < c.appends.size()) {
+                EXPECT_TRUE(taken.empty()) << c.name << " after part " << i;
+            } else {
+                EXPECT_EQ(taken, std::vector<int>{2}) << c.name;
+            }
+        }
+    }
+}
+
+TEST(CodexLogFollower, AHugeLineIsPassedOverInBoundedMemory) {
+    CodexLogFollowerLimits limits;
+    limits.chunkSize = 4096;
+    limits.longestLine = 16384;
+    limits.backwardSearchLimit = 1u << 20;
+    // Shaped like a usage line, so only its length keeps it from the handler.
+    const std::string huge =
+        R"({"type":"token_count","x":")" + std::string(3u << 20, 'x') + "\"}\n";
+    const struct {
+        const char* name;
+        std::string initial;
+        std::string appended;
+        std::vector<int> first;
+        std::vector<int> later;
+    } cases[] = {
+        {"appended while followed", usageLine(1), huge + usageLine(2), {1}, {2}},
+        {"found searching backwards", usageLine(1) + huge + usageLine(2), usageLine(3), {2}, {3}},
+        {"endless last line at first look",
+         usageLine(1) + huge.substr(0, 2u << 20),
+         huge.substr(2u << 20) + usageLine(3),
+         {},
+         {3}},
+        {"unfinished when appended", usageLine(1), huge.substr(0, 100000), {1}, {}},
+    };
+    for (const auto& c : cases) {
+        LogWorld world(limits);
+        world.accepts = false;
+        world.files.writeFile(logA, c.initial, at(0));
+        world.follower.look();
+        EXPECT_EQ(world.taken(), c.first) << c.name;
+        world.files.append(logA, c.appended, at(1));
+        world.follower.look();
+        EXPECT_EQ(world.taken(), c.later) << c.name;
+        EXPECT_LE(world.follower.statistics().largestBuffer, limits.chunkSize + limits.longestLine)
+            << c.name;
+        EXPECT_LE(world.follower.statistics().bytesRead,
+                  limits.backwardSearchLimit + c.appended.size() + 4096)
+            << c.name;
+    }
+}
+
+TEST(CodexLogFollower, AFollowedFileThatIsReplacedShrinksOrGoesIsReadAfreshOrDropped) {
+    const struct {
+        const char* name;
+        std::function<void(FakeFileSystem&)> change;
+        std::vector<int> expected;
+        std::size_t sessionFiles;
+    } cases[] = {
+        {"replaced under its name",
+         [](FakeFileSystem& files) { files.writeFile(logA, usageLine(7), at(9)); },
+         {7},
+         1},
+        {"truncated and written again",
+         [](FakeFileSystem& files) {
+             files.truncate(logA, 0, at(9));
+             files.append(logA, usageLine(8), at(9));
+         },
+         {8},
+         1},
+        {"deleted", [](FakeFileSystem& files) { files.remove(logA); }, {}, 0},
+        {"its day folder deleted", [](FakeFileSystem& files) { files.remove(day); }, {}, 0},
+    };
+    for (const auto& c : cases) {
+        LogWorld world;
+        world.files.writeFile(logA, conversationOf(100000) + usageLine(1), at(0));
+        world.follower.look();
+        EXPECT_EQ(world.taken(), std::vector<int>{1});
+        c.change(world.files);
+        world.follower.look();
+        world.follower.look();
+        EXPECT_EQ(world.taken(), c.expected) << c.name;
+        EXPECT_EQ(world.follower.status().sessionFiles, c.sessionFiles) << c.name;
+        EXPECT_EQ(world.follower.status().unreadablePaths, 0u) << c.name;
+    }
+}
+
+TEST(CodexLogFollower, TheMostRecentlyModifiedFilesAreFollowed) {
+    CodexLogFollowerLimits limits;
+    limits.followedFiles = 2;
+    LogWorld world(limits);
+    const std::string older = home + "/sessions/2026/11/20";
+    // By modification time, not by folder: a session resumed in yesterday's folder counts.
+    world.files.writeFile(older + "/rollout-1.jsonl", usageLine(1), at(50));
+    world.files.writeFile(older + "/rollout-2.jsonl", usageLine(2), at(10));
+    world.files.writeFile(day + "/rollout-3.jsonl", usageLine(3), at(20));
+    world.files.writeFile(day + "/rollout-4.jsonl", usageLine(4), at(50));
+    world.files.writeFile(day + "/rollout-5.jsonl", usageLine(5), at(5));
+    world.files.writeFile(day + "/notes.jsonl", usageLine(6), at(99));
+    world.follower.look();
+    auto taken = world.taken();
+    std::sort(taken.begin(), taken.end());
+    EXPECT_EQ(taken, (std::vector<int>{1, 4})) << "a tie goes to the later name";
+    EXPECT_EQ(world.files.counters().opens, 2u);
+    EXPECT_EQ(world.follower.status().sessionFiles, 5u);
+
+    // The old day's file is still written to; a newer session displaces the other one.
+    world.files.append(older + "/rollout-1.jsonl", usageLine(11), at(60));
+    world.files.writeFile(day + "/rollout-9.jsonl", usageLine(9), at(70));
+    world.follower.look();
+    taken = world.taken();
+    std::sort(taken.begin(), taken.end());
+    EXPECT_EQ(taken, (std::vector<int>{9, 11}));
+}
+
+TEST(CodexLogFollower, ProblemsInTheTreeAreNamedAndNeverStopTheOthers) {
+    const struct {
+        const char* name;
+        std::function<void(FakeFileSystem&)> plant;
+        FileProblem folderProblem;
+        std::size_t unreadable;
+        FileProblem lastProblem;
+        std::vector<int> expected;
+    } cases[] = {
+        {"no sessions folder",
+         [](FakeFileSystem& f) { f.remove(sessions); },
+         FileProblem::notFound,
+         0,
+         FileProblem::none,
+         {}},
+        {"sessions not allowed",
+         [](FakeFileSystem& f) { f.setProblem(sessions, FileProblem::permissionDenied); },
+         FileProblem::permissionDenied,
+         0,
+         FileProblem::none,
+         {}},
+        {"sessions a link to itself",
+         [](FakeFileSystem& f) {
+             f.remove(sessions);
+             f.addSymbolicLink(sessions, "sessions");
+         },
+         FileProblem::symbolicLinkLoop,
+         0,
+         FileProblem::none,
+         {}},
+        {"sessions a file",
+         [](FakeFileSystem& f) {
+             f.remove(sessions);
+             f.writeFile(sessions, "", at(0));
+         },
+         FileProblem::notADirectory,
+         0,
+         FileProblem::none,
+         {}},
+        {"a day not allowed",
+         [](FakeFileSystem& f) {
+             f.setProblem(sessions + "/2026/11/20", FileProblem::permissionDenied);
+         },
+         FileProblem::none,
+         1,
+         FileProblem::permissionDenied,
+         {1}},
+        {"a session file not allowed",
+         [](FakeFileSystem& f) {
+             f.writeFile(day + "/rollout-z.jsonl", usageLine(3), at(30));
+             f.setProblem(day + "/rollout-z.jsonl", FileProblem::permissionDenied);
+         },
+         FileProblem::none,
+         1,
+         FileProblem::permissionDenied,
+         {1}},
+        {"a session file linked to itself",
+         [](FakeFileSystem& f) { f.addSymbolicLink(day + "/rollout-z.jsonl", "rollout-z.jsonl"); },
+         FileProblem::none,
+         1,
+         FileProblem::symbolicLinkLoop,
+         {1}},
+        // Linked folders are not entered, so neither loop costs more than its own entry.
+        {"a year linked back to sessions",
+         [](FakeFileSystem& f) { f.addSymbolicLink(sessions + "/2027", ".."); },
+         FileProblem::none,
+         0,
+         FileProblem::none,
+         {1}},
+        {"a day linked to itself",
+         [](FakeFileSystem& f) { f.addSymbolicLink(sessions + "/2026/11/22", "22"); },
+         FileProblem::none,
+         0,
+         FileProblem::none,
+         {1}},
+    };
+    for (const auto& c : cases) {
+        LogWorld world;
+        world.files.writeFile(day + "/rollout-a.jsonl", usageLine(1), at(10));
+        world.files.writeFile(sessions + "/2026/11/20/rollout-b.jsonl", usageLine(2), at(5));
+        c.plant(world.files);
+        world.follower.look();
+        world.follower.look();
+        const auto& status = world.follower.status();
+        EXPECT_EQ(status.sessionsFolder, sessions) << c.name;
+        EXPECT_EQ(status.folderProblem, c.folderProblem) << c.name;
+        EXPECT_EQ(status.unreadablePaths, c.unreadable) << c.name;
+        EXPECT_EQ(status.lastPathProblem, c.lastProblem) << c.name;
+        world.accepts = true;
+        auto taken = world.taken();
+        taken.erase(std::remove(taken.begin(), taken.end(), 2), taken.end());
+        EXPECT_EQ(taken, c.expected) << c.name;
+        EXPECT_LT(world.files.counters().lists, 20u) << c.name;
+    }
+}
+
+TEST(CodexLogFollower, LooksBetweenScansStatOnlyTheFollowedFilesAndTheFoldersThatGainEntries) {
+    CodexLogFollowerLimits limits;
+    limits.looksPerFullScan = 10;
+    LogWorld world(limits);
+    for (int d = 1; d <= 20; ++d) {
+        const std::string folder =
+            home + "/sessions/2026/10/" + (d < 10 ? "0" : "") + std::to_string(d);
+        for (int s = 0; s < 5; ++s) {
+            world.files.writeFile(folder + "/rollout-" + std::to_string(s) + ".jsonl", "", at(d));
+        }
+    }
+    world.files.writeFile(day + "/rollout-a.jsonl", usageLine(1), at(100));
+    world.follower.look();
+    const auto afterScan = world.follower.statistics();
+    EXPECT_EQ(afterScan.fullScans, 1u);
+
+    world.follower.look();
+    const auto quiet = world.follower.statistics();
+    EXPECT_EQ(quiet.lists, afterScan.lists);
+    // sessions, 2026, two months, the newest day, the older day of three followed files, and
+    // the four files.
+    EXPECT_EQ(quiet.statuses - afterScan.statuses, 6u + 4u);
+    EXPECT_EQ(quiet.opens, afterScan.opens);
+
+    // A new session in today's folder is seen at the next look, not the next full scan.
+    world.files.writeFile(day + "/rollout-b.jsonl", usageLine(2), at(200));
+    world.follower.look();
+    EXPECT_EQ(world.taken(), (std::vector<int>{1, 2}));
+    EXPECT_EQ(world.follower.statistics().fullScans, 2u);
+
+    for (int i = 0; i < 10; ++i) {
+        world.follower.look();
+    }
+    EXPECT_EQ(world.follower.statistics().fullScans, 3u);
+}
+
+TEST(CodexLogFollower, AHostileTreeEndsWithinItsLimits) {
+    const struct {
+        std::size_t perFolder;
+        std::size_t perScan;
+        std::size_t mostLists;
+    } cases[] = {
+        // The sessions folder, then year, month and day of the first 50 years.
+        {50, 100000, 1 + 3 * 50},
+        // Sixty entries in all, one of them the session file.
+        {100000, 60, 1 + 59},
+    };
+    for (const auto& c : cases) {
+        CodexLogFollowerLimits limits;
+        limits.entriesPerFolder = c.perFolder;
+        limits.entriesPerScan = c.perScan;
+        LogWorld world(limits);
+        for (int y = 1000; y < 1300; ++y) {
+            world.files.addFolder(home + "/sessions/" + std::to_string(y) + "/10/10");
+        }
+        world.files.writeFile(home + "/sessions/9999/12/31/rollout-a.jsonl", usageLine(1), at(1));
+        world.follower.look();
+        EXPECT_EQ(world.taken(), std::vector<int>{1}) << "the newest names come first";
+        EXPECT_EQ(world.files.counters().lists, c.mostLists);
+    }
+}
+
+}  // namespace
+}  // namespace gaugely::logs
