@@ -162,6 +162,7 @@ class CodexLogWatcher {
 
   private:
     void lookAndRenew();
+    void renewWatches();
     void lookSoon();
 
     CodexLogFollower& follower_;

@@ -1,3 +1,5 @@
+#include <utility>
+
 #include "Meterlane/Reader/CodexLogFollower.h"
 
 // The watcher owns no decision about what to read, only when to look: once at start, then
@@ -7,10 +9,11 @@
 namespace gaugely {
 
 CodexLogWatcher::CodexLogWatcher(CodexLogFollower& follower, FileSystem& fileSystem,
-                                 MainQueue& mainQueue)
+                                 MainQueue& mainQueue, std::function<void()> afterLook)
     : follower_(follower),
       fileSystem_(fileSystem),
       mainQueue_(mainQueue),
+      afterLook_(std::move(afterLook)),
       alive_(std::make_shared<CodexLogWatcher*>(this)) {}
 
 CodexLogWatcher::~CodexLogWatcher() {
@@ -45,6 +48,15 @@ void CodexLogWatcher::lookSoon() {
 
 void CodexLogWatcher::lookAndRenew() {
     follower_.look();
+    renewWatches();
+    if (afterLook_) {
+        // A copy: the owner may destroy this watcher from inside it.
+        const std::function<void()> afterLook = afterLook_;
+        afterLook();
+    }
+}
+
+void CodexLogWatcher::renewWatches() {
     std::vector<std::string> folders = follower_.foldersToWatch();
     if (folders == watchedFolders_ && (subscription_ || poll_)) {
         return;
