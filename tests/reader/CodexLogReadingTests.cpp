@@ -3,45 +3,24 @@
 #include "Meterlane/Posix/IcuTimeFormatter.h"
 #include "Meterlane/Reader/StoredReaderState.h"
 #include "Meterlane/Reader/UserDefaultsKeys.h"
+#include "Meterlane/Simulation/FakeFileSystem.h"
+#include "Meterlane/Simulation/MemoryDocumentStore.h"
 #include "ReaderWorld.h"
 
 namespace gaugely {
 namespace {
 
-// No Codex folder at all: these tests hand lines to the reader themselves.
-class NoFiles final : public FileSystem {
-  public:
-    DirectoryListing list(const std::string&) override { return {FileProblem::notFound, {}}; }
-    FileStatusResult status(const std::string&) override { return {FileProblem::notFound, {}}; }
-    OpenedFile open(const std::string&) override { return {FileProblem::notFound, nullptr}; }
-    std::unique_ptr<Subscription> watch(const std::vector<std::string>&,
-                                        std::function<void()>) override {
-        return nullptr;
-    }
-};
-
-class MemoryDocument final : public DocumentStore {
-  public:
-    ReadResult read() override { return {bytes, false}; }
-    bool replace(const std::string& text) override {
-        bytes = text;
-        ++writes;
-        return true;
-    }
-    std::optional<std::string> bytes;
-    int writes = 0;
-};
-
 struct LogWorld : ReaderWorld {
-    NoFiles files;
-    MemoryDocument history;
+    FakeFileSystem files;
+    MemoryDocumentStore history;
     IcuTimeFormatter formatter{"en_US_POSIX"};
 
     explicit LogWorld(CodexPlan plan) : ReaderWorld(plan) {}
 
-    UsageReader& makeLogReader(CodexPlan plan, bool automaticRefresh = false) {
+    UsageReader& makeLogReader(CodexPlan plan, bool automaticRefresh = false,
+                               bool logsOn = true) {
         UsageReader& made = makeReader(plan, automaticRefresh);
-        made.setCodexLogsEnabled(true);
+        made.setCodexLogsEnabled(logsOn);
         made.attachCodexLogs(CodexLogEnvironment{files, history, formatter, "/home/someone"});
         return made;
     }
@@ -104,7 +83,9 @@ TEST(CodexLogReading, TheSourceIsStoredBesideTheReadingAndReadBack) {
     EXPECT_EQ(stored.snapshotSources.value->source(CodexPlan::plus), UsageSource::codexLogs);
     EXPECT_EQ(stored.planSnapshots.value->snapshot(CodexPlan::plus)->lastUpdated, line.timestamp);
     EXPECT_EQ(stored.readCodexLogsEnabled.value, true);
-    EXPECT_TRUE(world.log.contains("codex-logs") || !world.refreshLines().empty());
+    // The trace says where the reading came from.
+    EXPECT_TRUE(world.log.contains(
+        "Reading of 2026-11-21T08:59:30Z from Codex's logs validated and committed for plus"));
 
     // A menu reading afterwards says so too.
     reader.beginReadCountdown(false);
@@ -125,7 +106,7 @@ TEST(CodexLogReading, ALineArrivingDuringAMenuRunWaitsForItsEnd) {
     EXPECT_NE(reader.snapshot().fiveHour, "50%");
     world.runUntilRunEnds();
     EXPECT_EQ(reader.snapshot().fiveHour, "72%");  // the run's own commit first
-    world.time.runFor(1);
+    world.time.advance(1);
     EXPECT_EQ(reader.snapshot().fiveHour, "50%");
     EXPECT_EQ(reader.snapshotSource(), UsageSource::codexLogs);
 }
@@ -147,10 +128,10 @@ TEST(CodexLogReading, ADueAutomaticRefreshIsSkippedWhileTheLogsAreCurrent) {
     world.runUntilRunEnds();
     const Date deadline = *reader.nextAutomaticRefreshDate();
     // A log reading half an interval later, then the deadline comes.
-    world.time.runFor(30);
+    world.time.advance(30);
     reader.receiveCodexLogLine(world.line(0, 30));
     world.log.clear();
-    world.time.runFor(deadline.timeIntervalSince(world.time.now()) + 15);
+    world.time.advance(deadline.timeIntervalSince(world.time.now()) + 15);
     EXPECT_TRUE(world.log.contains("Automatic refresh skipped \u2014 Codex's logs are current"));
     EXPECT_FALSE(reader.automationInProgress());
     // One interval on from the tick that found it due.
@@ -177,7 +158,7 @@ TEST(CodexLogReading, HistoryKeepsBothSourcesAndFeedsThePace) {
     // 5h falls 10 points in 20 minutes: out in well under the three hours left.
     for (int minute = 0; minute <= 20; minute += 5) {
         const Date at = start.addingTimeInterval(minute * 60);
-        world.time.runFor(at.timeIntervalSince(world.time.now()));
+        world.time.advance(at.timeIntervalSince(world.time.now()));
         reader.receiveCodexLogLine(CodexLogUsageLine{
             at, CodexLogRateWindow{50 + minute / 2.0, 300, reset},
             CodexLogRateWindow{20, 10'080, start.addingTimeInterval(86'400)}});
@@ -188,14 +169,51 @@ TEST(CodexLogReading, HistoryKeepsBothSourcesAndFeedsThePace) {
     EXPECT_EQ(pace.kind, UsagePaceEstimate::Kind::runsOut);
     EXPECT_EQ(reader.usagePace(QuotaWindow::weekly).kind,
               UsagePaceEstimate::Kind::lastsUntilReset);
-    ASSERT_TRUE(world.history.bytes);
-    EXPECT_TRUE(decodeJson<UsageHistory>(*world.history.bytes));
+    ASSERT_TRUE(world.history.bytes());
+    EXPECT_TRUE(decodeJson<UsageHistory>(*world.history.bytes()));
 
     // A menu reading joins the history without a reset time.
     reader.beginReadCountdown(false);
     world.runUntilRunEnds();
     EXPECT_FALSE(
         reader.usageHistory().points(CodexPlan::plus, QuotaWindow::fiveHour).back().resetsAt);
+}
+
+// The whole way: a session file under the chosen folder, read by the follower, decoded, committed.
+TEST(CodexLogReading, ASessionFileIsReadOnlyWhileTheSourceIsOn) {
+    LogWorld world(CodexPlan::plus);
+    const Date at = world.time.now().addingTimeInterval(-20);
+    const auto unix = [](Date date) { return std::to_string(static_cast<long long>(date.unixTime())); };
+    world.files.writeFile(
+        "/home/someone/.codex/sessions/2026/11/21/rollout-2026-11-21T08-00-00-a.jsonl",
+        "{\"timestamp\":\"2026-11-21T08:59:40Z\",\"type\":\"event_msg\",\"payload\":{"
+        "\"type\":\"token_count\",\"rate_limits\":{\"primary\":{\"used_percent\":30,"
+        "\"window_minutes\":300,\"resets_at\":" +
+            unix(at.addingTimeInterval(3600)) +
+            "},\"secondary\":{\"used_percent\":55.5,\"window_minutes\":10080,"
+            "\"resets_at\":" +
+            unix(at.addingTimeInterval(86'400)) + "}}}}\n",
+        at);
+
+    UsageReader& off = world.makeLogReader(CodexPlan::plus, false, false);
+    world.time.advance(30);
+    EXPECT_TRUE(world.files.accessedPaths().empty());
+    EXPECT_EQ(world.files.counters().watches, 0u);
+    EXPECT_EQ(off.activeSnapshotPlan(), std::nullopt);
+
+    off.setCodexLogsEnabled(true);
+    EXPECT_EQ(off.snapshot().fiveHour, "70%");
+    EXPECT_EQ(off.snapshot().weekly, "44%");
+    EXPECT_EQ(off.lastUpdated(), at);
+    EXPECT_EQ(off.codexLogsState().follower.acceptedLines, 1u);
+    EXPECT_EQ(world.files.activeWatches(), 1u);
+
+    // Off again: the watch goes, and nothing more is read.
+    off.setCodexLogsEnabled(false);
+    const auto opens = world.files.counters().opens;
+    EXPECT_EQ(world.files.activeWatches(), 0u);
+    world.time.advance(60);
+    EXPECT_EQ(world.files.counters().opens, opens);
 }
 
 }  // namespace
