@@ -12,12 +12,15 @@
 
 #include "LowUsageNotificationSupport/MenuBarBrandingPolicy.h"
 #include "LowUsageNotificationSupport/Text.h"
+#include "Meterlane/Posix/FileDocumentStore.h"
 #include "Meterlane/Posix/FilePreferences.h"
 #include "Meterlane/Posix/PreferencesDocument.h"
 #include "Meterlane/Reader/UsageReader.h"
+#include "Meterlane/Simulation/FakeFileSystem.h"
 #include "Meterlane/Simulation/FakeInput.h"
 #include "Meterlane/Simulation/FakeUserNotificationCenter.h"
 #include "Meterlane/Simulation/FakeWorkspace.h"
+#include "Meterlane/Simulation/MemoryDocumentStore.h"
 #include "Meterlane/Simulation/MemoryLog.h"
 #include "Meterlane/Simulation/MemoryPreferences.h"
 #include "Meterlane/Simulation/SimulatedAccessibility.h"
@@ -37,14 +40,17 @@ constexpr const char* stateHelp =
     "Usage: gaugely state [--defaults FILE] [--json]\n"
     "\n"
     "Shows what Gaugely has saved: the plan, the settings, the last reading of each plan (dates\n"
-    "in local time), the next automatic refresh, and the low-usage and reset notification\n"
-    "states; then the menu bar text and the popover as the app would show them on launch,\n"
-    "with Accessibility permission granted and Codex not running; and the updater's notice and\n"
+    "in local time) and where it came from (Codex's menu or its logs), the usage history, the\n"
+    "next automatic refresh, and the low-usage and reset notification states; then the menu\n"
+    "bar text and the popover (with the pace the history shows) as the app would show them on\n"
+    "launch, with Accessibility permission granted, Codex not running and its logs not read;\n"
+    "and the updater's notice and\n"
     "pending-update receipt from com.vostrel.gaugely.updater.json in the same folder. The files\n"
     "are only read: nothing is migrated, rescheduled or written back.\n"
     "\n"
     "  --defaults FILE   the defaults file (default: $XDG_CONFIG_HOME/gaugely/\n"
-    "                    com.vostrel.gaugely.json, or ~/.config/gaugely/ without it)\n"
+    "                    com.vostrel.gaugely.json, or ~/.config/gaugely/ without it); what\n"
+    "                    `gaugely usage` saved is in com.vostrel.gaugely.usage.json there\n"
     "  --json            one JSON object instead of text\n"
     "  -h, --help        show this help\n"
     "\n"
@@ -110,7 +116,14 @@ struct LaunchView {
     std::vector<std::string> popover;
 };
 
-LaunchView launchView(MemoryPreferences& defaults, Date now) {
+// The usage history as saved, if any; read only.
+struct SavedHistory {
+    std::string file;
+    std::optional<std::string> bytes;
+    std::optional<UsageHistory> history;
+};
+
+LaunchView launchView(MemoryPreferences& defaults, const SavedHistory& saved, Date now) {
     // An empty workspace: Codex is not running, so the launch reads nothing and drives nothing.
     VirtualTime time(now);
     MemoryLog log;
@@ -121,6 +134,10 @@ LaunchView launchView(MemoryPreferences& defaults, Date now) {
     int uuids = 0;
     UsageReader reader(ReaderEnvironment{accessibility, input, workspace, time, time, log, defaults,
                                          notifications, [&] { return std::to_string(++uuids); }});
+    // The history gives the popover its pace; Codex's folder is not read: an empty one stands in.
+    FakeFileSystem noFiles;
+    MemoryDocumentStore history(saved.bytes, true);
+    reader.attachCodexLogs(CodexLogEnvironment{noFiles, history, hostTimeFormatter(), ""});
     const GaugelyScreen screen = captureScreen(reader, hostTimeFormatter());
     return LaunchView{screen.menuBarText, reader.userFacingStatusMessage(),
                       reader.usageSnapshotPresentationState(), popoverLines(screen.popover)};
@@ -174,8 +191,25 @@ std::string deadlineText(Date deadline, Date now) {
     return localDateTimeText(deadline) + (deadline <= now ? " (overdue)" : "");
 }
 
+std::string historyText(const SavedHistory& saved) {
+    if (!saved.bytes) {
+        return "none yet (" + saved.file + ")";
+    }
+    if (!saved.history) {
+        return "unreadable: a new one is started (" + saved.file + ")";
+    }
+    std::size_t points = 0;
+    for (const CodexPlan plan : allCases<CodexPlan>()) {
+        for (const QuotaWindow window : allCases<QuotaWindow>()) {
+            points += saved.history->points(plan, window).size();
+        }
+    }
+    return std::to_string(points) + " readings in " + saved.file;
+}
+
 void printText(std::ostream& out, const std::string& file, bool exists,
-               const StoredReaderState& state, const LaunchView& launch, Date now) {
+               const StoredReaderState& state, const SavedHistory& saved,
+               const LaunchView& launch, Date now) {
     out << "Gaugely's saved state in " << file << "\n";
     if (!exists) {
         out << "(no such file yet: everything is at its default)\n";
@@ -202,6 +236,12 @@ void printText(std::ostream& out, const std::string& file, bool exists,
                state.resetNotificationSettings.value.value_or(ResetNotificationSettings{}).isEnabled
                    ? "on"
                    : "off"));
+    row(out, "Codex's logs",
+        marked(state.readCodexLogsEnabled,
+               state.readCodexLogsEnabled.value.value_or(false) ? "on" : "off") +
+            ", folder " +
+            marked(state.codexLogsFolder,
+                   state.codexLogsFolder.value.value_or(std::string(defaultCodexFolder))));
 
     out << "\nReadings\n";
     if (state.planSnapshots.unreadable) {
@@ -212,9 +252,12 @@ void printText(std::ostream& out, const std::string& file, bool exists,
         out << "  none yet\n";
     } else {
         for (const auto& [plan, record] : state.planSnapshots.value->snapshots) {
+            const UsageSource source =
+                state.snapshotSources.value.value_or(UsageSnapshotSources{}).source(plan);
             row(out, "  " + std::string(title(plan)),
                 snapshotText(record.snapshot, plan) + ", read " +
-                    localDateTimeText(record.lastUpdated));
+                    localDateTimeText(record.lastUpdated) + " from " +
+                    std::string(sourceTitle(source)));
         }
     }
     if (state.planSnapshots.value) {
@@ -227,6 +270,7 @@ void printText(std::ostream& out, const std::string& file, bool exists,
             std::string(title(legacy->plan)) + ": " + snapshotText(legacy->snapshot, legacy->plan) +
                 ", read " + localDateTimeText(legacy->lastUpdated));
     }
+    row(out, "  History", historyText(saved));
     out << "\n";
     row(out, "Next automatic refresh",
         state.nextAutomaticRefreshDate.value
@@ -289,7 +333,8 @@ Json storedJson(const Stored<T>& stored, F&& encode) {
 }
 
 void printJson(std::ostream& out, const std::string& file, bool exists,
-               const StoredReaderState& state, const LaunchView& launch, Date now) {
+               const StoredReaderState& state, const SavedHistory& saved,
+               const LaunchView& launch, Date now) {
     Json json = Json::object();
     json["file"] = file;
     json["fileExists"] = exists;
@@ -307,10 +352,20 @@ void printJson(std::ostream& out, const std::string& file, bool exists,
         for (const auto& [plan, record] : stored->snapshots) {
             Json entry = record.toJson();
             entry["lastUpdatedLocal"] = localDateTimeText(record.lastUpdated);
+            entry["source"] = rawValue(
+                state.snapshotSources.value.value_or(UsageSnapshotSources{}).source(plan));
             snapshots[std::string(rawValue(plan))] = entry;
         }
     }
     json["snapshots"] = snapshots;
+    Json logs = Json::object();
+    logs["enabled"] = state.readCodexLogsEnabled.value.value_or(false);
+    logs["folder"] = state.codexLogsFolder.value.value_or(std::string(defaultCodexFolder));
+    json["codexLogs"] = logs;
+    Json history = Json::object();
+    history["file"] = saved.file;
+    history["readable"] = saved.history.has_value();
+    json["usageHistory"] = history;
     json["legacySnapshot"] =
         storedJson(state.legacySnapshot, [](const auto& record) { return record.toJson(); });
     json["nextAutomaticRefreshDate"] =
@@ -391,11 +446,17 @@ int runStateCommand(const std::vector<std::string>& arguments, CommandStreams st
     copyInto(defaults, values);
     const StoredReaderState state = StoredReaderState::read(defaults);
     const Date now = currentDate();
-    const LaunchView launch = launchView(defaults, now);
+    SavedHistory saved;
+    saved.file = usageHistoryFile(file, !options.defaultsFile).string();
+    saved.bytes = FileDocumentStore(saved.file).read().bytes;
+    if (saved.bytes) {
+        saved.history = decodeJson<UsageHistory>(*saved.bytes);
+    }
+    const LaunchView launch = launchView(defaults, saved, now);
     if (options.json) {
-        printJson(streams.out, file, exists, state, launch, now);
+        printJson(streams.out, file, exists, state, saved, launch, now);
     } else {
-        printText(streams.out, file, exists, state, launch, now);
+        printText(streams.out, file, exists, state, saved, launch, now);
     }
     return exitSuccess;
 }

@@ -27,6 +27,7 @@
 #include "tools/gaugely/Arguments.h"
 #include "tools/gaugely/Command.h"
 #include "tools/gaugely/HostTimeFormatter.h"
+#include "tools/gaugely/StateText.h"
 #include "tools/gaugely/Terminal.h"
 #include "tools/gaugely/UsageView.h"
 
@@ -49,9 +50,9 @@ constexpr const char* usageHelp =
     "                     notifications, until Ctrl-C\n"
     "  --json             one JSON object a reading, on one line, for scripts and status bars\n"
     "  --defaults FILE    where this command keeps its state (default: $XDG_CONFIG_HOME/gaugely/\n"
-    "                     com.vostrel.gaugely.usage.json); the usage history is kept beside it\n"
-    "                     as FILE.history.json (default: $XDG_DATA_HOME/gaugely/\n"
-    "                     usage-history.json)\n"
+    "                     com.vostrel.gaugely.usage.json); its usage history is kept beside\n"
+    "                     FILE as FILE.history.json (default: $XDG_DATA_HOME/gaugely/\n"
+    "                     com.vostrel.gaugely.usage.history.json)\n"
     "  -h, --help         show this help\n"
     "\n"
     "Exit status: 0 shown; 1 no usage found in the logs (it says where it looked and why);\n"
@@ -112,19 +113,6 @@ std::string environmentValue(const char* name) {
     return value ? value : "";
 }
 
-std::filesystem::path historyFile(const UsageOptions& options) {
-    if (options.defaultsFile) {
-        return *options.defaultsFile + ".history.json";
-    }
-    // The XDG rules ignore a relative value.
-    const std::string data = environmentValue("XDG_DATA_HOME");
-    const std::filesystem::path base = data.starts_with("/")
-                                           ? std::filesystem::path(data)
-                                           : std::filesystem::path(environmentValue("HOME")) /
-                                                 ".local" / "share";
-    return base / "gaugely" / "usage-history.json";
-}
-
 // Codex's folder as the user named it; "~" is left for the reader to expand.
 std::string codexFolder(const UsageOptions& options) {
     if (options.codexHome) {
@@ -157,7 +145,7 @@ int runUsageCommand(const std::vector<std::string>& arguments, CommandStreams st
                                                    ? std::filesystem::path(*options.defaultsFile)
                                                    : FilePreferences::defaultFile(usageDomain);
     FilePreferences defaults(defaultsFile);
-    FileDocumentStore history(historyFile(options));
+    FileDocumentStore history(usageHistoryFile(defaultsFile, !options.defaultsFile));
     PosixRunLoop loop;
     PosixFileSystem files(&loop);
     MemoryLog log;

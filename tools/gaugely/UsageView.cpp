@@ -20,9 +20,9 @@ std::string UsageView::isoText(Date date) const {
 }
 
 std::string UsageView::statusLine(const UsageReader& reader) const {
-    return codexLogsStatusLine(
+    return codexLogsStatusText(
         reader.codexLogsState(),
-        displayedFolder(reader.codexLogsState().follower.sessionsFolder, homeFolder_),
+        codexSessionsFolder(abbreviatedCodexFolder(reader.codexLogsFolderPath(), homeFolder_)),
         reader.codexPlan(), [this](Date date) { return formatter_.timeOfDay(date, false); });
 }
 
