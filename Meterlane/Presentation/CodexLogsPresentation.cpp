@@ -72,7 +72,8 @@ std::string codexLogsStatusText(const CodexLogsState& state, std::string_view sh
     if (follower.sessionFiles == 0) {
         // With nothing found, a folder below that could not be read is the likelier reason.
         return folderProblemText(
-            follower.unreadablePaths > 0 ? follower.lastPathProblem : FileProblem::notFound, folder);
+            follower.unreadablePaths > 0 ? follower.lastPathProblem : FileProblem::notFound,
+            folder);
     }
     if (state.unrecognisedLines > 0 && follower.acceptedLines == 0) {
         return notRecognisedText(folder);
