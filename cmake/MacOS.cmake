@@ -32,6 +32,7 @@ target_link_libraries(
            "-framework ApplicationServices"
            "-framework CoreFoundation"
            "-framework CoreGraphics"
+           "-framework CoreServices"
            "-framework Foundation"
            "-framework AppKit"
            "-framework UserNotifications"

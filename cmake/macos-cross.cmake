@@ -85,7 +85,8 @@ endif()
 # compiler, that folder would hide the real headers.
 if(CMAKE_BINARY_DIR AND NOT CMAKE_BINARY_DIR MATCHES "CMakeTmp")
     set(gaugely_link_overlay "${CMAKE_BINARY_DIR}/sdk-link-overlay")
-    foreach(framework AppKit)
+    # CoreServices: FSEvents, which the folder watch uses.
+    foreach(framework AppKit CoreServices)
         set(stub "${GAUGELY_MACOS_SDK}/System/Library/Frameworks/${framework}.framework/${framework}.tbd")
         if(NOT EXISTS "${stub}")
             continue()
@@ -104,13 +105,22 @@ if(CMAKE_BINARY_DIR AND NOT CMAKE_BINARY_DIR MATCHES "CMakeTmp")
             list(APPEND libraries "${name}")
         endforeach()
         list(JOIN libraries ", " libraries)
+        # Only the first document (the framework itself) gets the list; the inline documents
+        # that follow have version lines of their own.
+        string(FIND "${text}" "\n--- !tapi-tbd" inline)
+        string(SUBSTRING "${text}" 0 ${inline} head)
+        string(SUBSTRING "${text}" ${inline} -1 rest)
         string(REGEX REPLACE
-               "(\ncompatibility-version:[^\n]*\n)"
+               "(\ncurrent-version:[^\n]*\n(compatibility-version:[^\n]*\n)?)"
                "\\1reexported-libraries:\n  - targets:         [ x86_64-macos, arm64-macos, arm64e-macos ]\n    libraries:       [ ${libraries} ]\n"
-               text "${text}")
+               head "${head}")
+        set(text "${head}${rest}")
         file(WRITE "${gaugely_link_overlay}/${framework}.framework/${framework}.tbd" "${text}")
-        list(APPEND GAUGELY_MACOS_SDK_LINK_OPTIONS "LINKER:-F${gaugely_link_overlay}")
+        set(gaugely_link_overlay_used TRUE)
     endforeach()
+    if(gaugely_link_overlay_used)
+        list(APPEND GAUGELY_MACOS_SDK_LINK_OPTIONS "LINKER:-F${gaugely_link_overlay}")
+    endif()
 endif()
 foreach(lang C CXX OBJC OBJCXX)
     set(CMAKE_${lang}_FLAGS_INIT "${gaugely_macos_flags}")

@@ -112,7 +112,10 @@ NSMenu* keyEquivalentMenu() {
             [weakSelf showSettingsAtSection:section ? nsString(*section) : nil];
         },
         [weakSelf] { [weakSelf showAbout]; }, [weakSelf] { [weakSelf showPrivacy]; },
-        [] { [NSApp terminate:nil]; }};
+        [] { [NSApp terminate:nil]; },
+        [weakSelf](std::string folder) {
+            [weakSelf chooseCodexFolderStartingAt:nsString(folder)];
+        }};
     gaugely::AppPorts ports{
         gaugely::ReaderEnvironment{platform.accessibility, platform.input, platform.workspace,
                                    platform.mainQueue, platform.clock, platform.log,
@@ -124,7 +127,9 @@ NSMenu* keyEquivalentMenu() {
         platform.alerts,
         [](std::string_view suite) -> std::unique_ptr<gaugely::Preferences> {
             return std::make_unique<gaugely::MacPreferences>(std::string(suite));
-        }};
+        },
+        gaugely::product::feedHost,
+        NSHomeDirectory().UTF8String};
     _app = std::make_unique<gaugely::AppAssembly>(std::move(ports), std::move(windows));
 
     _templateImage = [NSBundle.mainBundle imageForResource:@"GaugelyMenuBarTemplate"];
@@ -221,6 +226,17 @@ NSMenu* keyEquivalentMenu() {
 
 - (void)showSettingsAtSection:(NSString*)section {
     [_settings showWithModel:_app->settings() atSection:section];
+}
+
+- (void)chooseCodexFolderStartingAt:(NSString*)folder {
+    __weak GaugelyAppDelegate* weakSelf = self;
+    [_settings chooseFolderStartingAt:folder
+                               chosen:^(NSString* path) {
+                                 GaugelyAppDelegate* strongSelf = weakSelf;
+                                 if (strongSelf != nil) {
+                                     strongSelf->_app->codexFolderChosen(path.UTF8String);
+                                 }
+                               }];
 }
 
 - (void)showAbout {

@@ -138,6 +138,9 @@ NSFont* captionFont() { return [NSFont systemFontOfSize:NSFont.smallSystemFontSi
         if (section.resetLine) {
             [rows addObject:label(*section.resetLine, captionFont(), secondary)];
         }
+        if (section.paceLine) {
+            [rows addObject:label(*section.paceLine, captionFont(), secondary)];
+        }
     }
     if (model.showsFooter) {
         if (model.statusLine) {

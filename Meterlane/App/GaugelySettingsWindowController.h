@@ -24,6 +24,10 @@ NS_ASSUME_NONNULL_BEGIN
             atSection:(nullable NSString*)section;
 // Redraws an open window; does nothing while it is closed.
 - (void)updateModel:(const gaugely::SettingsViewModel&)model;
+// Asks for a folder, starting in `folder` (hidden folders shown: Codex's own is "~/.codex"), as a
+// sheet on the window when it is open; `chosen` gets the folder's path, and is not called when
+// the user cancels.
+- (void)chooseFolderStartingAt:(NSString*)folder chosen:(void (^)(NSString* path))chosen;
 
 @property(nonatomic, readonly) BOOL isKeyWindow;
 

@@ -112,10 +112,10 @@ constexpr CGFloat labelWidth = 190;
     control.tag = tag;
     control.enabled = row.isEnabled;
     [control setAccessibilityLabel:nsString(row.accessibilityLabel)];
-    if (row.kind == gaugely::SettingsRowKind::button || !row.detail) {
+    if (!row.detail) {
         return control;
     }
-    // A status line under the control (the launch-at-login message).
+    // A line under the control (the launch-at-login message, the chosen folder).
     NSTextField* detail = [NSTextField wrappingLabelWithString:nsString(*row.detail)];
     detail.font = [NSFont systemFontOfSize:NSFont.smallSystemFontSize];
     detail.textColor = NSColor.secondaryLabelColor;
@@ -171,6 +171,28 @@ constexpr CGFloat labelWidth = 190;
     const NSRect current = _window.frame;
     frame.origin = NSMakePoint(current.origin.x, NSMaxY(current) - NSHeight(frame));
     [_window setFrame:frame display:YES animate:NO];
+}
+
+- (void)chooseFolderStartingAt:(NSString*)folder chosen:(void (^)(NSString* path))chosen {
+    NSOpenPanel* panel = [NSOpenPanel openPanel];
+    panel.canChooseDirectories = YES;
+    panel.canChooseFiles = NO;
+    panel.allowsMultipleSelection = NO;
+    panel.showsHiddenFiles = YES;
+    panel.directoryURL = [NSURL fileURLWithPath:folder isDirectory:YES];
+    panel.prompt = @"Choose";
+    void (^finished)(NSModalResponse) = ^(NSModalResponse response) {
+      NSString* path = panel.URL.path;
+      if (response == NSModalResponseOK && path != nil) {
+          chosen(path);
+      }
+    };
+    if (_window.visible) {
+        [panel beginSheetModalForWindow:_window completionHandler:finished];
+    } else {
+        [NSApp activateIgnoringOtherApps:YES];
+        finished([panel runModal]);
+    }
 }
 
 - (void)controlChanged:(NSControl*)sender {

@@ -93,6 +93,7 @@ NSTextField* paragraph(const std::string& text, NSFont* font) {
         const std::vector<std::pair<std::string, std::string>> parts = {
             {"Accessibility", privacy.accessibilityDetails},
             {"Notifications", privacy.notificationsDetails},
+            {"Codex's Logs", privacy.codexLogsDetails},
             {"Data on this Mac", privacy.localDataDetails},
             {"Network", privacy.networkDetails},
         };

@@ -10,6 +10,10 @@ PopoverInput popoverInput(const UsageReader& reader) {
     input.presentationState = reader.usageSnapshotPresentationState();
     input.currentDisplaySnapshot = reader.currentDisplaySnapshot();
     input.currentDisplayLastUpdated = reader.currentDisplayLastUpdated();
+    input.source = reader.snapshotSource();
+    for (const QuotaWindow window : allCases<QuotaWindow>()) {
+        input.usagePace[window] = reader.usagePace(window);
+    }
     input.statusMessage = reader.userFacingStatusMessage();
     input.refreshFrequency = reader.refreshFrequency();
     input.automaticRefreshEnabled = reader.automaticRefreshEnabled();

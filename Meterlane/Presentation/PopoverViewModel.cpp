@@ -75,7 +75,8 @@ std::string automaticRefreshStatusText(bool automaticRefreshEnabled, bool automa
 namespace {
 
 UsageSection usageSection(std::string title, const std::string& percentage,
-                          const std::optional<std::string>& reset) {
+                          const std::optional<std::string>& reset, QuotaWindow window,
+                          const PopoverInput& input, const TimeFormatter& formatter) {
     UsageSection section;
     section.title = std::move(title);
     section.percentage = percentage;
@@ -83,19 +84,30 @@ UsageSection usageSection(std::string title, const std::string& percentage,
     if (reset) {
         section.resetLine = "Reset " + *reset;
     }
+    if (const auto pace = input.usagePace.find(window); pace != input.usagePace.end()) {
+        const UsagePaceEstimate& estimate = pace->second;
+        section.paceLine = usagePaceText(
+            window, estimate,
+            estimate.runsOutAt ? formatter.timeOfDay(*estimate.runsOutAt, false) : std::string());
+    }
     return section;
 }
 
-std::vector<UsageSection> usageSections(CodexPlan plan, const UsageSnapshot& snapshot) {
-    switch (plan) {
+std::vector<UsageSection> usageSections(const PopoverInput& input, const TimeFormatter& formatter) {
+    const UsageSnapshot& snapshot = input.currentDisplaySnapshot;
+    switch (input.plan) {
         case CodexPlan::freeGo:
-            return {usageSection("Monthly", snapshot.monthly, snapshot.monthlyReset)};
+            return {usageSection("Monthly", snapshot.monthly, snapshot.monthlyReset,
+                                 QuotaWindow::monthly, input, formatter)};
         case CodexPlan::plus:
-            return {usageSection("5h", snapshot.fiveHour, snapshot.fiveHourReset),
-                    usageSection("Weekly", snapshot.weekly, snapshot.weeklyReset)};
+            return {usageSection("5h", snapshot.fiveHour, snapshot.fiveHourReset,
+                                 QuotaWindow::fiveHour, input, formatter),
+                    usageSection("Weekly", snapshot.weekly, snapshot.weeklyReset,
+                                 QuotaWindow::weekly, input, formatter)};
         case CodexPlan::pro:
             // The pro reading has no reset time to show.
-            return {usageSection("General Weekly", snapshot.weekly, std::nullopt)};
+            return {usageSection("General Weekly", snapshot.weekly, std::nullopt,
+                                 QuotaWindow::weekly, input, formatter)};
     }
     return {};
 }
@@ -126,7 +138,7 @@ PopoverViewModel PopoverViewModel::make(const PopoverInput& input, const TimeFor
                 break;
             case UsageSnapshotPresentationState::dataAvailable:
                 model.block = PopoverBlock::usageMonitor;
-                model.sections = usageSections(input.plan, input.currentDisplaySnapshot);
+                model.sections = usageSections(input, formatter);
                 break;
         }
     }
@@ -144,6 +156,9 @@ PopoverViewModel PopoverViewModel::make(const PopoverInput& input, const TimeFor
         model.lastUpdatedText =
             "Last updated: " +
             formattedTimestamp(*input.currentDisplayLastUpdated, input.refreshFrequency, formatter);
+        if (input.source == UsageSource::codexLogs) {
+            *model.lastUpdatedText += " \u00B7 from " + std::string(sourceTitle(input.source));
+        }
     }
     model.automaticRefreshStatusText = gaugely::automaticRefreshStatusText(
         input.automaticRefreshEnabled, input.automaticRefreshIsPending,

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -8,8 +9,10 @@
 #include "LowUsageNotificationSupport/CodexPlan.h"
 #include "LowUsageNotificationSupport/Date.h"
 #include "LowUsageNotificationSupport/RefreshFrequency.h"
+#include "LowUsageNotificationSupport/UsagePace.h"
 #include "LowUsageNotificationSupport/UsageSnapshot.h"
 #include "LowUsageNotificationSupport/UsageSnapshotPresentationState.h"
+#include "LowUsageNotificationSupport/UsageSnapshotSources.h"
 #include "Meterlane/Platform/TimeFormatter.h"
 
 namespace gaugely {
@@ -33,6 +36,10 @@ struct PopoverInput {
         UsageSnapshotPresentationState::planSelectionRequired;
     UsageSnapshot currentDisplaySnapshot;
     std::optional<Date> currentDisplayLastUpdated;
+    // Where the shown reading came from.
+    UsageSource source = UsageSource::codexMenu;
+    // The pace of each window of the plan; a window without an entry has no estimate.
+    std::map<QuotaWindow, UsagePaceEstimate> usagePace;
     // The reader's `userFacingStatusMessage`.
     std::optional<std::string> statusMessage;
     RefreshFrequency refreshFrequency = defaultRefreshFrequency;
@@ -65,6 +72,8 @@ struct UsageSection {
     double progress = 0;
     // "Reset " followed by the reset text; none for a window whose reading has no reset time.
     std::optional<std::string> resetLine;
+    // "At this pace, 5h runs out around 2:10 PM — …"; none while there is no estimate.
+    std::optional<std::string> paceLine;
 
     bool operator==(const UsageSection&) const = default;
 };

@@ -25,8 +25,12 @@ PrivacyPermissionsInformation PrivacyPermissionsPresentation::information(
         "Notification permission is used only to deliver usage alerts and reset notifications "
         "you enable. You can disable these alerts in " +
         name + " Settings or macOS System Settings.";
+    texts.codexLogsDetails = "When you turn on reading Codex's logs, " + name +
+                             " reads only the usage lines of Codex's session files in the folder "
+                             "you choose. It never reads, stores or sends your conversations.";
     texts.localDataDetails =
-        "The last valid usage snapshot and app preferences are stored locally on this Mac.";
+        "The last valid usage snapshot, 30 days of usage history and app preferences are stored "
+        "locally on this Mac.";
     texts.networkDetails = name + " does not upload your Codex usage data.";
     return texts;
 }

@@ -14,6 +14,7 @@ struct PrivacyPermissionsInformation {
     std::string dataSummary;
     std::string accessibilityDetails;
     std::string notificationsDetails;
+    std::string codexLogsDetails;
     std::string localDataDetails;
     std::string networkDetails;
 

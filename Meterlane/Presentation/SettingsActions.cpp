@@ -1,5 +1,6 @@
 #include "Meterlane/Presentation/SettingsActions.h"
 
+#include "Meterlane/Presentation/CodexLogsPresentation.h"
 #include "Meterlane/Presentation/LaunchAtLoginController.h"
 #include "Meterlane/Reader/UsageReader.h"
 
@@ -41,6 +42,12 @@ void performSettingsAction(const SettingsAction& action, SettingsTargets& target
             }
             return;
         }
+        case SettingsControl::readCodexLogs:
+            reader.setCodexLogsEnabled(action.isOn);
+            return;
+        case SettingsControl::codexLogsFolder:
+            call(targets.chooseCodexFolder);
+            return;
         case SettingsControl::automaticRefresh:
             reader.setAutomaticRefreshEnabled(action.isOn);
             return;
@@ -94,6 +101,13 @@ void performSettingsAction(const SettingsAction& action, SettingsTargets& target
             call(targets.updateAndRestart);
             return;
     }
+}
+
+void codexFolderChosen(UsageReader& reader, std::string_view path, std::string_view homeFolder) {
+    if (path.empty()) {
+        return;
+    }
+    reader.setCodexLogsFolder(abbreviatedCodexFolder(path, homeFolder));
 }
 
 }  // namespace gaugely

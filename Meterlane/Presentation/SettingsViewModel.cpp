@@ -97,6 +97,22 @@ SettingsSection general(const SettingsInput& input) {
     return section;
 }
 
+SettingsSection codexLogs(const SettingsInput& input) {
+    SettingsSection section{"Codex's Logs", {}};
+    section.rows.push_back(toggleRow(SettingsControl::readCodexLogs, "Read usage from Codex's logs",
+                                     input.readCodexLogs));
+    SettingsRow folder =
+        buttonRow(SettingsControl::codexLogsFolder, "Codex Folder", "Choose\u2026");
+    folder.detail = input.codexFolder;
+    folder.accessibilityLabel = "Codex Folder, " + input.codexFolder;
+    section.rows.push_back(std::move(folder));
+    if (input.readCodexLogs && input.codexLogsStatus) {
+        section.rows.push_back(
+            noteRow(SettingsControl::readCodexLogs, "Status", *input.codexLogsStatus));
+    }
+    return section;
+}
+
 SettingsSection refresh(const SettingsInput& input) {
     SettingsSection section{"Refresh", {}};
     section.rows.push_back(toggleRow(SettingsControl::automaticRefresh, "Automatic Refresh",
@@ -205,6 +221,7 @@ std::vector<std::pair<std::string, QuotaWindow>> SettingsViewModel::alertSection
 SettingsViewModel SettingsViewModel::make(const SettingsInput& input) {
     SettingsViewModel model;
     model.sections.push_back(general(input));
+    model.sections.push_back(codexLogs(input));
     model.sections.push_back(refresh(input));
     // The alert sections follow the plan, so there are none before one is chosen.
     if (input.hasExplicitPlanSelection) {

@@ -19,6 +19,9 @@ namespace gaugely {
 enum class SettingsControl {
     codexPlan,
     menuBarDisplay,
+    readCodexLogs,
+    // A request: the app asks for a folder, then hands the choice to `codexFolderChosen`.
+    codexLogsFolder,
     automaticRefresh,
     refreshFrequency,
     alertsEnabled,
@@ -50,7 +53,7 @@ struct SettingsRow {
     bool isEnabled = true;
     // A button's title.
     std::string actionTitle;
-    // A line under the control: the launch-at-login status, the release date.
+    // A line under the control: the launch-at-login status, the release date, the chosen folder.
     std::optional<std::string> detail;
     // What VoiceOver reads; never empty.
     std::string accessibilityLabel;
@@ -96,6 +99,11 @@ struct SettingsInput {
     bool launchAtLoginEnabled = false;
     std::optional<std::string> launchAtLoginStatusMessage;
     bool launchAtLoginNeedsApproval = false;
+    bool readCodexLogs = false;
+    // The Codex folder as the user reads it ("~/.codex").
+    std::string codexFolder = "~/.codex";
+    // Where the logs were looked for and what came of it; shown while reading is on.
+    std::optional<std::string> codexLogsStatus;
     SettingsUpdateInput updates;
 };
 

@@ -82,7 +82,8 @@ SettingsViewModel AppAssembly::settings() const {
     SettingsInput input = settingsInput(*reader_, *launchAtLogin_,
                                         notificationPermission_->shouldShowRecovery(
                                             reader_->hasEnabledCurrentPlanNotificationFeature()),
-                                        settingsUpdateInput(runtime_->model()));
+                                        settingsUpdateInput(runtime_->model()),
+                                        ports_.timeFormatter, ports_.homeFolder);
     input.appName = metadata_.versionInfo.appName;
     return SettingsViewModel::make(input);
 }
@@ -132,8 +133,18 @@ void AppAssembly::performSettingsAction(const SettingsAction& action) {
                             [&updater] { updater.checkForUpdates(); },
                             [&updater] { updater.setNotesExpanded(!updater.notesExpanded()); },
                             [&updater] { updater.later(); },
-                            [&updater] { updater.updateAndRestart(); }};
+                            [&updater] { updater.updateAndRestart(); },
+                            [this] {
+                                if (windows_.chooseCodexFolder) {
+                                    windows_.chooseCodexFolder(expandedCodexFolder(
+                                        reader_->codexLogsFolder(), ports_.homeFolder));
+                                }
+                            }};
     gaugely::performSettingsAction(action, targets);
+}
+
+void AppAssembly::codexFolderChosen(const std::string& path) {
+    gaugely::codexFolderChosen(*reader_, path, ports_.homeFolder);
 }
 
 }  // namespace gaugely

@@ -36,6 +36,8 @@ struct AppPorts {
     // Opens a user-defaults suite by name (the updater's own); none when it cannot be opened.
     std::function<std::unique_ptr<Preferences>(std::string_view suiteName)> openDefaultsSuite;
     std::string_view feedHost = product::feedHost;
+    // The user's home folder: "~" in the Codex folder stands for it.
+    std::string homeFolder;
 };
 
 // What the views ask the platform to do: windows it owns, the app's own lifetime.
@@ -45,6 +47,9 @@ struct AppWindows {
     std::function<void()> showAbout;
     std::function<void()> showPrivacyDetails;
     std::function<void()> quit;
+    // Asks the user for a Codex folder, starting at `currentFolder` (expanded); the choice comes
+    // back through `AppAssembly::codexFolderChosen`.
+    std::function<void(std::string currentFolder)> chooseCodexFolder;
 };
 
 // The application's long-lived objects, created in the order the app depends on and wired
@@ -84,6 +89,8 @@ class AppAssembly {
     void openInputMonitoringSettings();
     void viewUpdate();
     void performSettingsAction(const SettingsAction& action);
+    // The folder picked in the chooser `AppWindows::chooseCodexFolder` showed.
+    void codexFolderChosen(const std::string& path);
     void showSettings() { windows_.showSettings(std::nullopt); }
     void showAbout() { windows_.showAbout(); }
     void quit() { windows_.quit(); }

@@ -31,13 +31,16 @@ struct AppWorld : ReaderWorld {
                        loginItems,
                        alerts,
                        [](std::string_view) { return std::make_unique<MemoryPreferences>(); },
-                       "updates.example.com"};
-        AppWindows windows{[this](std::optional<std::string> section) {
-                               windowsShown.push_back("settings " + section.value_or("-"));
-                           },
-                           [this] { windowsShown.push_back("about"); },
-                           [this] { windowsShown.push_back("privacy"); },
-                           [this] { windowsShown.push_back("quit"); }};
+                       "updates.example.com",
+                       "/Users/ann"};
+        AppWindows windows{
+            [this](std::optional<std::string> section) {
+                windowsShown.push_back("settings " + section.value_or("-"));
+            },
+            [this] { windowsShown.push_back("about"); },
+            [this] { windowsShown.push_back("privacy"); },
+            [this] { windowsShown.push_back("quit"); },
+            [this](std::string folder) { windowsShown.push_back("choose folder " + folder); }};
         app = std::make_unique<AppAssembly>(std::move(ports), std::move(windows));
         return *app;
     }
@@ -95,8 +98,17 @@ TEST(AppAssembly, ActionsReachTheirModelsAndWindows) {
     app.viewUpdate();
     app.showAbout();
     app.quit();
+    // The chooser opens at the folder read now, expanded; its answer is kept in the "~" form.
+    app.performSettingsAction(
+        {SettingsControl::codexLogsFolder, std::nullopt, std::nullopt, false});
+    app.codexFolderChosen("/Users/ann/Work/codex");
+    app.performSettingsAction(
+        {SettingsControl::codexLogsFolder, std::nullopt, std::nullopt, false});
     EXPECT_EQ(world.windowsShown,
-              (std::vector<std::string>{"privacy", "settings Updates", "about", "quit"}));
+              (std::vector<std::string>{"privacy", "settings Updates", "about", "quit",
+                                        "choose folder /Users/ann/.codex",
+                                        "choose folder /Users/ann/Work/codex"}));
+    EXPECT_EQ(app.reader().codexLogsFolder(), "~/Work/codex");
 
     // The refresh item is disabled for exactly as long as a run drives Codex.
     EXPECT_TRUE(app.refreshControl().isEnabled);

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "Meterlane/Posix/IcuTimeFormatter.h"
 #include "Meterlane/Presentation/SettingsActions.h"
 #include "Meterlane/Presentation/SettingsInputFromReader.h"
 #include "Meterlane/Simulation/FakeLoginItemService.h"
@@ -13,17 +14,21 @@ struct SettingsWorld : ReaderWorld {
     FakeLoginItemService loginItems;
     std::unique_ptr<LaunchAtLoginController> launchAtLogin;
     std::vector<std::string> appCalls;
+    IcuTimeFormatter formatter{std::string("C")};
+    std::string homeFolder = "/Users/ann";
 
     SettingsViewModel window() {
-        return SettingsViewModel::make(settingsInput(*reader, *launchAtLogin, false, {}));
+        return SettingsViewModel::make(
+            settingsInput(*reader, *launchAtLogin, false, {}, formatter, homeFolder));
     }
     void perform(const SettingsAction& action) {
         const auto record = [this](const char* name) {
             return [this, name] { appCalls.emplace_back(name); };
         };
-        SettingsTargets targets{*reader,           *launchAtLogin,  record("notification settings"),
-                                record("privacy"), record("check"), record("notes"),
-                                record("later"),   record("update")};
+        SettingsTargets targets{
+            *reader,           *launchAtLogin,   record("notification settings"),
+            record("privacy"), record("check"),  record("notes"),
+            record("later"),   record("update"), record("choose folder")};
         performSettingsAction(action, targets);
     }
 };
@@ -78,11 +83,39 @@ TEST(SettingsActions, SwitchesAndButtonsReachTheirOwners) {
     for (const SettingsControl control :
          {SettingsControl::openNotificationSettings, SettingsControl::privacyDetails,
           SettingsControl::checkForUpdates, SettingsControl::toggleReleaseNotes,
-          SettingsControl::later, SettingsControl::updateAndRestart}) {
+          SettingsControl::later, SettingsControl::updateAndRestart,
+          SettingsControl::codexLogsFolder}) {
         world.perform({control, std::nullopt, std::nullopt, false});
     }
-    EXPECT_EQ(world.appCalls, (std::vector<std::string>{"notification settings", "privacy", "check",
-                                                        "notes", "later", "update"}));
+    EXPECT_EQ(world.appCalls,
+              (std::vector<std::string>{"notification settings", "privacy", "check", "notes",
+                                        "later", "update", "choose folder"}));
+    world.perform({SettingsControl::readCodexLogs, std::nullopt, std::nullopt, true});
+    EXPECT_TRUE(reader.codexLogsEnabled());
+    world.perform({SettingsControl::readCodexLogs, std::nullopt, std::nullopt, false});
+    EXPECT_FALSE(reader.codexLogsEnabled());
+}
+
+// What the chooser answers is what the window then shows and the reader reads: a folder under
+// the home folder kept in the "~" form, a cancelled chooser leaving the choice alone.
+TEST(SettingsActions, AChosenCodexFolderIsKeptAsTheUserReadsIt) {
+    const struct {
+        const char* chosen;
+        const char* stored;
+    } rows[] = {
+        {"/Users/ann/Work/codex", "~/Work/codex"},
+        {"/Users/ann/.codex/", "~/.codex"},
+        {"/Volumes/Shared/codex", "/Volumes/Shared/codex"},
+        {"", "~/.codex"},
+    };
+    for (const auto& row : rows) {
+        SettingsWorld world;
+        UsageReader& reader = world.makeReader(CodexPlan::plus, true);
+        world.launchAtLogin = std::make_unique<LaunchAtLoginController>(world.loginItems);
+        codexFolderChosen(reader, row.chosen, world.homeFolder);
+        EXPECT_EQ(reader.codexLogsFolder(), row.stored) << row.chosen;
+        EXPECT_EQ(world.window().sections[1].rows[1].detail, row.stored) << row.chosen;
+    }
 }
 
 }  // namespace

@@ -100,13 +100,16 @@ TEST(SettingsViewModel, AlertSectionsFollowThePlan) {
         SettingsInput input;
         V sections;
     } rows[] = {
-        {SettingsInput{}, V{"General", "Refresh", "Startup", "Privacy & Permissions", "Updates"}},
-        {chosen(CodexPlan::freeGo), V{"General", "Refresh", "Monthly Usage Alerts", "Startup",
-                                      "Privacy & Permissions", "Updates"}},
-        {chosen(CodexPlan::plus), V{"General", "Refresh", "5h Usage Alerts", "Weekly Usage Alerts",
-                                    "Startup", "Privacy & Permissions", "Updates"}},
-        {chosen(CodexPlan::pro), V{"General", "Refresh", "General Weekly Usage Alerts", "Startup",
-                                   "Privacy & Permissions", "Updates"}},
+        {SettingsInput{},
+         V{"General", "Codex's Logs", "Refresh", "Startup", "Privacy & Permissions", "Updates"}},
+        {chosen(CodexPlan::freeGo), V{"General", "Codex's Logs", "Refresh", "Monthly Usage Alerts",
+                                      "Startup", "Privacy & Permissions", "Updates"}},
+        {chosen(CodexPlan::plus),
+         V{"General", "Codex's Logs", "Refresh", "5h Usage Alerts", "Weekly Usage Alerts",
+           "Startup", "Privacy & Permissions", "Updates"}},
+        {chosen(CodexPlan::pro),
+         V{"General", "Codex's Logs", "Refresh", "General Weekly Usage Alerts", "Startup",
+           "Privacy & Permissions", "Updates"}},
     };
     for (const auto& row : rows) {
         EXPECT_EQ(titles(SettingsViewModel::make(row.input)), row.sections);
@@ -155,6 +158,33 @@ TEST(SettingsViewModel, EveryControlHasAnAccessibilityLabel) {
     }
 }
 
+// The status line belongs to the switch: it shows only while reading is on, and never without
+// a line to show.
+TEST(SettingsViewModel, TheLogsStatusShowsOnlyWhileReadingIsOn) {
+    const struct {
+        bool on;
+        std::optional<std::string> status;
+        std::size_t rows;
+    } rows[] = {
+        {false, std::nullopt, 2},
+        {false, "No Codex logs in ~/.codex/sessions", 2},
+        {true, std::nullopt, 2},
+        {true, "No Codex logs in ~/.codex/sessions", 3},
+    };
+    for (const auto& row : rows) {
+        SettingsInput input = chosen(CodexPlan::plus);
+        input.readCodexLogs = row.on;
+        input.codexLogsStatus = row.status;
+        const SettingsSection logs = SettingsViewModel::make(input).sections[1];
+        ASSERT_EQ(logs.rows.size(), row.rows) << row.on;
+        EXPECT_EQ(logs.rows[0].isOn, row.on);
+        EXPECT_EQ(logs.rows[1].detail, "~/.codex");
+        if (row.rows == 3) {
+            EXPECT_EQ(logs.rows[2].detail, row.status);
+        }
+    }
+}
+
 TEST(SettingsViewModel, GoldenRenderings) {
     SettingsInput firstRun;
     firstRun.updates.currentVersionText = "Version 1.0.3 \u00B7 Released September 22, 2026";
@@ -165,6 +195,9 @@ TEST(SettingsViewModel, GoldenRenderings) {
     SettingsInput plus = withOffer(chosen(CodexPlan::plus), false);
     plus.lowUsageAlertSettings.weekly.isEnabled = false;
     plus.showsNotificationRecovery = true;
+    plus.readCodexLogs = true;
+    plus.codexFolder = "~/Work/codex";
+    plus.codexLogsStatus = "Reading ~/Work/codex/sessions \u00B7 newest usage line at 2:04 PM";
     SettingsInput pro = withOffer(chosen(CodexPlan::pro), true);
     pro.updates.unavailableText = std::nullopt;
     expectGolden("settings-first-run.txt", rendered(SettingsViewModel::make(firstRun)));
@@ -190,6 +223,7 @@ TEST(SettingsViewModel, GoldenRenderings) {
           << privacy.dataSummary << "\n"
           << privacy.accessibilityDetails << "\n"
           << privacy.notificationsDetails << "\n"
+          << privacy.codexLogsDetails << "\n"
           << privacy.localDataDetails << "\n"
           << privacy.networkDetails << "\n";
     expectGolden("about-and-privacy.txt", texts.str());

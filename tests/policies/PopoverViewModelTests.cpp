@@ -76,19 +76,21 @@ TEST(PopoverViewModel, OneSectionPerWindowOfThePlan) {
     PopoverInput input = plusWithData();
     auto model = PopoverViewModel::make(input, fakeTime);
     ASSERT_EQ(model.sections.size(), 2u);
-    EXPECT_EQ(model.sections[0], (UsageSection{"5h", "72%", 0.72, "Reset 3:45 PM"}));
-    EXPECT_EQ(model.sections[1], (UsageSection{"Weekly", "Not Found", 0, "Reset Sep 12"}));
+    EXPECT_EQ(model.sections[0], (UsageSection{"5h", "72%", 0.72, "Reset 3:45 PM", std::nullopt}));
+    EXPECT_EQ(model.sections[1],
+              (UsageSection{"Weekly", "Not Found", 0, "Reset Sep 12", std::nullopt}));
 
     input.plan = CodexPlan::freeGo;
     input.currentDisplaySnapshot.monthly = "120%";
     input.currentDisplaySnapshot.monthlyReset = "Oct 3";
     EXPECT_EQ(PopoverViewModel::make(input, fakeTime).sections,
-              (std::vector<UsageSection>{{"Monthly", "120%", 1, "Reset Oct 3"}}));
+              (std::vector<UsageSection>{{"Monthly", "120%", 1, "Reset Oct 3", std::nullopt}}));
 
     input.plan = CodexPlan::pro;
     input.currentDisplaySnapshot.weekly = "-5%";
-    EXPECT_EQ(PopoverViewModel::make(input, fakeTime).sections,
-              (std::vector<UsageSection>{{"General Weekly", "-5%", 0, std::nullopt}}));
+    EXPECT_EQ(
+        PopoverViewModel::make(input, fakeTime).sections,
+        (std::vector<UsageSection>{{"General Weekly", "-5%", 0, std::nullopt, std::nullopt}}));
 }
 
 TEST(UsageProgress, ClampsAndTreatsTextThatIsNotANumberAsEmpty) {
@@ -163,6 +165,58 @@ TEST(PopoverViewModel, NoticesAndTheAppsOwnActions) {
     // Before a plan is chosen nothing refreshes, so there is nothing to warn about.
     input.presentationState = UsageSnapshotPresentationState::planSelectionRequired;
     EXPECT_FALSE(PopoverViewModel::make(input, fakeTime).inputMonitoringNotice);
+}
+
+// A window's pace line is the pace rule's sentence with the runs-out time written as the user
+// reads it, placed under that window only; no estimate, no line.
+TEST(PopoverViewModel, EachWindowShowsItsOwnPace) {
+    using K = UsagePaceEstimate::Kind;
+    const UsagePaceEstimate runsOut{K::runsOut, Date{5400}, 1200};
+    const UsagePaceEstimate lasts{K::lastsUntilReset, std::nullopt, 0};
+    const struct {
+        CodexPlan plan;
+        std::map<QuotaWindow, UsagePaceEstimate> pace;
+        std::vector<std::optional<std::string>> lines;
+    } rows[] = {
+        {CodexPlan::plus, {}, {std::nullopt, std::nullopt}},
+        {CodexPlan::plus,
+         {{QuotaWindow::fiveHour, UsagePaceEstimate{}}, {QuotaWindow::weekly, UsagePaceEstimate{}}},
+         {std::nullopt, std::nullopt}},
+        {CodexPlan::plus,
+         {{QuotaWindow::fiveHour, runsOut}, {QuotaWindow::weekly, lasts}},
+         {usagePaceText(QuotaWindow::fiveHour, runsOut, "5400"),
+          usagePaceText(QuotaWindow::weekly, lasts, "")}},
+        {CodexPlan::plus,
+         {{QuotaWindow::weekly, runsOut}},
+         {std::nullopt, usagePaceText(QuotaWindow::weekly, runsOut, "5400")}},
+        // Pro's one section is its weekly window; a five-hour estimate has nowhere to go.
+        {CodexPlan::pro,
+         {{QuotaWindow::fiveHour, runsOut}, {QuotaWindow::weekly, lasts}},
+         {usagePaceText(QuotaWindow::weekly, lasts, "")}},
+        {CodexPlan::freeGo,
+         {{QuotaWindow::monthly, runsOut}},
+         {usagePaceText(QuotaWindow::monthly, runsOut, "5400")}},
+    };
+    for (const auto& row : rows) {
+        PopoverInput input = plusWithData();
+        input.plan = row.plan;
+        input.usagePace = row.pace;
+        const PopoverViewModel model = PopoverViewModel::make(input, fakeTime);
+        ASSERT_EQ(model.sections.size(), row.lines.size()) << rawValue(row.plan);
+        for (std::size_t i = 0; i < row.lines.size(); ++i) {
+            EXPECT_EQ(model.sections[i].paceLine, row.lines[i]) << rawValue(row.plan) << " " << i;
+        }
+    }
+}
+
+TEST(PopoverViewModel, AReadingFromTheLogsSaysSo) {
+    PopoverInput input = plusWithData();
+    EXPECT_EQ(PopoverViewModel::make(input, fakeTime).lastUpdatedText, "Last updated: 100");
+    input.source = UsageSource::codexLogs;
+    EXPECT_EQ(PopoverViewModel::make(input, fakeTime).lastUpdatedText,
+              "Last updated: 100 \u00B7 from Codex's logs");
+    input.currentDisplayLastUpdated.reset();
+    EXPECT_EQ(PopoverViewModel::make(input, fakeTime).lastUpdatedText, std::nullopt);
 }
 
 }  // namespace

@@ -25,6 +25,9 @@ std::string sectionLine(const UsageSection& section, std::size_t titleWidth) {
     if (section.resetLine) {
         line += "  " + *section.resetLine;
     }
+    if (section.paceLine) {
+        line += "  " + *section.paceLine;
+    }
     return line;
 }
 

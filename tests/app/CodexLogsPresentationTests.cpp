@@ -1,0 +1,132 @@
+#include <gtest/gtest.h>
+
+#include <cctype>
+
+#include "Meterlane/Presentation/CodexLogsPresentation.h"
+
+namespace gaugely {
+namespace {
+
+TEST(CodexLogsPresentation, FoldersUnderTheHomeFolderReadWithATilde) {
+    const struct {
+        const char* folder;
+        const char* home;
+        const char* shown;
+    } rows[] = {
+        {"/Users/ann/.codex", "/Users/ann", "~/.codex"},
+        {"/Users/ann/.codex/", "/Users/ann/", "~/.codex"},
+        {"/Users/ann", "/Users/ann", "~"},
+        {"/Users/ann/", "/Users/ann", "~"},
+        // A sibling whose name begins with the home folder's is not inside it.
+        {"/Users/ann2/.codex", "/Users/ann", "/Users/ann2/.codex"},
+        {"/Volumes/Work/codex", "/Users/ann", "/Volumes/Work/codex"},
+        {"~/.codex", "/Users/ann", "~/.codex"},
+        // Without a home folder, or with "/" as one, nothing can be shortened.
+        {"/Users/ann/.codex", "", "/Users/ann/.codex"},
+        {"/etc/codex", "/", "/etc/codex"},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(abbreviatedCodexFolder(row.folder, row.home), row.shown) << row.folder;
+    }
+    EXPECT_EQ(codexSessionsFolder("~/.codex"), "~/.codex/sessions");
+    EXPECT_EQ(codexSessionsFolder("~/.codex/"), "~/.codex/sessions");
+    EXPECT_EQ(codexSessionsFolder("/"), "/sessions");
+}
+
+CodexLogsState looked(FileProblem folderProblem, std::size_t files) {
+    CodexLogsState state;
+    state.looked = true;
+    state.follower.sessionsFolder = "/Users/ann/.codex/sessions";
+    state.follower.folderProblem = folderProblem;
+    state.follower.sessionFiles = files;
+    return state;
+}
+
+CodexLogsState unreadableBelow(FileProblem problem) {
+    CodexLogsState state = looked(FileProblem::none, 0);
+    state.follower.unreadablePaths = 2;
+    state.follower.lastPathProblem = problem;
+    return state;
+}
+
+CodexLogsState unrecognised(uint64_t accepted) {
+    CodexLogsState state = looked(FileProblem::none, 3);
+    state.unrecognisedLines = 4;
+    state.follower.acceptedLines = accepted;
+    if (accepted > 0) {
+        state.newestLineAt = Date{7440};
+    }
+    return state;
+}
+
+CodexLogsState withLine(std::optional<CodexLogRefusal> refusal) {
+    CodexLogsState state = looked(FileProblem::none, 3);
+    state.follower.acceptedLines = 1;
+    state.newestLineAt = Date{7440};
+    state.refusal = refusal;
+    return state;
+}
+
+// Each state a user can meet says where the logs were looked for, or what is wrong with them,
+// in its own words; none of them points at the menu reader's recovery hints.
+TEST(CodexLogsPresentation, TheStatusLineSaysWhereItLookedAndWhyNothingCame) {
+    using F = FileProblem;
+    using R = CodexLogRefusal;
+    const struct {
+        CodexLogsState state;
+        CodexPlan plan;
+        const char* text;
+    } rows[] = {
+        {CodexLogsState{}, CodexPlan::plus, "Looking in ~/.codex/sessions\u2026"},
+        {looked(F::notFound, 0), CodexPlan::plus, "No Codex logs in ~/.codex/sessions"},
+        {looked(F::none, 0), CodexPlan::plus, "No Codex logs in ~/.codex/sessions"},
+        {looked(F::permissionDenied, 0), CodexPlan::plus,
+         "No permission to read ~/.codex/sessions"},
+        {looked(F::notADirectory, 0), CodexPlan::plus, "~/.codex/sessions cannot be read"},
+        {looked(F::symbolicLinkLoop, 0), CodexPlan::plus, "~/.codex/sessions cannot be read"},
+        {looked(F::other, 0), CodexPlan::plus, "~/.codex/sessions cannot be read"},
+        // No session file found because the day folders below were closed to us.
+        {unreadableBelow(F::permissionDenied), CodexPlan::plus,
+         "No permission to read ~/.codex/sessions"},
+        {unreadableBelow(F::other), CodexPlan::plus, "~/.codex/sessions cannot be read"},
+        {looked(F::none, 3), CodexPlan::plus, "No usage lines in Codex's logs yet"},
+        {unrecognised(0), CodexPlan::plus,
+         "Codex's logs in ~/.codex/sessions are in a format not recognised"},
+        // Some lines of an unknown shape beside readable ones are not the user's concern.
+        {unrecognised(1), CodexPlan::plus,
+         "Reading ~/.codex/sessions \u00B7 newest usage line at t7440"},
+        {withLine(R::missingWindow), CodexPlan::plus,
+         "Codex's logs do not show the Plus plan's windows"},
+        {withLine(R::missingWindow), CodexPlan::freeGo,
+         "Codex's logs do not show the Free / Go plan's windows"},
+        {withLine(R::staleWindow), CodexPlan::pro,
+         "The newest usage in Codex's logs has already reset"},
+        {withLine(R::futureTimestamp), CodexPlan::plus,
+         "The newest usage in Codex's logs is dated in the future"},
+        {withLine(R::unreadablePercent), CodexPlan::plus,
+         "Codex's logs in ~/.codex/sessions are in a format not recognised"},
+        {withLine(std::nullopt), CodexPlan::plus,
+         "Reading ~/.codex/sessions \u00B7 newest usage line at t7440"},
+    };
+    const TimeOfDayText timeOfDay = [](Date date) {
+        return "t" + std::to_string(static_cast<long long>(date.timeIntervalSinceReferenceDate));
+    };
+    for (const auto& row : rows) {
+        const std::string text =
+            codexLogsStatusText(row.state, "~/.codex/sessions", row.plan, timeOfDay);
+        EXPECT_EQ(text, row.text);
+        for (const char* hint :
+             {"open codex", "codex is not running", "profile menu", "could not", "did not appear",
+              "did not expand", "refresh failed", "return to codex", "input monitoring",
+              "no longer frontmost", "menu state could not be confirmed"}) {
+            std::string lower = text;
+            for (char& c : lower) {
+                c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+            }
+            EXPECT_EQ(lower.find(hint), std::string::npos) << text << " / " << hint;
+        }
+    }
+}
+
+}  // namespace
+}  // namespace gaugely
