@@ -29,6 +29,7 @@ endif()
 target_link_libraries(
     MeterlaneMacOS
     PUBLIC MeterlaneCore
+           MeterlanePosix
            "-framework ApplicationServices"
            "-framework CoreFoundation"
            "-framework CoreGraphics"

@@ -9,12 +9,14 @@
 #import "Meterlane/App/GaugelyTextWindowController.h"
 
 #include "Meterlane/App/AppKitText.h"
+#include "Meterlane/Posix/FileDocumentStore.h"
 #include "Meterlane/Startup/AppAssembly.h"
 #include "Meterlane/Startup/SingleInstance.h"
 #include "Meterlane/macOS/MacAccessibility.h"
 #include "Meterlane/macOS/MacAlertPresenter.h"
 #include "Meterlane/macOS/MacBundleInformation.h"
 #include "Meterlane/macOS/MacClock.h"
+#include "Meterlane/macOS/MacFileSystem.h"
 #include "Meterlane/macOS/MacInput.h"
 #include "Meterlane/macOS/MacLog.h"
 #include "Meterlane/macOS/MacLoginItemService.h"
@@ -32,6 +34,18 @@ using gaugely::nsString;
 namespace {
 
 // The adapters, made once and kept for the life of the process.
+// ~/Library/Application Support/<bundle identifier>/usage-history.json: the app's own data.
+std::string usageHistoryFile() {
+    NSURL* support = [NSFileManager.defaultManager URLsForDirectory:NSApplicationSupportDirectory
+                                                          inDomains:NSUserDomainMask]
+                         .firstObject;
+    NSString* folder =
+        support ? support.path
+                : [NSHomeDirectory() stringByAppendingPathComponent:@"Library/Application Support"];
+    return std::string(folder.UTF8String) + "/" + std::string(gaugely::product::bundleIdentifier) +
+           "/usage-history.json";
+}
+
 struct MacPlatform {
     gaugely::MacAccessibility accessibility;
     gaugely::MacInput input;
@@ -45,6 +59,8 @@ struct MacPlatform {
     gaugely::MacTimeFormatter timeFormatter;
     gaugely::MacLoginItemService loginItems;
     gaugely::MacAlertPresenter alerts;
+    gaugely::MacFileSystem files;
+    gaugely::FileDocumentStore usageHistory{usageHistoryFile()};
 #if GAUGELY_WITH_SPARKLE
     gaugely::SparkleUpdateFramework updates;
 #else
@@ -129,7 +145,9 @@ NSMenu* keyEquivalentMenu() {
             return std::make_unique<gaugely::MacPreferences>(std::string(suite));
         },
         gaugely::product::feedHost,
-        NSHomeDirectory().UTF8String};
+        NSHomeDirectory().UTF8String,
+        &platform.files,
+        &platform.usageHistory};
     _app = std::make_unique<gaugely::AppAssembly>(std::move(ports), std::move(windows));
 
     _templateImage = [NSBundle.mainBundle imageForResource:@"GaugelyMenuBarTemplate"];

@@ -31,7 +31,9 @@ CodexLogSource::CodexLogSource(FileSystem& fileSystem, MainQueue& mainQueue,
 
 CodexLogSource::~CodexLogSource() = default;
 
-void CodexLogSource::start() { watcher_->start(); }
+void CodexLogSource::start() {
+    watcher_->start();
+}
 
 bool CodexLogSource::handleLine(std::string_view line) {
     if (!mayBeCodexUsageLine(line)) {

@@ -26,7 +26,8 @@ void UsageReader::restoreCodexLogSettings() {
         codexLogsFolder_ = std::move(*folder);
     }
     if (auto sources =
-            stored::record<UsageSnapshotSources>(defaults, defaultsKey::usageSnapshotSources).value) {
+            stored::record<UsageSnapshotSources>(defaults, defaultsKey::usageSnapshotSources)
+                .value) {
         snapshotSources_ = std::move(*sources);
     }
 }
@@ -163,7 +164,8 @@ void UsageReader::commitCodexLogLine(const CodexLogUsageLine& line) {
     planSynchronization_.markFreshSnapshotCommitted();
     storeSnapshotSource(UsageSource::codexLogs);
     env_.log.write(logSubsystem, refreshLogCategory, LogLevel::info,
-                   "Reading of " + readAt + " from " + std::string(sourceTitle(UsageSource::codexLogs)) +
+                   "Reading of " + readAt + " from " +
+                       std::string(sourceTitle(UsageSource::codexLogs)) +
                        " validated and committed for " + std::string(rawValue(plan)));
     recordUsageHistory(reading.remainingPercent, reading.resetsAt, reading.readAt);
     snapshotCommitted(reading.readAt, UsageSource::codexLogs);
@@ -190,9 +192,9 @@ void UsageReader::recordUsageHistory(const std::map<QuotaWindow, double>& remain
         const auto reset = resetsAt.find(window);
         changed |= usageHistory_.record(
             codexPlan(), window,
-            UsageHistoryPoint{at, percent,
-                              reset == resetsAt.end() ? std::nullopt
-                                                      : std::optional<Date>(reset->second)});
+            UsageHistoryPoint{
+                at, percent,
+                reset == resetsAt.end() ? std::nullopt : std::optional<Date>(reset->second)});
     }
     if (changed && !codexLogEnvironment_->usageHistory.replace(encodeJson(usageHistory_))) {
         env_.log.write(logSubsystem, codexLogsLogCategory, LogLevel::error,

@@ -18,6 +18,10 @@ AppAssembly::AppAssembly(AppPorts ports, AppWindows windows)
         environment.workspace, ports_.timeFormatter, ports_.openDefaultsSuite, ports_.feedHost});
     // 2. The reader restores its state and starts its scheduler.
     reader_ = std::make_unique<UsageReader>(environment);
+    if (ports_.codexFileSystem && ports_.usageHistory) {
+        reader_->attachCodexLogs(CodexLogEnvironment{*ports_.codexFileSystem, *ports_.usageHistory,
+                                                     ports_.timeFormatter, ports_.homeFolder});
+    }
     // 3. An installation waits for a running refresh, and no refresh starts while one installs.
     runtime_->installRefreshGateHooks(reader_->updateRefreshGateHooks());
     // 4. Launch at login reads its status now.

@@ -38,6 +38,10 @@ struct AppPorts {
     std::string_view feedHost = product::feedHost;
     // The user's home folder: "~" in the Codex folder stands for it.
     std::string homeFolder;
+    // Where Codex's logs are read and the usage history kept; without them the logs switch is
+    // kept but nothing is read.
+    FileSystem* codexFileSystem = nullptr;
+    DocumentStore* usageHistory = nullptr;
 };
 
 // What the views ask the platform to do: windows it owns, the app's own lifetime.

@@ -31,7 +31,8 @@ TEST_F(State, ShowsWhatARunSavedWithoutChangingTheFile) {
              "Plan                      Plus\n",
              "Automatic refresh         on (default), every 1 minute (default)\n",
              "  Plus                    5h 18% (reset 3:45 PM) · Weekly 40% (reset Sep 12), read "
-             "2026-11-21 09:00:05 UTC\n",
+             "2026-11-21 09:00:05 UTC from Codex's menu\n",
+             "Codex's logs              off (default), folder ~/.codex (default)\n",
              "Next automatic refresh    2026-11-21 09:01:05 UTC (overdue)\n",
              "Low-usage alert state     plus.fiveHour low, notified 2026-11-21 09:00:05 UTC · "
              "plus.weekly not low\n",

@@ -17,8 +17,7 @@ struct LogWorld : ReaderWorld {
 
     explicit LogWorld(CodexPlan plan) : ReaderWorld(plan) {}
 
-    UsageReader& makeLogReader(CodexPlan plan, bool automaticRefresh = false,
-                               bool logsOn = true) {
+    UsageReader& makeLogReader(CodexPlan plan, bool automaticRefresh = false, bool logsOn = true) {
         UsageReader& made = makeReader(plan, automaticRefresh);
         made.setCodexLogsEnabled(logsOn);
         made.attachCodexLogs(CodexLogEnvironment{files, history, formatter, "/home/someone"});
@@ -50,9 +49,15 @@ TEST(CodexLogReading, LinesAreCommittedOnlyWhenNewerAndComplete) {
          {{30, 20}, {60, 10}},
          "80%",
          std::nullopt},
-        {"a plan whose window the line lacks", CodexPlan::freeGo, {{30, 12.5}}, std::nullopt,
+        {"a plan whose window the line lacks",
+         CodexPlan::freeGo,
+         {{30, 12.5}},
+         std::nullopt,
          CodexLogRefusal::missingWindow},
-        {"a line from the future", CodexPlan::plus, {{-3600, 12.5}}, std::nullopt,
+        {"a line from the future",
+         CodexPlan::plus,
+         {{-3600, 12.5}},
+         std::nullopt,
          CodexLogRefusal::futureTimestamp},
     };
     for (const auto& c : cases) {
@@ -91,9 +96,9 @@ TEST(CodexLogReading, TheSourceIsStoredBesideTheReadingAndReadBack) {
     reader.beginReadCountdown(false);
     world.runUntilRunEnds();
     EXPECT_EQ(reader.snapshotSource(), UsageSource::codexMenu);
-    EXPECT_EQ(StoredReaderState::read(world.preferences).snapshotSources.value->source(
-                  CodexPlan::plus),
-              UsageSource::codexMenu);
+    EXPECT_EQ(
+        StoredReaderState::read(world.preferences).snapshotSources.value->source(CodexPlan::plus),
+        UsageSource::codexMenu);
 }
 
 TEST(CodexLogReading, ALineArrivingDuringAMenuRunWaitsForItsEnd) {
@@ -159,16 +164,15 @@ TEST(CodexLogReading, HistoryKeepsBothSourcesAndFeedsThePace) {
     for (int minute = 0; minute <= 20; minute += 5) {
         const Date at = start.addingTimeInterval(minute * 60);
         world.time.advance(at.timeIntervalSince(world.time.now()));
-        reader.receiveCodexLogLine(CodexLogUsageLine{
-            at, CodexLogRateWindow{50 + minute / 2.0, 300, reset},
-            CodexLogRateWindow{20, 10'080, start.addingTimeInterval(86'400)}});
+        reader.receiveCodexLogLine(
+            CodexLogUsageLine{at, CodexLogRateWindow{50 + minute / 2.0, 300, reset},
+                              CodexLogRateWindow{20, 10'080, start.addingTimeInterval(86'400)}});
     }
     EXPECT_EQ(reader.usageHistory().points(CodexPlan::plus, QuotaWindow::fiveHour).size(), 5u);
     EXPECT_EQ(reader.windowResetsAt(QuotaWindow::fiveHour), reset);
     const UsagePaceEstimate pace = reader.usagePace(QuotaWindow::fiveHour);
     EXPECT_EQ(pace.kind, UsagePaceEstimate::Kind::runsOut);
-    EXPECT_EQ(reader.usagePace(QuotaWindow::weekly).kind,
-              UsagePaceEstimate::Kind::lastsUntilReset);
+    EXPECT_EQ(reader.usagePace(QuotaWindow::weekly).kind, UsagePaceEstimate::Kind::lastsUntilReset);
     ASSERT_TRUE(world.history.bytes());
     EXPECT_TRUE(decodeJson<UsageHistory>(*world.history.bytes()));
 
@@ -183,7 +187,9 @@ TEST(CodexLogReading, HistoryKeepsBothSourcesAndFeedsThePace) {
 TEST(CodexLogReading, ASessionFileIsReadOnlyWhileTheSourceIsOn) {
     LogWorld world(CodexPlan::plus);
     const Date at = world.time.now().addingTimeInterval(-20);
-    const auto unix = [](Date date) { return std::to_string(static_cast<long long>(date.unixTime())); };
+    const auto unix = [](Date date) {
+        return std::to_string(static_cast<long long>(date.unixTime()));
+    };
     world.files.writeFile(
         "/home/someone/.codex/sessions/2026/11/21/rollout-2026-11-21T08-00-00-a.jsonl",
         "{\"timestamp\":\"2026-11-21T08:59:40Z\",\"type\":\"event_msg\",\"payload\":{"

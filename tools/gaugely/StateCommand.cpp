@@ -208,8 +208,8 @@ std::string historyText(const SavedHistory& saved) {
 }
 
 void printText(std::ostream& out, const std::string& file, bool exists,
-               const StoredReaderState& state, const SavedHistory& saved,
-               const LaunchView& launch, Date now) {
+               const StoredReaderState& state, const SavedHistory& saved, const LaunchView& launch,
+               Date now) {
     out << "Gaugely's saved state in " << file << "\n";
     if (!exists) {
         out << "(no such file yet: everything is at its default)\n";
@@ -333,8 +333,8 @@ Json storedJson(const Stored<T>& stored, F&& encode) {
 }
 
 void printJson(std::ostream& out, const std::string& file, bool exists,
-               const StoredReaderState& state, const SavedHistory& saved,
-               const LaunchView& launch, Date now) {
+               const StoredReaderState& state, const SavedHistory& saved, const LaunchView& launch,
+               Date now) {
     Json json = Json::object();
     json["file"] = file;
     json["fileExists"] = exists;
@@ -352,8 +352,8 @@ void printJson(std::ostream& out, const std::string& file, bool exists,
         for (const auto& [plan, record] : stored->snapshots) {
             Json entry = record.toJson();
             entry["lastUpdatedLocal"] = localDateTimeText(record.lastUpdated);
-            entry["source"] = rawValue(
-                state.snapshotSources.value.value_or(UsageSnapshotSources{}).source(plan));
+            entry["source"] =
+                rawValue(state.snapshotSources.value.value_or(UsageSnapshotSources{}).source(plan));
             snapshots[std::string(rawValue(plan))] = entry;
         }
     }

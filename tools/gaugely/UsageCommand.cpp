@@ -157,8 +157,8 @@ int runUsageCommand(const std::vector<std::string>& arguments, CommandStreams st
     FakeInput input(inputClock);
     std::ostream& notificationStream = options.json ? streams.err : streams.out;
     TerminalNotificationCenter notifications(notificationStream);
-    UsageReader reader(ReaderEnvironment{accessibility, input, workspace, loop, loop, log, defaults,
-                                         notifications, {}});
+    UsageReader reader(ReaderEnvironment{
+        accessibility, input, workspace, loop, loop, log, defaults, notifications, {}});
     reader.setAutomaticRefreshEnabled(false);
     if (options.plan) {
         reader.setCodexPlan(*options.plan);

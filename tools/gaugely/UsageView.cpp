@@ -11,12 +11,14 @@ namespace gaugely::tool {
 
 UsageView::UsageView(std::ostream& out, std::ostream& err, const TimeFormatter& formatter,
                      std::string homeFolder, Style style)
-    : out_(out), err_(err), formatter_(formatter), homeFolder_(std::move(homeFolder)),
+    : out_(out),
+      err_(err),
+      formatter_(formatter),
+      homeFolder_(std::move(homeFolder)),
       style_(style) {}
 
 std::string UsageView::isoText(Date date) const {
-    return formatter_.format(date, "yyyy-MM-dd'T'HH:mm:ss'Z'", "en_US_POSIX", "UTC")
-        .value_or("");
+    return formatter_.format(date, "yyyy-MM-dd'T'HH:mm:ss'Z'", "en_US_POSIX", "UTC").value_or("");
 }
 
 std::string UsageView::statusLine(const UsageReader& reader) const {
@@ -112,6 +114,8 @@ void UsageView::waiting(const UsageReader& reader) {
     draw({std::string(title(reader.codexPlan())) + " \u00B7 " + statusLine(reader)});
 }
 
-void UsageView::close() { out_.flush(); }
+void UsageView::close() {
+    out_.flush();
+}
 
 }  // namespace gaugely::tool
