@@ -158,6 +158,8 @@ void UsageReader::commitCodexLogLine(const CodexLogUsageLine& line) {
     if (!isCompleteUsageSnapshot(reading.snapshot, currentSchema())) {
         return;
     }
+    // Before anything is published, so observers see the pace that goes with the reading.
+    recordUsageHistory(reading.remainingPercent, reading.resetsAt, reading.readAt);
     publish(snapshot_, reading.snapshot);
     publish(activeSnapshotPlan_, std::optional<CodexPlan>(plan));
     publish(lastUpdated_, std::optional<Date>(reading.readAt));
@@ -167,7 +169,6 @@ void UsageReader::commitCodexLogLine(const CodexLogUsageLine& line) {
                    "Reading of " + readAt + " from " +
                        std::string(sourceTitle(UsageSource::codexLogs)) +
                        " validated and committed for " + std::string(rawValue(plan)));
-    recordUsageHistory(reading.remainingPercent, reading.resetsAt, reading.readAt);
     snapshotCommitted(reading.readAt, UsageSource::codexLogs);
 }
 

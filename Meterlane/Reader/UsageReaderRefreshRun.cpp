@@ -145,18 +145,20 @@ bool UsageReader::commitCompleteUsageSnapshot(const UsageSnapshot& snapshot) {
     if (activeRun_) {
         activeRun_->recordRefreshStage("snapshot validated and committed");
     }
+    const Date committedAt = env_.clock.now();
+    // The history is not published on its own: it is recorded before the reading is, so
+    // observers see the two together.
+    std::map<QuotaWindow, double> remaining;
+    for (const auto& [window, percent] : quotaPercentages(snapshot, currentSchema())) {
+        remaining[window] = percent;
+    }
+    recordUsageHistory(remaining, {}, committedAt);
     publish(snapshot_, snapshot);
     publish(activeSnapshotPlan_, std::optional<CodexPlan>(codexPlan()));
-    const Date committedAt = env_.clock.now();
     publish(lastUpdated_, std::optional<Date>(committedAt));
     planSynchronization_.markFreshSnapshotCommitted();
     setStatusMessage(std::nullopt);
     storeSnapshotSource(UsageSource::codexMenu);
-    std::map<QuotaWindow, double> remaining;
-    for (const auto& [window, percent] : quotaPercentages(snapshot_, currentSchema())) {
-        remaining[window] = percent;
-    }
-    recordUsageHistory(remaining, {}, committedAt);
     snapshotCommitted(committedAt, UsageSource::codexMenu);
     return true;
 }

@@ -120,7 +120,17 @@ TEST_F(Conventions, TheReadmesExamplesPrintWhatTheyShow) {
                 arguments.push_back(word);
             }
         }
-        const ToolResult result = run(arguments, input);
+        // `usage` keeps state: each example gets fresh state folders, and runs where the
+        // README's paths start.
+        const bool keepsState = arguments.front() == "usage";
+        const std::string environment = keepsState ? "XDG_CONFIG_HOME=" + path("config").string() +
+                                                         " XDG_DATA_HOME=" + path("data").string() +
+                                                         " CODEX_HOME="
+                                                   : "";
+        fs::remove_all(path("config"));
+        fs::remove_all(path("data"));
+        const ToolResult result = run(arguments, input, environment,
+                                      keepsState ? std::optional<fs::path>(source) : std::nullopt);
         EXPECT_EQ(result.status, 0) << *example << "\n" << result.err;
         EXPECT_EQ(result.out, shown) << *example;
         ++checked;
@@ -128,8 +138,9 @@ TEST_F(Conventions, TheReadmesExamplesPrintWhatTheyShow) {
         shown.clear();
     };
     while (std::getline(readme, line)) {
-        const bool stateless =
-            line.starts_with("$ gaugely parse ") || line.starts_with("$ gaugely --version");
+        const bool stateless = line.starts_with("$ gaugely parse ") ||
+                               line.starts_with("$ gaugely usage ") ||
+                               line.starts_with("$ gaugely --version");
         if (line.starts_with("$ ") || line.starts_with("```")) {
             check();
         }

@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -53,9 +54,12 @@ class ToolTest : public ::testing::Test {
 
     fs::path path(const std::string& name) const { return directory_ / name; }
 
+    // `environment` is added to the tool's ("NAME=value …"); `workingDirectory` is where it runs.
     ToolResult run(const std::vector<std::string>& arguments, const std::string& input = "",
-                   const std::string& environment = "") {
+                   const std::string& environment = "",
+                   const std::optional<fs::path>& workingDirectory = std::nullopt) {
         std::string command =
+            (workingDirectory ? "cd " + shellQuoted(workingDirectory->string()) + " && " : "") +
             "env TZ=UTC LC_ALL=C " + environment + " " + shellQuoted(GAUGELY_TOOL_PATH);
         for (const std::string& argument : arguments) {
             command += " " + shellQuoted(argument);

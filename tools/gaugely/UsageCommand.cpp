@@ -201,7 +201,16 @@ int runUsageCommand(const std::vector<std::string>& arguments, CommandStreams st
         }
     };
     update();
-    const auto observer = reader.addObserver(update);
+    // A reading is published in steps; the view draws once they are all done.
+    std::shared_ptr<Cancellable> pendingUpdate;
+    const auto observer = reader.addObserver([&] {
+        if (!pendingUpdate) {
+            pendingUpdate = loop.async([&] {
+                pendingUpdate.reset();
+                update();
+            });
+        }
+    });
     loop.run(&signals);
     reader.removeObserver(observer);
     view.close();
