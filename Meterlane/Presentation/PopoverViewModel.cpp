@@ -72,6 +72,18 @@ std::string automaticRefreshStatusText(bool automaticRefreshEnabled, bool automa
            formattedTimestamp(*nextAutomaticRefreshDate, frequency, formatter);
 }
 
+std::string usagePaceTimeText(Date runsOutAt, std::optional<Date> readAt,
+                              const TimeFormatter& formatter) {
+    std::string text = formatter.timeOfDay(runsOutAt, false);
+    // A time of day alone would read as today's; a weekly window may run out days later.
+    if (!readAt || runsOutAt.timeIntervalSince(*readAt) > 18 * 60 * 60) {
+        if (const auto day = formatter.format(runsOutAt, "MMM d", "en_US_POSIX", "")) {
+            text = *day + ", " + text;
+        }
+    }
+    return text;
+}
+
 namespace {
 
 UsageSection usageSection(std::string title, const std::string& percentage,
@@ -88,7 +100,9 @@ UsageSection usageSection(std::string title, const std::string& percentage,
         const UsagePaceEstimate& estimate = pace->second;
         section.paceLine = usagePaceText(
             window, estimate,
-            estimate.runsOutAt ? formatter.timeOfDay(*estimate.runsOutAt, false) : std::string());
+            estimate.runsOutAt
+                ? usagePaceTimeText(*estimate.runsOutAt, input.currentDisplayLastUpdated, formatter)
+                : std::string());
     }
     return section;
 }

@@ -22,6 +22,11 @@ namespace gaugely {
 std::string formattedTimestamp(Date date, RefreshFrequency frequency,
                                const TimeFormatter& formatter);
 
+// When a window runs out at the current pace, as the pace line says it: the time of day, with the
+// day in front ("Nov 24, 2:10 PM") when it is more than 18 hours after the reading.
+std::string usagePaceTimeText(Date runsOutAt, std::optional<Date> readAt,
+                              const TimeFormatter& formatter);
+
 // The bar's fill, 0 to 1, for a percentage text: "%" removed, then read as a decimal number; text
 // that is not a number fills nothing, and the value is held to 0...100.
 double usageProgress(std::string_view percentage);

@@ -209,6 +209,38 @@ TEST(PopoverViewModel, EachWindowShowsItsOwnPace) {
     }
 }
 
+// A weekly window may run out days after the reading: then the day comes first.
+TEST(PopoverViewModel, APaceTimeFarAheadNamesItsDay) {
+    struct DayFormatter final : TimeFormatter {
+        std::string timeOfDay(Date date, bool) const override {
+            return std::to_string(static_cast<long long>(date.timeIntervalSinceReferenceDate));
+        }
+        std::optional<std::string> format(Date, std::string_view pattern, std::string_view,
+                                          std::string_view) const override {
+            return "day(" + std::string(pattern) + ")";
+        }
+        bool knowsTimeZone(std::string_view) const override { return true; }
+    } formatter;
+    const struct {
+        double hoursAhead;
+        bool knownReading;
+        std::string text;
+    } rows[] = {
+        {1, true, "3600"},
+        {18, true, "64800"},
+        {19, true, "day(MMM d), 68400"},
+        {1, false, "day(MMM d), 3600"},
+    };
+    for (const auto& row : rows) {
+        const Date runsOut{row.hoursAhead * 3600};
+        EXPECT_EQ(
+            usagePaceTimeText(
+                runsOut, row.knownReading ? std::optional<Date>(Date{0}) : std::nullopt, formatter),
+            row.text)
+            << row.hoursAhead;
+    }
+}
+
 TEST(PopoverViewModel, AReadingFromTheLogsSaysSo) {
     PopoverInput input = plusWithData();
     EXPECT_EQ(PopoverViewModel::make(input, fakeTime).lastUpdatedText, "Last updated: 100");

@@ -4,6 +4,7 @@
 
 #include "LowUsageNotificationSupport/Json.h"
 #include "Meterlane/Presentation/CodexLogsPresentation.h"
+#include "Meterlane/Presentation/PopoverViewModel.h"
 #include "tools/gaugely/SimulationView.h"
 #include "tools/gaugely/StateText.h"
 
@@ -54,9 +55,11 @@ void UsageView::reading(const UsageReader& reader) {
                 paceJson["runsOut"] = pace.kind == UsagePaceEstimate::Kind::runsOut;
                 paceJson["runsOutAt"] = pace.runsOutAt ? Json(isoText(*pace.runsOutAt)) : Json();
                 paceJson["text"] =
-                    usagePaceText(window, pace,
-                                  pace.runsOutAt ? formatter_.timeOfDay(*pace.runsOutAt, false)
-                                                 : std::string())
+                    usagePaceText(
+                        window, pace,
+                        pace.runsOutAt
+                            ? usagePaceTimeText(*pace.runsOutAt, reader.lastUpdated(), formatter_)
+                            : std::string())
                         .value_or("");
                 entry["pace"] = std::move(paceJson);
             }
