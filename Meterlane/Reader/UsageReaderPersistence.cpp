@@ -122,7 +122,7 @@ void UsageReader::setCodexPlan(CodexPlan plan) {
     }
     setStatusMessage(std::nullopt);
     // The follower hands each line over once: the newest one may fit the new plan.
-    if (newestCodexLogLine_) {
+    if (newestCodexLogLine_ && !activeRun_) {
         commitCodexLogLine(*newestCodexLogLine_);
     }
 }
