@@ -38,24 +38,6 @@ UpdaterModel::~UpdaterModel() {
     }
 }
 
-UpdaterModel::ObserverID UpdaterModel::addObserver(std::function<void()> handler) {
-    const ObserverID id = nextObserverID_++;
-    observers_.emplace_back(id, std::move(handler));
-    return id;
-}
-
-void UpdaterModel::removeObserver(ObserverID id) {
-    std::erase_if(observers_, [id](const auto& entry) { return entry.first == id; });
-}
-
-void UpdaterModel::notifyObservers() {
-    // A copy, so a handler may add or remove observers.
-    const auto observers = observers_;
-    for (const auto& [id, handler] : observers) {
-        handler();
-    }
-}
-
 void UpdaterModel::changeNotice(const std::function<void(UpdateNoticeState&)>& change) {
     UpdateNoticeState changed = notice();
     change(changed);

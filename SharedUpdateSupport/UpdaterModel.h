@@ -19,6 +19,7 @@
 #include <utility>
 #include <vector>
 
+#include "LowUsageNotificationSupport/ModelObservers.h"
 #include "Meterlane/Platform/BundleInformation.h"
 #include "Meterlane/Platform/MainQueue.h"
 #include "Meterlane/Platform/Preferences.h"
@@ -56,9 +57,11 @@ class UpdaterModel final : private UpdateFrameworkDelegate {
     UpdaterModel(const UpdaterModel&) = delete;
     UpdaterModel& operator=(const UpdaterModel&) = delete;
 
-    using ObserverID = uint64_t;
-    ObserverID addObserver(std::function<void()> handler);
-    void removeObserver(ObserverID id);
+    using ObserverID = ModelObservers::ObserverID;
+    ObserverID addObserver(std::function<void()> handler) {
+        return observers_.add(std::move(handler));
+    }
+    void removeObserver(ObserverID id) { observers_.remove(id); }
 
     // Published state.
     const UpdateNoticeState& notice() const { return notice_; }
@@ -139,13 +142,9 @@ class UpdaterModel final : private UpdateFrameworkDelegate {
 
     template <class T>
     void publish(T& field, T value) {
-        if (field == value) {
-            return;
-        }
-        field = std::move(value);
-        notifyObservers();
+        observers_.publish(field, std::move(value));
     }
-    void notifyObservers();
+    void notifyObservers() { observers_.notify(); }
 
     UpdaterEnvironment environment_;
     UpdaterConfiguration configuration_;
@@ -167,8 +166,7 @@ class UpdaterModel final : private UpdateFrameworkDelegate {
     std::shared_ptr<Cancellable> backgroundTimer_;
     std::unique_ptr<Subscription> wakeObserver_;
 
-    std::vector<std::pair<ObserverID, std::function<void()>>> observers_;
-    ObserverID nextObserverID_ = 1;
+    ModelObservers observers_;
     // Lets queued work notice that the model is gone.
     std::shared_ptr<UpdaterModel*> alive_;
 };

@@ -37,24 +37,6 @@ UsageReader::~UsageReader() {
     endedRun_.reset();
 }
 
-UsageReader::ObserverID UsageReader::addObserver(std::function<void()> handler) {
-    const ObserverID id = nextObserverID_++;
-    observers_.emplace_back(id, std::move(handler));
-    return id;
-}
-
-void UsageReader::removeObserver(ObserverID id) {
-    std::erase_if(observers_, [id](const auto& entry) { return entry.first == id; });
-}
-
-void UsageReader::notifyObservers() {
-    // A copy, so an observer may add or remove observers while being told.
-    const auto observers = observers_;
-    for (const auto& [id, handler] : observers) {
-        handler();
-    }
-}
-
 void UsageReader::setStatusMessage(std::optional<std::string> message) {
     publish(statusMessage_, std::move(message));
 }

@@ -13,6 +13,7 @@
 #include "LowUsageNotificationSupport/CodexPlan.h"
 #include "LowUsageNotificationSupport/LowUsageAlertSettings.h"
 #include "LowUsageNotificationSupport/MenuBarDisplay.h"
+#include "LowUsageNotificationSupport/ModelObservers.h"
 #include "LowUsageNotificationSupport/PersistedPlanUsageSnapshots.h"
 #include "LowUsageNotificationSupport/PlanSynchronizationState.h"
 #include "LowUsageNotificationSupport/ProProfileUsageMenuParser.h"
@@ -70,9 +71,11 @@ class UsageReader {
     UsageReader& operator=(const UsageReader&) = delete;
 
     // Observation: the handler runs after every change of published state.
-    using ObserverID = uint64_t;
-    ObserverID addObserver(std::function<void()> handler);
-    void removeObserver(ObserverID id);
+    using ObserverID = ModelObservers::ObserverID;
+    ObserverID addObserver(std::function<void()> handler) {
+        return observers_.add(std::move(handler));
+    }
+    void removeObserver(ObserverID id) { observers_.remove(id); }
 
     // Published state.
     bool accessibilityGranted() const { return accessibilityGranted_; }
@@ -245,13 +248,9 @@ class UsageReader {
     // Publishing.
     template <class T>
     void publish(T& field, T value) {
-        if (field == value) {
-            return;
-        }
-        field = std::move(value);
-        notifyObservers();
+        observers_.publish(field, std::move(value));
     }
-    void notifyObservers();
+    void notifyObservers() { observers_.notify(); }
     void setStatusMessage(std::optional<std::string> message);
 
     AXElement applicationElement(const RunningApplication& codex);
@@ -318,8 +317,7 @@ class UsageReader {
     // The automatic refresh schedule; it lives as long as the reader.
     AutomaticRefreshScheduler scheduler_{*this};
 
-    std::vector<std::pair<ObserverID, std::function<void()>>> observers_;
-    ObserverID nextObserverID_ = 1;
+    ModelObservers observers_;
     // Lets work items scheduled on the queue notice that the reader is gone.
     std::shared_ptr<UsageReader*> alive_;
 };
