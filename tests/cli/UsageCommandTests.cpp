@@ -98,6 +98,11 @@ TEST_F(Usage, JsonIsOneObjectAReadingAndStateIsKeptBesideTheDefaults) {
     // A second run finds the same line: nothing new, the same reading.
     const ToolResult again = usage({"--codex-home", fixture("plus"), "--json"});
     EXPECT_EQ(again.out, result.out);
+    // The logs gone: the saved reading is not passed off as current.
+    const ToolResult gone = usage({"--codex-home", path("gone").string(), "--json"});
+    EXPECT_EQ(gone.status, 1);
+    EXPECT_EQ(gone.out, "");
+    EXPECT_NE(gone.err.find("No Codex logs in "), std::string::npos) << gone.err;
 }
 
 // Live: a line Codex appends shows at once, with its notification. The test only waits for what

@@ -178,7 +178,8 @@ int runUsageCommand(const std::vector<std::string>& arguments, CommandStreams st
                        ? UsageView::Style::live
                        : UsageView::Style::text);
     if (!options.watch) {
-        if (!showsLogReading(reader)) {
+        // A reading saved by an earlier run is not shown when the logs are gone now.
+        if (!showsLogReading(reader) || !reader.codexLogsState().newestLineAt) {
             view.nothingFound(reader);
             return exitNoResult;
         }
