@@ -22,6 +22,7 @@ UsageNotificationDispatcher::UsageNotificationDispatcher(Passkey, UserNotificati
     if (!makeUUID_) {
         makeUUID_ = &randomUUIDString;
     }
+    center_.presentWhileActive(presentationWhileAppIsActive);
 }
 
 void UsageNotificationDispatcher::deliverLowUsage(

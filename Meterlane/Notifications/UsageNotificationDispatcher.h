@@ -39,6 +39,14 @@ class UsageNotificationDispatcher
     };
     using Event = std::variant<LowUsage, Reset>;
 
+    // An alert is worth seeing even while the app is in front (its popover, settings or an
+    // alert open), when the platform would otherwise show nothing: as a banner, kept in the
+    // notification list, with its sound.
+    static constexpr uint32_t presentationWhileAppIsActive = notificationPresentationOptions(
+        {NotificationPresentationOption::banner, NotificationPresentationOption::list,
+         NotificationPresentationOption::sound});
+
+    // Tells the center how notifications show while the app is active, once, at creation.
     static std::shared_ptr<UsageNotificationDispatcher> create(
         UserNotificationCenter& center, MainQueue& mainQueue,
         UUIDSource makeUUID = &randomUUIDString);

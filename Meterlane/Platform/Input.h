@@ -52,14 +52,21 @@ class Input {
     [[nodiscard]] virtual bool postKeyPress(uint16_t virtualKeyCode, uint64_t userData) = 0;
 
     // A listen-only session tap at the head for the event types in `eventMask`, delivered on the
-    // main thread with the event's type and its source user-data field; none on failure
-    // (typically a missing input-monitoring permission).
+    // main thread with the event's type and its source user-data field; none on failure.
     using TapCallback = std::function<void(InputEventType type, int64_t userData)>;
     [[nodiscard]] virtual std::unique_ptr<InputEventTap> createListenOnlyTap(
         uint64_t eventMask, TapCallback callback) = 0;
 
     // Seconds since the last input event of any type (combined session state).
     virtual double secondsSinceLastInputEvent() = 0;
+
+    // Whether this process may listen to keyboard events (macOS's Input Monitoring permission),
+    // asked without a prompt. Without it the platform still makes a tap, silently stripped of the
+    // key events, so a tap's existence says nothing about the user's typing being seen.
+    [[nodiscard]] virtual bool preflightListenEventAccess() = 0;
+    // Asks for that permission, which may show the system's prompt the first time; true when
+    // it is granted.
+    virtual bool requestListenEventAccess() = 0;
 };
 
 }  // namespace gaugely

@@ -24,6 +24,16 @@ class MainQueue {
         return asyncAfter(0, std::move(work));
     }
 
+    // Runs `work` on the main thread at the run loop's next turn, after the current layout pass,
+    // started by the run loop itself rather than as an item of the main queue. Work that opens a
+    // modal session (an alert) must start this way: the session's nested run loop serves the main
+    // queue only when no queue item is running, so an alert started from a queue item would stop
+    // every timer, wait and completion until it closed. A queue without a run loop of its own
+    // (the command-line tool's) has no modal sessions, and runs the work as its next item.
+    virtual std::shared_ptr<Cancellable> performOnRunLoop(std::function<void()> work) {
+        return async(std::move(work));
+    }
+
     // First fire after `firstFire` seconds, then every `interval`; `leeway` lets the system
     // coalesce wake-ups. Runs until cancelled or destroyed.
     virtual std::shared_ptr<Cancellable> scheduleRepeating(double firstFire, double interval,

@@ -1,10 +1,13 @@
 #pragma once
 
+#include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 
 #include "LowUsageNotificationSupport/Date.h"
+#include "Meterlane/Platform/Subscription.h"
 
 namespace gaugely {
 
@@ -36,6 +39,15 @@ class TimeFormatter {
 
     // Whether the system knows the time zone `identifier`.
     [[nodiscard]] virtual bool knowsTimeZone(std::string_view identifier) const = 0;
+
+    // Tells `handler`, on the main queue, each time the user's locale or the system's time zone
+    // has changed and times are now written differently: whatever shows a time writes it again.
+    // None when the formatter never changes its conventions while running.
+    [[nodiscard]] virtual std::unique_ptr<Subscription> observeConventionChanges(
+        std::function<void()> handler) const {
+        (void)handler;
+        return nullptr;
+    }
 };
 
 }  // namespace gaugely

@@ -31,6 +31,24 @@ constexpr uint32_t notificationAuthorizationOptions(
     return bits;
 }
 
+// How a notification shows while this application is the active one, as the platform numbers its
+// presentation options.
+enum class NotificationPresentationOption : uint32_t {
+    badge = 1,
+    sound = 2,
+    list = 8,
+    banner = 16
+};
+
+constexpr uint32_t notificationPresentationOptions(
+    std::initializer_list<NotificationPresentationOption> options) {
+    uint32_t bits = 0;
+    for (const NotificationPresentationOption option : options) {
+        bits |= static_cast<uint32_t>(option);
+    }
+    return bits;
+}
+
 // A local notification shown at once with the default sound. Identifiers are unique, so a
 // request never replaces an earlier one.
 struct NotificationRequest {
@@ -58,6 +76,11 @@ class UserNotificationCenter {
 
     virtual void add(const NotificationRequest& request,
                      std::function<void(std::optional<std::string> error)> completion) = 0;
+
+    // How notifications show while this application is active (its popover, settings or an
+    // alert open): unless told, the platform shows none of them then. A platform without the
+    // distinction (a terminal) ignores it.
+    virtual void presentWhileActive(uint32_t presentationOptions) { (void)presentationOptions; }
 };
 
 }  // namespace gaugely

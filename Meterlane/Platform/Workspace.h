@@ -6,7 +6,9 @@
 #include <string>
 #include <vector>
 
+#include "LowUsageNotificationSupport/ApplicationActivation.h"
 #include "Meterlane/Platform/Accessibility.h"
+#include "Meterlane/Platform/Subscription.h"
 
 namespace gaugely {
 
@@ -19,15 +21,6 @@ struct RunningApplication {
     bool operator==(const RunningApplication&) const = default;
 };
 
-// Bits of the platform's application activation options.
-inline constexpr unsigned activateIgnoringOtherApps = 2;
-
-// Keeps a notification registration alive; destroying it unregisters.
-class Subscription {
-  public:
-    virtual ~Subscription() = default;
-};
-
 class Workspace {
   public:
     virtual ~Workspace() = default;
@@ -35,7 +28,12 @@ class Workspace {
     // In the order the platform lists them.
     virtual std::vector<RunningApplication> runningApplications() = 0;
     virtual std::optional<RunningApplication> frontmostApplication() = 0;
-    virtual bool activate(ProcessID pid, unsigned options) = 0;
+    // Asks for the application to come to the front in the given way; false when the platform
+    // refused at once (the application is gone, or the system declined the request). Coming to
+    // the front takes a moment even when the answer is true.
+    virtual bool activate(ProcessID pid, ActivationStyle style) = 0;
+    // The major version of the running macOS (13 for Ventura), which decides the activation style.
+    virtual int operatingSystemMajorVersion() = 0;
 
     // Whether this program's own settings window is the key window.
     virtual bool settingsWindowIsKey() = 0;

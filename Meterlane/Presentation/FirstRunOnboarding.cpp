@@ -73,7 +73,9 @@ void FirstRunOnboardingCoordinator::establishMenuBarLifecycle(UsageReader& reade
         return;
     }
     isActive_ = true;
-    scheduled_ = queue.async([this] { ensureOnboardingIfNeeded(); });
+    // The alerts run modal sessions: started from the run loop, not as a queue item, so timers,
+    // the log watch and notification answers go on while an alert waits for the user.
+    scheduled_ = queue.performOnRunLoop([this] { ensureOnboardingIfNeeded(); });
 }
 
 void FirstRunOnboardingCoordinator::ensureOnboardingIfNeeded() {

@@ -57,8 +57,9 @@ class FirstRunOnboardingCoordinator {
                                   AccessibilityPermissionGuidancePresenter& guidancePresenter,
                                   std::function<bool()> onboardingIsSuppressed);
 
-    // Called once the refresh status item is ready; the questions follow on the next turn of
-    // the main queue, after the menu bar has been laid out. Later calls only remember the reader.
+    // Called once the refresh status item is ready; the questions follow at the run loop's next
+    // turn, after the menu bar has been laid out (see `MainQueue::performOnRunLoop`). Later calls
+    // only remember the reader.
     void establishMenuBarLifecycle(UsageReader& reader, MainQueue& queue);
 
     void ensureOnboardingIfNeeded();

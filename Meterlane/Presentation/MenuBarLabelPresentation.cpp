@@ -17,4 +17,12 @@ MenuBarLabelPresentation MenuBarLabelPresentation::make(const std::string& summa
     return label;
 }
 
+Point MenuBarLabelPresentation::updateBadgeOrigin(Size buttonSize, bool flipped) {
+    constexpr double fromTrailingEdge = 1;
+    constexpr double fromTop = 2;
+    const double x = buttonSize.width - updateBadgeSide - fromTrailingEdge;
+    const double y = flipped ? fromTop : buttonSize.height - updateBadgeSide - fromTop;
+    return Point{x, y};
+}
+
 }  // namespace gaugely

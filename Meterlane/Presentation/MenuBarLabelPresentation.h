@@ -3,6 +3,8 @@
 #include <optional>
 #include <string>
 
+#include "Meterlane/Platform/Accessibility.h"
+
 namespace gaugely {
 
 // The menu bar label: the template gauge (production identity only), the usage summary in
@@ -21,6 +23,14 @@ struct MenuBarLabelPresentation {
     // `templateImageAvailable`: the production identity and its image file in the bundle.
     static MenuBarLabelPresentation make(const std::string& summary, bool templateImageAvailable,
                                          bool hasUnhandledUpdate);
+
+    // The badge: a dot at the label's top right corner, 1 point in from the trailing edge and 2
+    // below the top, clear of the digits.
+    static constexpr double updateBadgeSide = 7;
+    // Where the badge's frame starts in the label button's own coordinates. Views differ in which
+    // way y grows (`flipped`: downwards from the top), and a status bar button's orientation is
+    // the system's to choose, so the button says which it is.
+    static Point updateBadgeOrigin(Size buttonSize, bool flipped);
 
     bool operator==(const MenuBarLabelPresentation&) const = default;
 };

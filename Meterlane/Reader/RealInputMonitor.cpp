@@ -22,6 +22,11 @@ bool RealInputMonitor::start() {
     if (eventTap_) {
         return false;
     }
+    // Without the permission the platform would still make a tap, blind to the keyboard: a guard
+    // that cannot see typing is no guard, so this counts as a tap that could not be made.
+    if (!input_.preflightListenEventAccess()) {
+        return false;
+    }
     context_ = std::make_shared<RealInputMonitor*>(this);
     std::weak_ptr<RealInputMonitor*> context = context_;
     eventTap_ = input_.createListenOnlyTap(

@@ -27,7 +27,8 @@ class RealInputMonitor {
 
     static uint64_t monitoredEventMask();
 
-    // False when a tap exists already or the platform refuses one.
+    // False when a tap exists already, when the process may not listen to the keyboard, or when
+    // the platform refuses a tap.
     [[nodiscard]] bool start();
     void stop();
 

@@ -134,7 +134,11 @@ void RefreshRun::clickProfileControlDynamically() {
     }
     uiState_.host = codex;
     reader_.setStatusMessage("Locating Codex profile control...");
-    reader_.env_.workspace.activate(codex->processIdentifier, activateIgnoringOtherApps);
+    Workspace& workspace = reader_.env_.workspace;
+    // A refused request is not the end: the next step finds Codex still behind and says so.
+    (void)workspace.activate(
+        codex->processIdentifier,
+        ApplicationActivationPolicy::style(workspace.operatingSystemMajorVersion()));
     scheduleAutomation(activationWait,
                        [this, app = *codex] { hitTestAndClickProfileControl(app); });
 }

@@ -49,6 +49,13 @@ bool UsageReader::refreshPermission(bool requestPrompt) {
     return trusted;
 }
 
+bool UsageReader::refreshInputMonitoringPermission(bool requestPrompt) {
+    const bool permitted = requestPrompt ? env_.input.requestListenEventAccess()
+                                         : env_.input.preflightListenEventAccess();
+    publish(inputMonitoringUnavailable_, !permitted);
+    return permitted;
+}
+
 void UsageReader::dismissAccessibilityGuidanceForCurrentSession() {
     accessibilityGuidanceState_.dismissForCurrentSession();
     publish(accessibilityGuidanceIsEligible_, accessibilityGuidanceState_.isGuidanceEligible());

@@ -100,8 +100,8 @@ class UsageReader {
         return planSelectionState_.requiresFirstRunSelection();
     }
     bool accessibilityGuidanceIsEligible() const { return accessibilityGuidanceIsEligible_; }
-    // The last attempt to watch for real input failed (the system may want Input Monitoring
-    // permission): automatic refreshes are put off until it works.
+    // The keyboard cannot be watched for real input (Input Monitoring permission is missing, or
+    // the last run's tap could not be made): automatic refreshes are put off until it can.
     bool inputMonitoringUnavailable() const { return inputMonitoringUnavailable_; }
     RefreshFrequency refreshFrequency() const { return refreshFrequency_; }
     MenuBarDisplay menuBarDisplay() const { return menuBarDisplay_; }
@@ -179,6 +179,9 @@ class UsageReader {
     UpdateRefreshGateHooks updateRefreshGateHooks();
 
     bool refreshPermission(bool requestPrompt);
+    // Asks the platform whether the keyboard may be watched (with the system's prompt when
+    // `requestPrompt`), so what is shown follows a permission granted or withdrawn meanwhile.
+    bool refreshInputMonitoringPermission(bool requestPrompt);
     // The first-run guidance was shown (or an update relaunch made it pointless): not again in
     // this run of the program.
     void dismissAccessibilityGuidanceForCurrentSession();

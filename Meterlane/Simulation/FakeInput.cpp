@@ -70,6 +70,13 @@ std::unique_ptr<InputEventTap> FakeInput::createListenOnlyTap(uint64_t eventMask
     if (tapCreationFails) {
         return nullptr;
     }
+    if (!listenEventAccess) {
+        eventMask &= ~(eventMaskBit(InputEventType::keyDown) | eventMaskBit(InputEventType::keyUp) |
+                       eventMaskBit(InputEventType::flagsChanged));
+        if (eventMask == 0) {
+            return nullptr;
+        }
+    }
     auto state = std::make_shared<TapState>();
     state->mask = eventMask;
     state->callback = std::move(callback);
@@ -77,6 +84,12 @@ std::unique_ptr<InputEventTap> FakeInput::createListenOnlyTap(uint64_t eventMask
     taps_.push_back(state);
     ++tapsCreated_;
     return std::make_unique<Tap>(std::move(state));
+}
+
+bool FakeInput::requestListenEventAccess() {
+    ++listenEventAccessRequests_;
+    listenEventAccess = listenEventAccess || requestGrantsListenEventAccess;
+    return listenEventAccess;
 }
 
 double FakeInput::secondsSinceLastInputEvent() {

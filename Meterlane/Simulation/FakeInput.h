@@ -42,6 +42,8 @@ class FakeInput final : public Input {
     // Since the last event of any kind, synthetic ones included, as the combined session state
     // counts them.
     double secondsSinceLastInputEvent() override;
+    bool preflightListenEventAccess() override { return listenEventAccess; }
+    bool requestListenEventAccess() override;
 
     // Applications in the session; called at once with each event, synthetic or real.
     std::unique_ptr<Subscription> addListener(std::function<void(const InputEvent&)> listener);
@@ -60,6 +62,12 @@ class FakeInput final : public Input {
 
     // Fault knobs. Creation failures post nothing; a key press fails whole.
     bool tapCreationFails = false;
+    // Input Monitoring permission. Without it a tap is still made, as the platform makes it: with
+    // the keyboard's events taken out of its mask (none at all when nothing else is left).
+    bool listenEventAccess = true;
+    // Whether asking for the permission grants it (the user's answer to the system's prompt).
+    bool requestGrantsListenEventAccess = false;
+    std::size_t listenEventAccessRequests() const { return listenEventAccessRequests_; }
     std::optional<std::size_t> mouseEventsBeforeFailure;  // none: never fails
     std::optional<std::size_t> keyPressesBeforeFailure;   // none: never fails
 
@@ -85,6 +93,7 @@ class FakeInput final : public Input {
     std::size_t mouseEventsCreated_ = 0;
     std::size_t keyPressesCreated_ = 0;
     std::size_t tapsCreated_ = 0;
+    std::size_t listenEventAccessRequests_ = 0;
     std::vector<std::weak_ptr<TapState>> taps_;
     ObserverList<const InputEvent&> listeners_;
 };

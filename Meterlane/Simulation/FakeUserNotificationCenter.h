@@ -56,6 +56,11 @@ class FakeUserNotificationCenter final : public UserNotificationCenter {
         std::function<void(bool granted, std::optional<std::string> error)> completion) override;
     void add(const NotificationRequest& request,
              std::function<void(std::optional<std::string> error)> completion) override;
+    void presentWhileActive(uint32_t presentationOptions) override {
+        presentationWhileActive_ = presentationOptions;
+    }
+    // What the app asked to be shown while it is active; none until it asked.
+    std::optional<uint32_t> presentationWhileActive() const { return presentationWhileActive_; }
 
   private:
     void complete(std::function<void()> completion);
@@ -69,6 +74,7 @@ class FakeUserNotificationCenter final : public UserNotificationCenter {
     std::vector<NotificationRequest> requests_;
     std::size_t settingsQueries_ = 0;
     std::vector<uint32_t> authorizationRequests_;
+    std::optional<uint32_t> presentationWhileActive_;
 };
 
 }  // namespace gaugely

@@ -16,12 +16,18 @@ std::optional<RunningApplication> FakeWorkspace::frontmostApplication() {
     return std::nullopt;
 }
 
-bool FakeWorkspace::activate(ProcessID pid, unsigned options) {
-    activations_.push_back({pid, options});
+bool FakeWorkspace::activate(ProcessID pid, ActivationStyle style) {
+    activations_.push_back({pid, style});
     if (!isRunning(pid)) {
         return false;
     }
-    if (activationDelay) {
+    if (style == ActivationStyle::cooperative && declinesCooperativeActivation) {
+        return false;
+    }
+    const bool takesEffect =
+        style == ActivationStyle::cooperative ||
+        macOSMajorVersion < ApplicationActivationPolicy::firstCooperativeMajorVersion;
+    if (activationDelay && takesEffect) {
         std::weak_ptr<FakeWorkspace*> weak = self_;
         queue_.asyncAfter(*activationDelay, [weak, pid] {
             if (auto self = weak.lock(); self && (*self)->isRunning(pid)) {

@@ -21,9 +21,12 @@ class FakeWorkspace final : public Workspace {
 
     std::vector<RunningApplication> runningApplications() override { return applications_; }
     std::optional<RunningApplication> frontmostApplication() override;
-    // Records the request; false for a process that is not running. Otherwise the application
-    // comes to the front after `activationDelay` if it is still running then.
-    bool activate(ProcessID pid, unsigned options) override;
+    // Records the request; false for a process that is not running, or a request the system
+    // declines. Otherwise the application comes to the front after `activationDelay` if it is
+    // still running then. From macOS 14 on, a request that ignores other applications is
+    // accepted and has no effect.
+    bool activate(ProcessID pid, ActivationStyle style) override;
+    int operatingSystemMajorVersion() override { return macOSMajorVersion; }
     bool settingsWindowIsKey() override { return settingsWindowIsKey_; }
     void openURL(const std::string& url) override { openedURLs_.push_back(url); }
     std::unique_ptr<Subscription> observeDidWake(std::function<void()> handler) override;
@@ -46,10 +49,13 @@ class FakeWorkspace final : public Workspace {
     // How long an activation takes to bring the application forward; none: it never does
     // (another application keeps the front).
     std::optional<double> activationDelay = 0.05;
+    int macOSMajorVersion = 13;
+    // The system turns cooperative requests down (this app was not in front recently enough).
+    bool declinesCooperativeActivation = false;
 
     struct Activation {
         ProcessID pid = 0;
-        unsigned options = 0;
+        ActivationStyle style = ActivationStyle::ignoringOtherApps;
         bool operator==(const Activation&) const = default;
     };
     const std::vector<Activation>& activations() const { return activations_; }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <deque>
+#include <functional>
 #include <vector>
 
 #include "Meterlane/Platform/AlertPresenter.h"
@@ -13,9 +14,14 @@ class ScriptedAlertPresenter final : public AlertPresenter {
   public:
     std::deque<AlertResponse> answers;
     std::vector<AlertRequest> shown;
+    // What happens while an alert is up, before it is answered (the user taking their time).
+    std::function<void()> whileShown;
 
     AlertResponse runModal(const AlertRequest& request) override {
         shown.push_back(request);
+        if (whileShown) {
+            whileShown();
+        }
         if (answers.empty()) {
             return {};
         }

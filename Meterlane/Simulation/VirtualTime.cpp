@@ -15,6 +15,7 @@ struct VirtualTime::Entry {
     QueueKey key;
     bool cancelled = false;
     bool running = false;
+    bool fromRunLoop = false;
 };
 
 struct VirtualTime::Queue {
@@ -80,10 +81,11 @@ VirtualTime::VirtualTime(Date start, double monotonicStart)
 VirtualTime::~VirtualTime() = default;
 
 std::shared_ptr<Cancellable> VirtualTime::schedule(double due, double interval,
-                                                   std::function<void()> work) {
+                                                   std::function<void()> work, bool fromRunLoop) {
     auto entry = std::make_shared<Entry>();
     entry->work = std::move(work);
     entry->interval = interval;
+    entry->fromRunLoop = fromRunLoop;
     queue_->insert(entry, due);
     return std::make_shared<Handle>(queue_, entry);
 }
@@ -97,6 +99,10 @@ std::shared_ptr<Cancellable> VirtualTime::scheduleRepeating(double firstFire, do
                                                             std::function<void()> work) {
     return schedule(monotonic_ + std::max(0.0, firstFire), std::max(0.0, interval),
                     std::move(work));
+}
+
+std::shared_ptr<Cancellable> VirtualTime::performOnRunLoop(std::function<void()> work) {
+    return schedule(monotonic_, 0, std::move(work), true);
 }
 
 Date VirtualTime::now() {
@@ -122,9 +128,12 @@ bool VirtualTime::runNext() {
     monotonic_ = std::max(monotonic_, entry->key.first);
 
     entry->running = true;
+    const int queueItem = entry->fromRunLoop ? 0 : 1;
+    queueItemsRunning_ += queueItem;
     if (entry->work) {
         entry->work();
     }
+    queueItemsRunning_ -= queueItem;
     entry->running = false;
     ++executed_;
 
@@ -170,6 +179,14 @@ bool VirtualTime::runUntil(const std::function<bool()>& predicate, double timeou
 
 void VirtualTime::block(double seconds) {
     monotonic_ += std::max(0.0, seconds);
+}
+
+void VirtualTime::runModalSession(double seconds) {
+    if (queueItemsRunning_ > 0) {
+        block(seconds);
+    } else {
+        advance(seconds);
+    }
 }
 
 std::size_t VirtualTime::pendingCount() const {

@@ -39,6 +39,8 @@ class VirtualTime final : public MainQueue, public Clock {
     std::shared_ptr<Cancellable> asyncAfter(double seconds, std::function<void()> work) override;
     std::shared_ptr<Cancellable> scheduleRepeating(double firstFire, double interval, double leeway,
                                                    std::function<void()> work) override;
+    // Runs at the current time, in order with the queue's items, but as the run loop's own work.
+    std::shared_ptr<Cancellable> performOnRunLoop(std::function<void()> work) override;
 
     // Clock.
     Date now() override;
@@ -70,6 +72,12 @@ class VirtualTime final : public MainQueue, public Clock {
     // nothing runs; items that fall due meanwhile run at the next step, late, as on the platform.
     void block(double seconds);
 
+    // A modal session (an alert waiting for the user) lasting `seconds`, run by whatever is
+    // running now. Its nested run loop serves the main queue only when it was started by the run
+    // loop's own work: started from inside a queue item it serves nothing, and time passes as in
+    // `block`.
+    void runModalSession(double seconds);
+
     // Items waiting to run, repeating timers included.
     std::size_t pendingCount() const;
     // Items waiting to run that are not repeating timers.
@@ -84,12 +92,15 @@ class VirtualTime final : public MainQueue, public Clock {
     struct Queue;
     class Handle;
 
-    std::shared_ptr<Cancellable> schedule(double due, double interval, std::function<void()> work);
+    std::shared_ptr<Cancellable> schedule(double due, double interval, std::function<void()> work,
+                                          bool fromRunLoop = false);
 
     std::shared_ptr<Queue> queue_;
     double monotonic_;
     double wallOffset_;  // now() = wallOffset_ + monotonic_
     std::size_t executed_ = 0;
+    // Queue items (not run-loop work) running now, nested ones included.
+    int queueItemsRunning_ = 0;
 };
 
 }  // namespace gaugely

@@ -37,6 +37,9 @@ AppAssembly::AppAssembly(AppPorts ports, AppWindows windows)
     // 6. Background discovery is always on in this build.
     runtime_->model().setBackgroundDiscoveryEnabled(true);
 
+    // Drawn from `settings()` only once shown, by which time everything it reads exists.
+    settingsWindow_ = std::make_unique<SettingsWindowDrawing>(
+        environment.mainQueue, [this] { return settings(); }, windows_.settingsWindow);
     notificationPermission_ = NotificationPermissionController::create(
         environment.notificationCenter, environment.mainQueue,
         [this](const std::string& url) { ports_.reader.workspace.openURL(url); });
@@ -46,6 +49,7 @@ AppAssembly::AppAssembly(AppPorts ports, AppWindows windows)
     reader_->addObserver([this] { changed(); });
     runtime_->model().addObserver([this] { changed(); });
     launchAtLogin_->addObserver([this] { changed(); });
+    timeConventions_ = ports_.timeFormatter.observeConventionChanges([this] { changed(); });
 }
 
 void AppAssembly::addObserver(std::function<void()> handler) {
@@ -53,6 +57,7 @@ void AppAssembly::addObserver(std::function<void()> handler) {
 }
 
 void AppAssembly::changed() {
+    settingsWindow_->modelsChanged();
     for (const auto& observer : observers_) {
         observer();
     }
@@ -103,6 +108,7 @@ void AppAssembly::refreshNow() {
 void AppAssembly::popoverWillShow() {
     // A permission granted in System Settings meanwhile shows at once.
     reader_->refreshPermission(false);
+    reader_->refreshInputMonitoringPermission(false);
     notificationPermission_->refreshStatus();
     updatedNoteShown_ = runtime_->model().verifiedPostUpdateRelaunchPending();
 }
@@ -120,12 +126,15 @@ void AppAssembly::openAccessibilitySettings() {
 }
 
 void AppAssembly::openInputMonitoringSettings() {
+    // The request is what lists the app in that pane (and asks, the first time); a refusal is
+    // undone there.
+    reader_->refreshInputMonitoringPermission(true);
     ports_.reader.workspace.openURL(std::string(inputMonitoringSettingsURL));
 }
 
 void AppAssembly::viewUpdate() {
-    windows_.showSettings(std::string(SettingsViewModel::updatesSectionTitle));
     runtime_->model().revealUpdateDetails();
+    settingsWindow_->show(std::string(SettingsViewModel::updatesSectionTitle));
 }
 
 void AppAssembly::performSettingsAction(const SettingsAction& action) {
@@ -145,6 +154,7 @@ void AppAssembly::performSettingsAction(const SettingsAction& action) {
                                 }
                             }};
     gaugely::performSettingsAction(action, targets);
+    settingsWindow_->actionPerformed();
 }
 
 void AppAssembly::codexFolderChosen(const std::string& path) {

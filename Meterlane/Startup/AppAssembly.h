@@ -18,6 +18,7 @@
 #include "Meterlane/Presentation/RefreshControlPresentation.h"
 #include "Meterlane/Presentation/SettingsActions.h"
 #include "Meterlane/Presentation/SettingsViewModel.h"
+#include "Meterlane/Presentation/SettingsWindowDrawing.h"
 #include "Meterlane/Reader/UsageReader.h"
 #include "Meterlane/Startup/AppMetadata.h"
 #include "ProductFacts.h"
@@ -46,8 +47,8 @@ struct AppPorts {
 
 // What the views ask the platform to do: windows it owns, the app's own lifetime.
 struct AppWindows {
-    // Brings the app forward and shows Settings, at the named section when one is given.
-    std::function<void(std::optional<std::string> section)> showSettings;
+    // The settings window; when it draws is decided here (`SettingsWindowDrawing`).
+    SettingsWindowSurface settingsWindow;
     std::function<void()> showAbout;
     std::function<void()> showPrivacyDetails;
     std::function<void()> quit;
@@ -90,12 +91,17 @@ class AppAssembly {
     void popoverWillShow();
     void popoverDidClose();
     void openAccessibilitySettings();
+    // Asks for Input Monitoring permission (the system's prompt, the first time) and opens its
+    // pane of System Settings, where an earlier refusal is undone.
     void openInputMonitoringSettings();
+    // "View Update →": the update's details are revealed first, so the window draws them, lays
+    // them out and only then scrolls to them.
     void viewUpdate();
     void performSettingsAction(const SettingsAction& action);
     // The folder picked in the chooser `AppWindows::chooseCodexFolder` showed.
     void codexFolderChosen(const std::string& path);
-    void showSettings() { windows_.showSettings(std::nullopt); }
+    void showSettings() { settingsWindow_->show(std::nullopt); }
+    void settingsWindowClosed() { settingsWindow_->closed(); }
     void showAbout() { windows_.showAbout(); }
     void quit() { windows_.quit(); }
 
@@ -112,6 +118,9 @@ class AppAssembly {
     std::unique_ptr<AccessibilityPermissionGuidancePresenter> guidancePresenter_;
     std::unique_ptr<FirstRunOnboardingCoordinator> onboarding_;
     std::shared_ptr<NotificationPermissionController> notificationPermission_;
+    std::unique_ptr<SettingsWindowDrawing> settingsWindow_;
+    // A new time zone or locale writes every time shown differently.
+    std::unique_ptr<Subscription> timeConventions_;
     std::vector<std::function<void()>> observers_;
     // The once-only note of a verified update stays until the popover that showed it closes.
     bool updatedNoteShown_ = false;

@@ -16,4 +16,17 @@ std::optional<ProcessID> runningInstanceToDeferTo(const std::vector<RunningAppli
     return oldest;
 }
 
+bool handOverToRunningInstance(Workspace& workspace, std::string_view bundleIdentifier,
+                               ProcessID ownProcess) {
+    const auto other =
+        runningInstanceToDeferTo(workspace.runningApplications(), bundleIdentifier, ownProcess);
+    if (!other) {
+        return false;
+    }
+    // Whether it comes forward or not, two copies must never drive Codex side by side.
+    (void)workspace.activate(
+        *other, ApplicationActivationPolicy::style(workspace.operatingSystemMajorVersion()));
+    return true;
+}
+
 }  // namespace gaugely

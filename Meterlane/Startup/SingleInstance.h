@@ -17,4 +17,10 @@ namespace gaugely {
     const std::vector<RunningApplication>& running, std::string_view bundleIdentifier,
     ProcessID ownProcess);
 
+// Asks the copy to hand over to, if any, to come forward, in the way this macOS honours; true when
+// there is one, and this copy should quit.
+[[nodiscard]] bool handOverToRunningInstance(Workspace& workspace,
+                                             std::string_view bundleIdentifier,
+                                             ProcessID ownProcess);
+
 }  // namespace gaugely

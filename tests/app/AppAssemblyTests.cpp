@@ -12,32 +12,77 @@
 namespace gaugely {
 namespace {
 
+// Times of day in a zone the test moves, telling its watchers as the system tells the app.
+struct MovableTimeFormatter final : TimeFormatter {
+    int utcOffsetHours = 0;
+    mutable std::vector<std::weak_ptr<std::function<void()>>> watchers;
+
+    std::string timeOfDay(Date date, bool) const override {
+        const auto seconds = static_cast<long long>(date.timeIntervalSinceReferenceDate);
+        return std::to_string(((seconds / 3600 + utcOffsetHours) % 24 + 24) % 24) + "h";
+    }
+    std::optional<std::string> format(Date, std::string_view, std::string_view,
+                                      std::string_view) const override {
+        return std::nullopt;
+    }
+    bool knowsTimeZone(std::string_view) const override { return true; }
+
+    struct Watch final : Subscription {
+        std::shared_ptr<std::function<void()>> handler;
+    };
+    std::unique_ptr<Subscription> observeConventionChanges(
+        std::function<void()> handler) const override {
+        auto watch = std::make_unique<Watch>();
+        watch->handler = std::make_shared<std::function<void()>>(std::move(handler));
+        watchers.push_back(watch->handler);
+        return watch;
+    }
+    void moveTo(int offsetHours) {
+        utcOffsetHours = offsetHours;
+        for (const auto& weak : watchers) {
+            if (const auto handler = weak.lock()) {
+                (*handler)();
+            }
+        }
+    }
+};
+
 // The app as its entry point builds it, over fakes, with a simulated Codex.
 struct AppWorld : ReaderWorld {
     MemoryBundleInformation bundle = MemoryBundleInformation::production(
         "updates.example.com", "1.0.3", "3", "/Applications/Gaugely.app");
     FakeUpdateFramework framework{time};
     IcuTimeFormatter formatter{std::string("C")};
+    const TimeFormatter* timeFormatter = &formatter;
     FakeLoginItemService loginItems;
     ScriptedAlertPresenter alerts;
     std::vector<std::string> windowsShown;
+    // Every time the settings window drew, what it drew.
+    std::vector<SettingsViewModel> settingsDrawn;
+    std::function<void()> onSettingsDrawn;
     std::unique_ptr<AppAssembly> app;
 
     AppAssembly& start() {
         AppPorts ports{environment(),
                        bundle,
                        framework,
-                       formatter,
+                       *timeFormatter,
                        loginItems,
                        alerts,
                        [](std::string_view) { return std::make_unique<MemoryPreferences>(); },
                        "updates.example.com",
                        "/Users/ann"};
-        AppWindows windows{
-            [this](std::optional<std::string> section) {
-                windowsShown.push_back("settings " + section.value_or("-"));
+        SettingsWindowSurface settingsWindow{
+            [this](const SettingsViewModel& model) {
+                settingsDrawn.push_back(model);
+                if (onSettingsDrawn) {
+                    onSettingsDrawn();
+                }
             },
-            [this] { windowsShown.push_back("about"); },
+            [this] { windowsShown.push_back("settings forward"); },
+            [this](const std::string& section) { windowsShown.push_back("settings " + section); }};
+        AppWindows windows{
+            settingsWindow, [this] { windowsShown.push_back("about"); },
             [this] { windowsShown.push_back("privacy"); },
             [this] { windowsShown.push_back("quit"); },
             [this](std::string folder) { windowsShown.push_back("choose folder " + folder); }};
@@ -105,8 +150,8 @@ TEST(AppAssembly, ActionsReachTheirModelsAndWindows) {
     app.performSettingsAction(
         {SettingsControl::codexLogsFolder, std::nullopt, std::nullopt, false});
     EXPECT_EQ(world.windowsShown,
-              (std::vector<std::string>{"privacy", "settings Updates", "about", "quit",
-                                        "choose folder /Users/ann/.codex",
+              (std::vector<std::string>{"privacy", "settings forward", "settings Updates", "about",
+                                        "quit", "choose folder /Users/ann/.codex",
                                         "choose folder /Users/ann/Work/codex"}));
     EXPECT_EQ(app.reader().codexLogsFolder(), "~/Work/codex");
 
@@ -133,6 +178,164 @@ TEST(AppAssembly, ThePopoverSaysWhenInputMonitoringIsMissing) {
     app.refreshNow();
     world.time.runUntil([&] { return !app.reader().automationInProgress(); }, 60);
     EXPECT_FALSE(app.popover().inputMonitoringNotice);
+}
+
+TEST(AppAssembly, FirstRunAlertsLeaveTheMainQueueServed) {
+    AppWorld world;
+    world.codex.trusted = false;
+    world.alerts.answers = {{0, 1}, {1, std::nullopt}};
+    std::vector<int> probesWhileAsking;
+    world.alerts.whileShown = [&] {
+        // The user takes ten seconds over each question; the day's first update check falls
+        // due three seconds after launch, under the first of them.
+        world.time.runModalSession(10);
+        probesWhileAsking.push_back(world.framework.probeCount());
+    };
+    AppAssembly& app = world.start();
+    app.refreshItemReady();
+    world.time.advance(0);
+    ASSERT_EQ(probesWhileAsking.size(), 2u);
+    EXPECT_EQ(probesWhileAsking[0], 1) << "the update timer waited for the alert to close";
+    EXPECT_EQ(app.reader().codexPlan(), CodexPlan::plus);
+}
+
+TEST(AppAssembly, InputMonitoringIsAskedForWhereTheNoticeSaysSo) {
+    AppWorld world;
+    world.input.listenEventAccess = false;
+    AppAssembly& app = world.start();
+    app.reader().setCodexPlan(CodexPlan::plus);
+    // The popover says so on its first appearance, before any run has needed the keyboard.
+    app.popoverWillShow();
+    ASSERT_TRUE(app.popover().inputMonitoringNotice);
+    EXPECT_EQ(world.input.listenEventAccessRequests(), 0u) << "no prompt before the user asks";
+
+    world.input.requestGrantsListenEventAccess = true;
+    app.openInputMonitoringSettings();
+    EXPECT_EQ(world.input.listenEventAccessRequests(), 1u);
+    EXPECT_EQ(world.workspace.openedURLs().back(),
+              "x-apple.systempreferences:com.apple.preference.security?Privacy_ListenEvent");
+    EXPECT_FALSE(app.popover().inputMonitoringNotice);
+}
+
+TEST(AppAssembly, NotificationsShowWhileTheAppIsInFront) {
+    AppWorld world;
+    world.start();
+    // Unless told, the system shows nothing while the popover, Settings or an alert is open.
+    EXPECT_EQ(world.notifications.presentationWhileActive(),
+              notificationPresentationOptions({NotificationPresentationOption::banner,
+                                               NotificationPresentationOption::list,
+                                               NotificationPresentationOption::sound}));
+}
+
+const SettingsRow* settingsRow(const SettingsViewModel& model, SettingsControl control) {
+    for (const SettingsSection& section : model.sections) {
+        for (const SettingsRow& row : section.rows) {
+            if (row.control == control) {
+                return &row;
+            }
+        }
+    }
+    return nullptr;
+}
+
+TEST(AppAssembly, TheSettingsWindowDrawsTheModelsAgainAfterEveryAction) {
+    const struct {
+        const char* name;
+        SettingsAction action;
+        SettingsControl watched;
+        bool shownOn;
+    } rows[] = {
+        // The service waits for the user's approval and publishes nothing new: the switch the
+        // user flipped on springs back.
+        {"refused",
+         {SettingsControl::launchAtLogin, std::nullopt, std::nullopt, true},
+         SettingsControl::launchAtLogin,
+         false},
+        {"taken",
+         {SettingsControl::automaticRefresh, std::nullopt, std::nullopt, false},
+         SettingsControl::automaticRefresh,
+         false},
+        {"a button",
+         {SettingsControl::privacyDetails, std::nullopt, std::nullopt, false},
+         SettingsControl::launchAtLogin,
+         false},
+    };
+    for (const auto& row : rows) {
+        AppWorld world;
+        world.loginItems.currentStatus = LoginItemService::Status::requiresApproval;
+        world.loginItems.changesSucceed = false;
+        AppAssembly& app = world.start();
+        app.reader().setCodexPlan(CodexPlan::plus);
+        app.reader().setAutomaticRefreshEnabled(true);
+        app.showSettings();
+        const std::size_t drawnBefore = world.settingsDrawn.size();
+        app.performSettingsAction(row.action);
+        world.time.advance(0);
+        ASSERT_GT(world.settingsDrawn.size(), drawnBefore) << row.name;
+        const SettingsRow* shown = settingsRow(world.settingsDrawn.back(), row.watched);
+        ASSERT_NE(shown, nullptr) << row.name;
+        EXPECT_EQ(shown->isOn, row.shownOn) << row.name;
+    }
+
+    // A closed window draws nothing.
+    AppWorld world;
+    AppAssembly& app = world.start();
+    app.showSettings();
+    app.settingsWindowClosed();
+    const std::size_t drawn = world.settingsDrawn.size();
+    app.performSettingsAction({SettingsControl::privacyDetails, std::nullopt, std::nullopt, false});
+    app.reader().setAutomaticRefreshEnabled(false);
+    world.time.advance(0);
+    EXPECT_EQ(world.settingsDrawn.size(), drawn);
+}
+
+TEST(AppAssembly, ViewUpdateRevealsTheDetailsBeforeTheWindowLaysThemOutAndScrolls) {
+    AppWorld world;
+    AppAssembly& app = world.start();
+    std::vector<std::string> steps;
+    world.onSettingsDrawn = [&] {
+        steps.push_back(app.updater().notesExpanded() ? "draw revealed" : "draw");
+    };
+    app.viewUpdate();
+    for (const std::string& shown : world.windowsShown) {
+        steps.push_back(shown);
+    }
+    EXPECT_EQ(steps,
+              (std::vector<std::string>{"draw revealed", "settings forward", "settings Updates"}));
+}
+
+TEST(AppAssembly, TimesAreWrittenAgainWhenTheTimeZoneChanges) {
+    AppWorld world;
+    MovableTimeFormatter zone;
+    world.timeFormatter = &zone;
+    AppAssembly& app = world.start();
+    app.reader().setCodexPlan(CodexPlan::plus);
+    app.refreshNow();
+    world.time.runUntil([&] { return !app.reader().automationInProgress(); }, 60);
+    int renders = 0;
+    app.addObserver([&] { ++renders; });
+    const auto before = app.popover().lastUpdatedText;
+
+    zone.moveTo(-7);
+    EXPECT_EQ(renders, 1) << "the views were not told";
+    ASSERT_TRUE(before);
+    EXPECT_NE(app.popover().lastUpdatedText, before);
+}
+
+TEST(SingleInstance, TheNewCopyHandsOverTheWayTheMacOSVersionHonours) {
+    const std::string id = "com.vostrel.gaugely";
+    for (const int macOS : {13, 14}) {
+        VirtualTime time;
+        FakeWorkspace workspace{time};
+        workspace.macOSMajorVersion = macOS;
+        workspace.addApplication({id, 400, ActivationPolicy::accessory});
+        workspace.addApplication({id, 500, ActivationPolicy::accessory});
+        EXPECT_TRUE(handOverToRunningInstance(workspace, id, 500));
+        EXPECT_FALSE(handOverToRunningInstance(workspace, id, 400));
+        ASSERT_EQ(workspace.activations().size(), 1u);
+        EXPECT_EQ(workspace.activations()[0],
+                  (FakeWorkspace::Activation{400, ApplicationActivationPolicy::style(macOS)}));
+    }
 }
 
 TEST(SingleInstance, TheOldestCopyStays) {

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "Meterlane/Presentation/AppMenuPresentation.h"
 #include "Meterlane/Presentation/AppVersionInfo.h"
 #include "Meterlane/Presentation/LaunchAtLoginController.h"
 #include "Meterlane/Presentation/MenuBarLabelPresentation.h"
@@ -84,6 +85,36 @@ TEST(MenuBarLabelPresentation, TheBadgeComesAndGoesWithNothingElseChanging) {
     with.accessibilityLabel = without.accessibilityLabel;
     EXPECT_EQ(with, without);
     EXPECT_FALSE(MenuBarLabelPresentation::make("Set plan", false, false).showsTemplateImage);
+}
+
+TEST(MenuBarLabelPresentation, TheBadgeSitsAtTheTopRightWhicheverWayYGrows) {
+    const Size button{64, 22};
+    const double side = MenuBarLabelPresentation::updateBadgeSide;
+    for (const bool flipped : {false, true}) {
+        const Point origin = MenuBarLabelPresentation::updateBadgeOrigin(button, flipped);
+        // Measured from the top in both orientations, the badge starts 2 points down.
+        const double fromTop = flipped ? origin.y : button.height - (origin.y + side);
+        EXPECT_DOUBLE_EQ(fromTop, 2) << flipped;
+        EXPECT_DOUBLE_EQ(button.width - (origin.x + side), 1) << flipped;
+    }
+}
+
+TEST(AppMenus, TheEditKeysWorkInTheAppsTextFields) {
+    const std::vector<AppMenu> menus = appMenus("Gaugely");
+    ASSERT_EQ(menus.size(), 3u);
+    EXPECT_EQ(menus[0].items[0],
+              (AppMenuItem{AppMenuItem::Kind::item, "Quit Gaugely", "terminate:", "q", false}));
+    EXPECT_EQ(menus[1].items[0].action, "performClose:");
+    std::vector<std::string> edit;
+    for (const AppMenuItem& item : menus[2].items) {
+        if (item.kind == AppMenuItem::Kind::item) {
+            edit.push_back(item.title + " " + item.action + " " + (item.withShift ? "shift-" : "") +
+                           item.keyEquivalent);
+        }
+    }
+    EXPECT_EQ(edit, (std::vector<std::string>{"Undo undo: z", "Redo redo: shift-z", "Cut cut: x",
+                                              "Copy copy: c", "Paste paste: v",
+                                              "Delete delete: ", "Select All selectAll: a"}));
 }
 
 }  // namespace

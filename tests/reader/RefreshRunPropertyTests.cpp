@@ -117,10 +117,21 @@ RunRecord playDraw(uint32_t draw, ElementLookupMode mode, Ending& ending) {
         world.codex.failAttribute(ax::children, ax::cannotComplete,
                                   [](NodeId node) { return node % 7 == 3; });
     }
+    bool codexStaysBehind = false;
     if (chance(0.05)) {
         world.workspace.activationDelay.reset();
         world.workspace.setFrontmost(std::nullopt);
+        codexStaysBehind = true;
     }
+    // macOS 14 and later honour only a cooperative request, which the system may decline.
+    world.workspace.macOSMajorVersion = chance(0.5) ? 13 : 14;
+    if (chance(0.05)) {
+        world.workspace.setFrontmost(std::nullopt);
+        world.workspace.declinesCooperativeActivation = true;
+        codexStaysBehind = codexStaysBehind || world.workspace.macOSMajorVersion >= 14;
+    }
+    // Without Input Monitoring the platform makes a tap blind to the keyboard.
+    world.input.listenEventAccess = !chance(0.05);
     if (s.userOpenedMenu) {
         world.codex.openMenuAsUser(*s.userOpenedMenu);
     }
@@ -163,12 +174,21 @@ RunRecord playDraw(uint32_t draw, ElementLookupMode mode, Ending& ending) {
         EXPECT_GT(world.codex.menuOpenings(), s.priorSnapshot ? 1u : 0u) << name;
         // Input before the run's first synthetic event came before the guard was watching, and
         // a manual run without input monitoring has nobody watching.
-        const bool watchedInput =
-            inputTime && *inputTime >= posted.front().time && !world.input.tapCreationFails;
+        const bool watchedInput = inputTime && *inputTime >= posted.front().time &&
+                                  !world.input.tapCreationFails && world.input.listenEventAccess;
         EXPECT_TRUE(!watchedInput || event.time < *inputTime) << name << ": Escape after input";
         EXPECT_TRUE(!awayTime || event.time < *awayTime) << name << ": Escape into another app";
     }
     EXPECT_TRUE(world.codex.pressedItems().empty()) << name << ": pressed a menu item";
+    if (codexStaysBehind) {
+        // A run that cannot bring Codex forward ends as it always has, having typed nothing.
+        EXPECT_TRUE(posted.empty()) << name << ": typed while Codex was behind";
+        if (!s.automatic) {
+            EXPECT_EQ(reader.lastRefreshOutcome(),
+                      RefreshRunOutcome::failed("Codex did not become active."))
+                << name;
+        }
+    }
     const auto& outcome = reader.lastRefreshOutcome();
     EXPECT_TRUE(outcome.has_value()) << name;
     if (!outcome || !outcome->isCommitted()) {

@@ -290,19 +290,68 @@ TEST(RefreshRun, OwnedMenuThatStaysOpenStillCommits) {
 }
 
 TEST(RefreshRun, InputMonitoringUnavailable) {
-    for (const bool automatic : {false, true}) {
+    // Without the permission the platform still makes a tap, one that cannot see the keyboard:
+    // that counts exactly as a tap that could not be made.
+    const struct {
+        const char* name;
+        std::function<void(FakeInput&)> fault;
+    } faults[] = {
+        {"no tap", [](FakeInput& input) { input.tapCreationFails = true; }},
+        {"no Input Monitoring permission",
+         [](FakeInput& input) { input.listenEventAccess = false; }},
+    };
+    for (const auto& fault : faults) {
+        for (const bool automatic : {false, true}) {
+            ReaderWorld world;
+            UsageReader& reader = automatic ? automaticReader(world) : world.makeReader();
+            fault.fault(world.input);
+            reader.beginReadCountdown(automatic);
+            world.runUntilRunEnds();
+            EXPECT_TRUE(reader.inputMonitoringUnavailable()) << fault.name;
+            EXPECT_EQ(world.input.liveTapCount(), 0u) << fault.name;
+            if (automatic) {
+                EXPECT_TRUE(world.input.postedEvents().empty()) << fault.name;
+                EXPECT_EQ(reader.statusMessage(),
+                          "Automatic refresh deferred — input monitoring is unavailable.")
+                    << fault.name;
+            } else {
+                // The user asked for it: the run goes on unguarded.
+                EXPECT_EQ(reader.lastRefreshOutcome(), RefreshRunOutcome::committed())
+                    << fault.name;
+            }
+        }
+    }
+}
+
+TEST(RefreshRun, CodexIsBroughtForwardTheWayTheMacOSVersionHonours) {
+    const struct {
+        int macOS;
+        bool systemDeclines;
+        ActivationStyle style;
+        std::optional<std::string> failure;
+    } rows[] = {
+        {13, false, ActivationStyle::ignoringOtherApps, std::nullopt},
+        {14, false, ActivationStyle::cooperative, std::nullopt},
+        {15, false, ActivationStyle::cooperative, std::nullopt},
+        // A refresh that cannot bring Codex forward ends as it always has, having typed nothing.
+        {14, true, ActivationStyle::cooperative, "Codex did not become active."},
+    };
+    for (const auto& row : rows) {
         ReaderWorld world;
-        UsageReader& reader = automatic ? automaticReader(world) : world.makeReader();
-        world.input.tapCreationFails = true;
-        reader.beginReadCountdown(automatic);
+        UsageReader& reader = world.makeReader();
+        world.workspace.macOSMajorVersion = row.macOS;
+        world.workspace.declinesCooperativeActivation = row.systemDeclines;
+        world.workspace.setFrontmost(std::nullopt);
+        reader.beginReadCountdown(false);
         world.runUntilRunEnds();
-        if (automatic) {
-            EXPECT_TRUE(world.input.postedEvents().empty());
-            EXPECT_EQ(reader.statusMessage(),
-                      "Automatic refresh deferred — input monitoring is unavailable.");
+        const std::string name = "macOS " + std::to_string(row.macOS);
+        ASSERT_EQ(world.workspace.activations().size(), 1u) << name;
+        EXPECT_EQ(world.workspace.activations()[0].style, row.style) << name;
+        if (row.failure) {
+            EXPECT_EQ(reader.statusMessage(), row.failure) << name;
+            EXPECT_TRUE(world.input.postedEvents().empty()) << name;
         } else {
-            // The user asked for it: the run goes on unguarded.
-            EXPECT_EQ(reader.lastRefreshOutcome(), RefreshRunOutcome::committed());
+            EXPECT_EQ(reader.lastRefreshOutcome(), RefreshRunOutcome::committed()) << name;
         }
     }
 }

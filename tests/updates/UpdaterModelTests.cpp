@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "Meterlane/Presentation/SettingsUpdateInputFromUpdater.h"
+#include "SharedUpdateSupport/UnavailableUpdateFramework.h"
 #include "updates/UpdaterWorld.h"
 
 namespace gaugely {
@@ -94,6 +95,36 @@ TEST(UpdaterModel, DisabledUpdaterNeverTouchesTheFeed) {
     EXPECT_EQ(w.suite.writeCount(), 0u);
     EXPECT_EQ(model.unavailableText(), "Updates are not available in this build.");
     EXPECT_EQ(model.currentVersionDisplay(), "Version 1.0.3 · Released September 22, 2026");
+}
+
+TEST(UpdaterModel, ABuildWithoutTheFrameworkAnswersEveryCycleAsFailed) {
+    UpdaterWorld w;
+    UsageReader& reader = w.makeReader();
+    UnavailableUpdateFramework none{w.time};
+    UpdaterModel model(
+        UpdaterEnvironment{w.bundle, w.suite, none, w.time, w.time, w.workspace, w.formatter},
+        ProductionUpdaterRuntime::configuration(w.bundle, testFeedHost));
+    model.setRefreshGateHooks(reader.updateRefreshGateHooks());
+    const Date launched = w.time.now();
+
+    model.checkForUpdates();
+    EXPECT_EQ(model.message(), UpdaterModel::checkingMessage);
+    w.time.advance(0);
+    EXPECT_FALSE(model.isChecking()) << "\"Checking…\" never cleared";
+    EXPECT_EQ(model.message(), UpdaterModel::checkFailedMessage);
+
+    // The daily checks go on, quietly.
+    model.setBackgroundDiscoveryEnabled(true);
+    w.time.advance(2 * 86400 + 10);
+    EXPECT_EQ(model.notice().lastCheckAttempt, launched.addingTimeInterval(2 * 86400));
+    EXPECT_EQ(model.message(), UpdaterModel::checkFailedMessage);
+
+    // An approved installation stops at once and opens the refresh gate again.
+    ASSERT_TRUE(model.beginUserInitiatedUpdate("4"));
+    EXPECT_TRUE(reader.updateRefreshGate());
+    w.time.advance(0);
+    EXPECT_FALSE(reader.updateRefreshGate());
+    EXPECT_EQ(model.message(), UpdaterModel::stoppedMessage);
 }
 
 TEST(UpdaterModel, BackgroundChecksRunOnceADayAndOnWake) {

@@ -1,0 +1,62 @@
+#include "Meterlane/Presentation/SettingsWindowDrawing.h"
+
+namespace gaugely {
+
+SettingsWindowDrawing::SettingsWindowDrawing(MainQueue& queue,
+                                             std::function<SettingsViewModel()> model,
+                                             SettingsWindowSurface surface)
+    : queue_(queue), model_(std::move(model)), surface_(std::move(surface)) {}
+
+void SettingsWindowDrawing::draw(const SettingsViewModel& model) {
+    drawn_ = model;
+    if (surface_.draw) {
+        surface_.draw(model);
+    }
+}
+
+void SettingsWindowDrawing::show(const std::optional<std::string>& section) {
+    shown_ = true;
+    draw(model_());
+    if (surface_.bringForward) {
+        surface_.bringForward();
+    }
+    if (section && surface_.scrollToSection) {
+        surface_.scrollToSection(*section);
+    }
+}
+
+void SettingsWindowDrawing::closed() {
+    shown_ = false;
+    drawn_.reset();
+}
+
+void SettingsWindowDrawing::modelsChanged() {
+    if (!shown_) {
+        return;
+    }
+    SettingsViewModel model = model_();
+    if (drawn_ && *drawn_ == model) {
+        return;
+    }
+    draw(model);
+}
+
+void SettingsWindowDrawing::actionPerformed() {
+    if (!shown_ || pendingRedraw_) {
+        return;
+    }
+    std::weak_ptr<SettingsWindowDrawing*> alive = alive_;
+    pendingRedraw_ = queue_.async([alive] {
+        const auto self = alive.lock();
+        if (!self || *self == nullptr) {
+            return;
+        }
+        SettingsWindowDrawing& drawing = **self;
+        drawing.pendingRedraw_.reset();
+        if (drawing.shown_) {
+            drawing.draw(drawing.model_());
+        }
+    });
+}
+
+}  // namespace gaugely
