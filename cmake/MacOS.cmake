@@ -15,16 +15,30 @@ if(NOT gaugely_macos_sources)
     file(WRITE ${gaugely_macos_sources} "")
 endif()
 
+# `@available` needs the compiler's Darwin builtins, which Apple's clang brings and a Linux clang
+# lacks; the cross-check then links a stand-in of the one it needs.
+if(CMAKE_CROSSCOMPILING)
+    execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-resource-dir
+                    OUTPUT_VARIABLE gaugely_clang_resources OUTPUT_STRIP_TRAILING_WHITESPACE)
+    if(NOT EXISTS "${gaugely_clang_resources}/lib/darwin/libclang_rt.osx.a")
+        list(APPEND gaugely_macos_sources
+             ${PROJECT_SOURCE_DIR}/cmake/macos-compat/PlatformVersionCheck.cpp)
+    endif()
+endif()
+
 add_library(MeterlaneMacOS STATIC ${gaugely_macos_sources})
 target_include_directories(MeterlaneMacOS PUBLIC ${PROJECT_SOURCE_DIR})
 target_compile_options(MeterlaneMacOS PRIVATE $<$<COMPILE_LANGUAGE:OBJCXX>:-fobjc-arc>)
-# An SDK older than macOS 13 (the cross-check's) lacks SMAppService; declare it for that build only.
+# The cross-check's SDK (macOS 12) lacks SMAppService (13) and cooperative activation (14);
+# declare them for that build only.
 if(CMAKE_CROSSCOMPILING)
-    target_compile_options(
-        MeterlaneMacOS
-        PRIVATE
-            $<$<COMPILE_LANGUAGE:OBJCXX>:-include${PROJECT_SOURCE_DIR}/cmake/macos-compat/ServiceManagementCompat.h>
-    )
+    foreach(compat ServiceManagementCompat AppKitCompat)
+        target_compile_options(
+            MeterlaneMacOS
+            PRIVATE
+                $<$<COMPILE_LANGUAGE:OBJCXX>:-include${PROJECT_SOURCE_DIR}/cmake/macos-compat/${compat}.h>
+        )
+    endforeach()
 endif()
 target_link_libraries(
     MeterlaneMacOS

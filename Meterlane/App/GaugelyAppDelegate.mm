@@ -10,6 +10,7 @@
 
 #include "Meterlane/App/AppKitText.h"
 #include "Meterlane/Posix/FileDocumentStore.h"
+#include "Meterlane/Presentation/AppMenuPresentation.h"
 #include "Meterlane/Startup/AppAssembly.h"
 #include "Meterlane/Startup/SingleInstance.h"
 #include "Meterlane/macOS/MacAccessibility.h"
@@ -27,6 +28,8 @@
 #include "Meterlane/macOS/MacWorkspace.h"
 #if GAUGELY_WITH_SPARKLE
 #include "Meterlane/macOS/SparkleUpdateFramework.h"
+#else
+#include "SharedUpdateSupport/UnavailableUpdateFramework.h"
 #endif
 
 using gaugely::nsString;
@@ -64,35 +67,34 @@ struct MacPlatform {
 #if GAUGELY_WITH_SPARKLE
     gaugely::SparkleUpdateFramework updates;
 #else
-    // A build without Sparkle's framework checks nothing.
-    struct NoUpdates final : gaugely::UpdateFramework {
-        void start(gaugely::UpdateFrameworkDelegate&) override {}
-        void probe() override {}
-        void installApprovedBuild(const std::string&) override {}
-        bool sessionBusy() const override { return false; }
-    } updates;
+    // A build without Sparkle's framework: every check ends as a failed one.
+    gaugely::UnavailableUpdateFramework updates{mainQueue};
 #endif
 };
 
 std::string newUUID() { return NSUUID.UUID.UUIDString.UTF8String; }
 
-// Without a menu bar of its own an agent app still answers ⌘W, ⌘Q and the editing keys through
-// its main menu while one of its windows is key.
-NSMenu* keyEquivalentMenu() {
+NSMenu* mainMenu(const std::vector<gaugely::AppMenu>& menus) {
     NSMenu* main = [[NSMenu alloc] init];
-    NSMenuItem* appItem = [main addItemWithTitle:@"Gaugely" action:nil keyEquivalent:@""];
-    NSMenu* appMenu = [[NSMenu alloc] init];
-    [appMenu addItemWithTitle:@"Quit Gaugely" action:@selector(terminate:) keyEquivalent:@"q"];
-    appItem.submenu = appMenu;
-    NSMenuItem* fileItem = [main addItemWithTitle:@"File" action:nil keyEquivalent:@""];
-    NSMenu* fileMenu = [[NSMenu alloc] initWithTitle:@"File"];
-    [fileMenu addItemWithTitle:@"Close" action:@selector(performClose:) keyEquivalent:@"w"];
-    fileItem.submenu = fileMenu;
-    NSMenuItem* editItem = [main addItemWithTitle:@"Edit" action:nil keyEquivalent:@""];
-    NSMenu* editMenu = [[NSMenu alloc] initWithTitle:@"Edit"];
-    [editMenu addItemWithTitle:@"Copy" action:@selector(copy:) keyEquivalent:@"c"];
-    [editMenu addItemWithTitle:@"Select All" action:@selector(selectAll:) keyEquivalent:@"a"];
-    editItem.submenu = editMenu;
+    for (const gaugely::AppMenu& menu : menus) {
+        NSMenuItem* holder = [main addItemWithTitle:nsString(menu.title)
+                                             action:nil
+                                      keyEquivalent:@""];
+        NSMenu* submenu = [[NSMenu alloc] initWithTitle:nsString(menu.title)];
+        for (const gaugely::AppMenuItem& entry : menu.items) {
+            if (entry.kind == gaugely::AppMenuItem::Kind::separator) {
+                [submenu addItem:NSMenuItem.separatorItem];
+                continue;
+            }
+            NSMenuItem* item =
+                [submenu addItemWithTitle:nsString(entry.title)
+                                   action:NSSelectorFromString(nsString(entry.action))
+                            keyEquivalent:nsString(entry.keyEquivalent)];
+            item.keyEquivalentModifierMask =
+                NSEventModifierFlagCommand | (entry.withShift ? NSEventModifierFlagShift : 0);
+        }
+        holder.submenu = submenu;
+    }
     return main;
 }
 
@@ -112,26 +114,26 @@ NSMenu* keyEquivalentMenu() {
     _platform = std::make_unique<MacPlatform>();
     MacPlatform& platform = *_platform;
 
-    const auto bundleIdentifier = platform.bundle.bundleIdentifier();
-    const auto running = platform.workspace.runningApplications();
-    if (const auto other = gaugely::runningInstanceToDeferTo(
-            running, bundleIdentifier.value_or(""), static_cast<gaugely::ProcessID>(getpid()))) {
-        platform.workspace.activate(*other, gaugely::activateIgnoringOtherApps);
+    if (gaugely::handOverToRunningInstance(platform.workspace,
+                                           platform.bundle.bundleIdentifier().value_or(""),
+                                           static_cast<gaugely::ProcessID>(getpid()))) {
         [NSApp terminate:nil];
         return;
     }
-    NSApp.mainMenu = keyEquivalentMenu();
 
     __weak GaugelyAppDelegate* weakSelf = self;
-    gaugely::AppWindows windows{
-        [weakSelf](std::optional<std::string> section) {
-            [weakSelf showSettingsAtSection:section ? nsString(*section) : nil];
-        },
-        [weakSelf] { [weakSelf showAbout]; }, [weakSelf] { [weakSelf showPrivacy]; },
-        [] { [NSApp terminate:nil]; },
-        [weakSelf](std::string folder) {
-            [weakSelf chooseCodexFolderStartingAt:nsString(folder)];
+    gaugely::SettingsWindowSurface settingsWindow{
+        [weakSelf](const gaugely::SettingsViewModel& model) { [weakSelf drawSettings:model]; },
+        [weakSelf] { [weakSelf bringSettingsForward]; },
+        [weakSelf](const std::string& section) {
+            [weakSelf scrollSettingsToSection:nsString(section)];
         }};
+    gaugely::AppWindows windows{settingsWindow, [weakSelf] { [weakSelf showAbout]; },
+                                [weakSelf] { [weakSelf showPrivacy]; },
+                                [] { [NSApp terminate:nil]; },
+                                [weakSelf](std::string folder) {
+                                    [weakSelf chooseCodexFolderStartingAt:nsString(folder)];
+                                }};
     gaugely::AppPorts ports{
         gaugely::ReaderEnvironment{platform.accessibility, platform.input, platform.workspace,
                                    platform.mainQueue, platform.clock, platform.log,
@@ -149,6 +151,7 @@ NSMenu* keyEquivalentMenu() {
         &platform.files,
         &platform.usageHistory};
     _app = std::make_unique<gaugely::AppAssembly>(std::move(ports), std::move(windows));
+    NSApp.mainMenu = mainMenu(gaugely::appMenus(_app->metadata().versionInfo.appName));
 
     _templateImage = [NSBundle.mainBundle imageForResource:@"GaugelyMenuBarTemplate"];
     _textWindows = [[GaugelyTextWindowController alloc] init];
@@ -158,6 +161,12 @@ NSMenu* keyEquivalentMenu() {
             if (strongSelf != nil) {
                 strongSelf->_app->performSettingsAction(action);
             }
+        }
+        closed:^{
+          GaugelyAppDelegate* strongSelf = weakSelf;
+          if (strongSelf != nil) {
+              strongSelf->_app->settingsWindowClosed();
+          }
         }];
     platform.workspace.setSettingsWindowIsKeyProvider(
         [weakSelf] { return weakSelf != nil && [weakSelf settingsWindowIsKey]; });
@@ -200,7 +209,6 @@ NSMenu* keyEquivalentMenu() {
     [_statusItems showLabel:_app->menuBarLabel(_templateImage != nil)];
     [_statusItems showRefresh:_app->refreshControl()];
     [_popover showModel:_app->popover()];
-    [_settings updateModel:_app->settings()];
 }
 
 - (void)refresh {
@@ -242,8 +250,16 @@ NSMenu* keyEquivalentMenu() {
     }
 }
 
-- (void)showSettingsAtSection:(NSString*)section {
-    [_settings showWithModel:_app->settings() atSection:section];
+- (void)drawSettings:(const gaugely::SettingsViewModel&)model {
+    [_settings drawModel:model];
+}
+
+- (void)bringSettingsForward {
+    [_settings bringForward];
+}
+
+- (void)scrollSettingsToSection:(NSString*)section {
+    [_settings scrollToSection:section];
 }
 
 - (void)chooseCodexFolderStartingAt:(NSString*)folder {

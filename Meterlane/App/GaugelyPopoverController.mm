@@ -1,6 +1,7 @@
 #import "Meterlane/App/GaugelyPopoverController.h"
 
 #include "Meterlane/App/AppKitText.h"
+#include "Meterlane/macOS/MacActivation.h"
 
 using gaugely::nsString;
 
@@ -23,17 +24,35 @@ NSFont* captionFont() { return [NSFont systemFontOfSize:NSFont.smallSystemFontSi
 
 }  // namespace
 
-// Closes its popover on Escape, as a user expects of any transient panel.
+// One container view for the popover's whole life; each model swaps the stack inside it. Replacing
+// a shown popover's view itself can leave the old content on screen. Closes its popover on Escape,
+// as a user expects of any transient panel.
 @interface GaugelyPopoverContentController : NSViewController
 @property(nonatomic, weak) NSPopover* popover;
+- (void)showStack:(NSStackView*)stack;
 @end
 
-@implementation GaugelyPopoverContentController
+@implementation GaugelyPopoverContentController {
+    NSStackView* _stack;
+}
 - (void)loadView {
     self.view = [[NSView alloc] initWithFrame:NSMakeRect(0, 0, contentWidth, 100)];
 }
 - (void)cancelOperation:(id)sender {
     [self.popover performClose:sender];
+}
+- (void)showStack:(NSStackView*)stack {
+    NSView* container = self.view;
+    [_stack removeFromSuperview];
+    _stack = stack;
+    stack.translatesAutoresizingMaskIntoConstraints = NO;
+    [container addSubview:stack];
+    [NSLayoutConstraint activateConstraints:@[
+        [stack.leadingAnchor constraintEqualToAnchor:container.leadingAnchor],
+        [stack.trailingAnchor constraintEqualToAnchor:container.trailingAnchor],
+        [stack.topAnchor constraintEqualToAnchor:container.topAnchor],
+        [stack.bottomAnchor constraintEqualToAnchor:container.bottomAnchor],
+    ]];
 }
 @end
 
@@ -80,7 +99,7 @@ NSFont* captionFont() { return [NSFont systemFontOfSize:NSFont.smallSystemFontSi
     }
     _willShow();
     // An agent app must come forward first, or the popover opens without keyboard focus.
-    [NSApp activateIgnoringOtherApps:YES];
+    gaugely::activateThisApplication();
     [_popover showRelativeToRect:button.bounds ofView:button preferredEdge:NSRectEdgeMinY];
 }
 
@@ -167,7 +186,9 @@ NSFont* captionFont() { return [NSFont systemFontOfSize:NSFont.smallSystemFontSi
         [rows addObject:[self buttonTitled:model.updateOffer->actionTitle
                                     action:GaugelyPopoverActionViewUpdate]];
     }
-    [rows addObject:[NSBox new]];
+    NSBox* separator = [[NSBox alloc] init];
+    separator.boxType = NSBoxSeparator;
+    [rows addObject:separator];
     NSMutableArray<NSView*>* actions = [NSMutableArray array];
     for (const gaugely::PopoverAppAction& appAction : model.appActions) {
         GaugelyPopoverAction action = GaugelyPopoverActionSettings;
@@ -204,8 +225,7 @@ NSFont* captionFont() { return [NSFont systemFontOfSize:NSFont.smallSystemFontSi
         }
     }
     const NSSize size = stack.fittingSize;
-    stack.frame = NSMakeRect(0, 0, contentWidth, size.height);
-    _content.view = stack;
+    [_content showStack:stack];
     _popover.contentSize = NSMakeSize(contentWidth, size.height);
 }
 

@@ -1,6 +1,7 @@
 // The settings window ("Gaugely Settings", identifier "gaugely.settings"), built in code from a
-// SettingsViewModel: sections of labelled rows. Every control reports a SettingsAction; the window
-// stores nothing and is rebuilt whenever the models change. Main thread only.
+// SettingsViewModel: sections of labelled rows in a scroll view whose document view is flipped, so
+// its content starts at the top. Every control reports a SettingsAction; when the window draws is
+// decided by the app (SettingsWindowDrawing), and the window stores nothing. Main thread only.
 #pragma once
 
 #import <AppKit/AppKit.h>
@@ -14,16 +15,17 @@ NS_ASSUME_NONNULL_BEGIN
 
 @interface GaugelySettingsWindowController : NSObject <NSWindowDelegate>
 
+// `closed` runs when the user closes the window.
 - (instancetype)initWithAction:(std::function<void(const gaugely::SettingsAction&)>)action
-    NS_DESIGNATED_INITIALIZER;
+                        closed:(void (^)(void))closed NS_DESIGNATED_INITIALIZER;
 - (instancetype)init NS_UNAVAILABLE;
 
-// Creates the window on first use, brings it forward, and (for "View Update →") scrolls the
-// section titled `section` into view.
-- (void)showWithModel:(const gaugely::SettingsViewModel&)model
-            atSection:(nullable NSString*)section;
-// Redraws an open window; does nothing while it is closed.
-- (void)updateModel:(const gaugely::SettingsViewModel&)model;
+// Builds the content from `model` (making the window on first use), keeping the scroll position,
+// and lays it out before returning.
+- (void)drawModel:(const gaugely::SettingsViewModel&)model;
+- (void)bringForward;
+// Scrolls the section titled `section` into view; the content is laid out by then.
+- (void)scrollToSection:(NSString*)section;
 // Asks for a folder, starting in `folder` (hidden folders shown: Codex's own is "~/.codex"), as a
 // sheet on the window when it is open; `chosen` gets the folder's path, and is not called when
 // the user cancels.

@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "Meterlane/App/AppKitText.h"
+#include "Meterlane/macOS/MacActivation.h"
 
 using gaugely::nsString;
 
@@ -13,20 +14,38 @@ constexpr CGFloat labelWidth = 190;
 
 }  // namespace
 
+// The scroll view's document view: flipped, so y grows downwards from the first section and the
+// content starts at the top whatever its height.
+@interface GaugelySettingsDocumentView : NSView
+@end
+
+@implementation GaugelySettingsDocumentView
+- (BOOL)isFlipped {
+    return YES;
+}
+@end
+
 @implementation GaugelySettingsWindowController {
     NSWindow* _window;
     NSScrollView* _scroll;
+    NSStackView* _sections;
     std::function<void(const gaugely::SettingsAction&)> _action;
+    void (^_closed)(void);
     // The row behind each control, by the control's tag.
     std::vector<gaugely::SettingsRow> _rows;
-    gaugely::SettingsViewModel _model;
 }
 
-- (instancetype)initWithAction:(std::function<void(const gaugely::SettingsAction&)>)action {
+- (instancetype)initWithAction:(std::function<void(const gaugely::SettingsAction&)>)action
+                        closed:(void (^)(void))closed {
     if ((self = [super init])) {
         _action = std::move(action);
+        _closed = [closed copy];
     }
     return self;
+}
+
+- (void)windowWillClose:(NSNotification*)notification {
+    _closed();
 }
 
 - (BOOL)isKeyWindow {
@@ -52,25 +71,18 @@ constexpr CGFloat labelWidth = 190;
     [_window center];
 }
 
-- (void)showWithModel:(const gaugely::SettingsViewModel&)model atSection:(NSString*)section {
-    if (_window == nil) {
-        [self makeWindow];
-    }
-    [self render:model];
-    [NSApp activateIgnoringOtherApps:YES];
+- (void)bringForward {
+    gaugely::activateThisApplication();
     [_window makeKeyAndOrderFront:nil];
-    if (section != nil) {
-        for (NSView* view in ((NSStackView*)_scroll.documentView).views) {
-            if ([view.identifier isEqualToString:section]) {
-                [view scrollRectToVisible:view.bounds];
-            }
-        }
-    }
 }
 
-- (void)updateModel:(const gaugely::SettingsViewModel&)model {
-    if (_window.visible && !(model == _model)) {
-        [self render:model];
+- (void)scrollToSection:(NSString*)section {
+    NSView* document = _scroll.documentView;
+    for (NSView* view in _sections.views) {
+        if ([view.identifier isEqualToString:section]) {
+            // From the top of the section, in the flipped document's own coordinates.
+            [document scrollRectToVisible:[view convertRect:view.bounds toView:document]];
+        }
     }
 }
 
@@ -126,8 +138,12 @@ constexpr CGFloat labelWidth = 190;
     return stack;
 }
 
-- (void)render:(const gaugely::SettingsViewModel&)model {
-    _model = model;
+- (void)drawModel:(const gaugely::SettingsViewModel&)model {
+    if (_window == nil) {
+        [self makeWindow];
+    }
+    // A redraw replaces every control; the reader keeps their place in the window.
+    const NSPoint scrolled = _scroll.contentView.bounds.origin;
     _rows.clear();
     NSMutableArray<NSView*>* sections = [NSMutableArray array];
     for (const gaugely::SettingsSection& section : model.sections) {
@@ -151,20 +167,29 @@ constexpr CGFloat labelWidth = 190;
         box.identifier = nsString(section.title);
         [sections addObject:box];
     }
-    NSStackView* content = [NSStackView stackViewWithViews:sections];
-    content.orientation = NSUserInterfaceLayoutOrientationVertical;
-    content.alignment = NSLayoutAttributeLeading;
-    content.spacing = 18;
-    content.edgeInsets = NSEdgeInsetsMake(20, 20, 20, 20);
-    _scroll.documentView = content;
-    [self fitContentHeight:content];
+    _sections = [NSStackView stackViewWithViews:sections];
+    _sections.orientation = NSUserInterfaceLayoutOrientationVertical;
+    _sections.alignment = NSLayoutAttributeLeading;
+    _sections.spacing = 18;
+    _sections.edgeInsets = NSEdgeInsetsMake(20, 20, 20, 20);
+    [self fitContentHeight];
+    [_window.contentView layoutSubtreeIfNeeded];
+    NSClipView* clip = _scroll.contentView;
+    const CGFloat furthest = MAX(0, NSHeight(_scroll.documentView.frame) - NSHeight(clip.bounds));
+    [clip scrollToPoint:NSMakePoint(0, MIN(MAX(0, scrolled.y), furthest))];
+    [_scroll reflectScrolledClipView:clip];
 }
 
 // Sections come and go with the plan: the window follows its content's height, keeping its top
 // edge where the user left it, up to the screen's height.
-- (void)fitContentHeight:(NSView*)content {
-    const NSSize fitting = content.fittingSize;
-    content.frame = NSMakeRect(0, 0, windowWidth, fitting.height);
+- (void)fitContentHeight {
+    const NSSize fitting = _sections.fittingSize;
+    NSView* document = [[GaugelySettingsDocumentView alloc]
+        initWithFrame:NSMakeRect(0, 0, windowWidth, fitting.height)];
+    _sections.frame = document.bounds;
+    _sections.autoresizingMask = NSViewWidthSizable | NSViewHeightSizable;
+    [document addSubview:_sections];
+    _scroll.documentView = document;
     const CGFloat available = NSHeight(_window.screen.visibleFrame) - 40;
     const CGFloat height = available > 0 ? MIN(fitting.height, available) : fitting.height;
     NSRect frame = [_window frameRectForContentRect:NSMakeRect(0, 0, windowWidth, height)];
@@ -190,7 +215,7 @@ constexpr CGFloat labelWidth = 190;
     if (_window.visible) {
         [panel beginSheetModalForWindow:_window completionHandler:finished];
     } else {
-        [NSApp activateIgnoringOtherApps:YES];
+        gaugely::activateThisApplication();
         finished([panel runModal]);
     }
 }

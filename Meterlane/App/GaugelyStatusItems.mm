@@ -7,7 +7,7 @@ using gaugely::nsString;
 namespace {
 
 constexpr CGFloat templateImageSide = 14;
-constexpr CGFloat badgeSide = 7;
+constexpr CGFloat badgeSide = gaugely::MenuBarLabelPresentation::updateBadgeSide;
 constexpr CGFloat refreshItemLength = 18;
 constexpr CGFloat refreshSymbolSide = 12;
 
@@ -67,8 +67,6 @@ NSImage* badgeImage() {
             _badge = [NSImageView imageViewWithImage:badgeImage()];
             _badge.frame = NSMakeRect(0, 0, badgeSide, badgeSide);
             _badge.hidden = YES;
-            // Stays at the trailing edge as the summary grows and shrinks.
-            _badge.autoresizingMask = NSViewMinXMargin;
             [_badge setAccessibilityLabel:
                         nsString(gaugely::MenuBarLabelPresentation::updateBadgeAccessibilityLabel)];
             [button addSubview:_badge];
@@ -113,10 +111,13 @@ NSImage* badgeImage() {
         button.imagePosition = NSNoImage;
     }
     [button setAccessibilityLabel:nsString(label.accessibilityLabel)];
-    // The badge sits at the top right corner of the label, clear of the digits.
-    const NSRect bounds = button.bounds;
-    _badge.frameOrigin =
-        NSMakePoint(NSMaxX(bounds) - badgeSide - 1, NSMaxY(bounds) - badgeSide - 2);
+    // The badge sits at the top right corner of the label, clear of the digits, wherever this
+    // button's y axis starts; it stays there as the summary grows and shrinks.
+    const BOOL flipped = button.isFlipped;
+    const gaugely::Point origin = gaugely::MenuBarLabelPresentation::updateBadgeOrigin(
+        {NSWidth(button.bounds), NSHeight(button.bounds)}, flipped);
+    _badge.frameOrigin = NSMakePoint(origin.x, origin.y);
+    _badge.autoresizingMask = NSViewMinXMargin | (flipped ? NSViewMaxYMargin : NSViewMinYMargin);
     _badge.hidden = !label.showsUpdateBadge;
 }
 

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "Meterlane/App/AppKitText.h"
+#include "Meterlane/macOS/MacActivation.h"
 
 using gaugely::nsString;
 
@@ -47,7 +48,7 @@ NSTextField* paragraph(const std::string& text, NSFont* font) {
 }
 
 - (void)present:(NSWindow*)window {
-    [NSApp activateIgnoringOtherApps:YES];
+    gaugely::activateThisApplication();
     [window makeKeyAndOrderFront:nil];
 }
 

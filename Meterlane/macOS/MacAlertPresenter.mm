@@ -3,6 +3,7 @@
 #import <AppKit/AppKit.h>
 
 #include "Meterlane/Presentation/FirstRunOnboarding.h"
+#include "Meterlane/macOS/MacActivation.h"
 
 namespace gaugely {
 
@@ -34,7 +35,7 @@ AlertResponse MacAlertPresenter::runModal(const AlertRequest& request) {
         alert.accessoryView = choices;
     }
     // An agent app is never in front on its own; without this the alert opens behind Codex.
-    [NSApp activateIgnoringOtherApps:YES];
+    activateThisApplication();
     const NSModalResponse response = [alert runModal];
 
     AlertResponse result;

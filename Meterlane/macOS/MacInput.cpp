@@ -168,4 +168,12 @@ double MacInput::secondsSinceLastInputEvent() {
                                                   kCGAnyInputEventType);
 }
 
+bool MacInput::preflightListenEventAccess() {
+    return CGPreflightListenEventAccess();
+}
+
+bool MacInput::requestListenEventAccess() {
+    return CGRequestListenEventAccess();
+}
+
 }  // namespace gaugely

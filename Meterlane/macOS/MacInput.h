@@ -5,7 +5,8 @@
 namespace gaugely {
 
 // The Input port over Quartz events: posting at the HID event tap, a listen-only session tap on
-// the main run loop, and the combined session state's idle time.
+// the main run loop, the combined session state's idle time, and the Input Monitoring permission
+// (listen-event access).
 class MacInput final : public Input {
   public:
     bool postMouseEvent(InputEventType type, Point point, uint64_t userData) override;
@@ -13,6 +14,8 @@ class MacInput final : public Input {
     std::unique_ptr<InputEventTap> createListenOnlyTap(uint64_t eventMask,
                                                        TapCallback callback) override;
     double secondsSinceLastInputEvent() override;
+    bool preflightListenEventAccess() override;
+    bool requestListenEventAccess() override;
 };
 
 }  // namespace gaugely

@@ -11,6 +11,8 @@ class MacMainQueue final : public MainQueue {
     std::shared_ptr<Cancellable> asyncAfter(double seconds, std::function<void()> work) override;
     std::shared_ptr<Cancellable> scheduleRepeating(double firstFire, double interval, double leeway,
                                                    std::function<void()> work) override;
+    // A block the main run loop performs in its default mode, outside any dispatch work item.
+    std::shared_ptr<Cancellable> performOnRunLoop(std::function<void()> work) override;
 };
 
 }  // namespace gaugely

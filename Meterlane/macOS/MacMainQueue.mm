@@ -1,5 +1,6 @@
 #include "Meterlane/macOS/MacMainQueue.h"
 
+#include <CoreFoundation/CoreFoundation.h>
 #include <dispatch/dispatch.h>
 
 namespace gaugely {
@@ -58,6 +59,17 @@ std::shared_ptr<Cancellable> MacMainQueue::asyncAfter(double seconds, std::funct
                    dispatch_get_main_queue(), ^{
                      item->run();
                    });
+    return item;
+}
+
+std::shared_ptr<Cancellable> MacMainQueue::performOnRunLoop(std::function<void()> work) {
+    auto item = std::make_shared<MainQueueWorkItem>(std::move(work));
+    // The default mode: not while a menu is being tracked, and after the current pass's layout.
+    CFRunLoopRef loop = CFRunLoopGetMain();
+    CFRunLoopPerformBlock(loop, kCFRunLoopDefaultMode, ^{
+      item->run();
+    });
+    CFRunLoopWakeUp(loop);
     return item;
 }
 

@@ -1,15 +1,41 @@
 #include "Meterlane/macOS/MacTimeFormatter.h"
 
+#include <dispatch/dispatch.h>
+
 #include "Meterlane/macOS/CFStringConversion.h"
 
 namespace gaugely {
 
 namespace {
 
-void localeChanged(CFNotificationCenterRef, void* observer, CFNotificationName, const void*,
-                   CFDictionaryRef) {
-    static_cast<MacTimeFormatter*>(observer)->currentLocaleDidChange();
+struct ConventionChange {
+    std::weak_ptr<MacTimeFormatter*> formatter;
+    bool timeZoneChanged = false;
+};
+
+void applyOnMainQueue(void* context) {
+    const std::unique_ptr<ConventionChange> change(static_cast<ConventionChange*>(context));
+    if (const auto formatter = change->formatter.lock(); formatter && *formatter != nullptr) {
+        (*formatter)->conventionsDidChange(change->timeZoneChanged);
+    }
 }
+
+// The local center tells on the thread that posted; the formatters belong to the main queue.
+void conventionsChanged(CFNotificationCenterRef, void* observer, CFNotificationName name,
+                        const void*, CFDictionaryRef) {
+    const auto* alive = static_cast<const std::shared_ptr<MacTimeFormatter*>*>(observer);
+    auto* change = new ConventionChange{
+        *alive, name != nullptr && CFEqual(name, kCFTimeZoneSystemTimeZoneDidChangeNotification)};
+    dispatch_async_f(dispatch_get_main_queue(), change, &applyOnMainQueue);
+}
+
+class Watch final : public Subscription {
+  public:
+    explicit Watch(std::shared_ptr<std::function<void()>> handler) : handler_(std::move(handler)) {}
+
+  private:
+    std::shared_ptr<std::function<void()>> handler_;
+};
 
 std::string formatted(CFDateFormatterRef formatter, Date date) {
     // CFAbsoluteTime counts from 2001-01-01 UTC, as Date does.
@@ -29,19 +55,44 @@ CFRef<CFTimeZoneRef> timeZoneNamed(std::string_view identifier) {
 
 }  // namespace
 
-MacTimeFormatter::MacTimeFormatter() {
-    CFNotificationCenterAddObserver(CFNotificationCenterGetLocalCenter(), this, localeChanged,
-                                    kCFLocaleCurrentLocaleDidChangeNotification, nullptr,
-                                    CFNotificationSuspensionBehaviorDeliverImmediately);
+MacTimeFormatter::MacTimeFormatter() : alive_(std::make_shared<MacTimeFormatter*>(this)) {
+    // The observer pointer is the liveness token, which stays put while this object lives.
+    for (const CFNotificationName name : {kCFLocaleCurrentLocaleDidChangeNotification,
+                                          kCFTimeZoneSystemTimeZoneDidChangeNotification}) {
+        CFNotificationCenterAddObserver(CFNotificationCenterGetLocalCenter(), &alive_,
+                                        conventionsChanged, name, nullptr,
+                                        CFNotificationSuspensionBehaviorDeliverImmediately);
+    }
 }
 
 MacTimeFormatter::~MacTimeFormatter() {
-    CFNotificationCenterRemoveEveryObserver(CFNotificationCenterGetLocalCenter(), this);
+    CFNotificationCenterRemoveEveryObserver(CFNotificationCenterGetLocalCenter(), &alive_);
+    *alive_ = nullptr;
 }
 
-void MacTimeFormatter::currentLocaleDidChange() {
+void MacTimeFormatter::conventionsDidChange(bool timeZoneChanged) {
+    if (timeZoneChanged) {
+        // Core Foundation keeps the zone it first read until told to read it again.
+        CFTimeZoneResetSystem();
+        std::erase_if(patterns_,
+                      [](const auto& entry) { return std::get<2>(entry.first).empty(); });
+    }
     shortTime_.reset();
     mediumTime_.reset();
+    const auto watchers = watchers_;
+    for (const auto& weak : watchers) {
+        if (const auto handler = weak.lock(); handler && *handler) {
+            (*handler)();
+        }
+    }
+    std::erase_if(watchers_, [](const auto& weak) { return weak.expired(); });
+}
+
+std::unique_ptr<Subscription> MacTimeFormatter::observeConventionChanges(
+    std::function<void()> handler) const {
+    auto shared = std::make_shared<std::function<void()>>(std::move(handler));
+    watchers_.push_back(shared);
+    return std::make_unique<Watch>(std::move(shared));
 }
 
 std::string MacTimeFormatter::timeOfDay(Date date, bool includesSeconds) const {
@@ -51,6 +102,11 @@ std::string MacTimeFormatter::timeOfDay(Date date, bool includesSeconds) const {
         slot = CFRef<CFDateFormatterRef>::adopt(CFDateFormatterCreate(
             kCFAllocatorDefault, locale.get(), kCFDateFormatterNoStyle,
             includesSeconds ? kCFDateFormatterMediumStyle : kCFDateFormatterShortStyle));
+        // The system's zone as it is now, rather than whatever default a formatter would take.
+        if (slot) {
+            const auto zone = CFRef<CFTimeZoneRef>::adopt(CFTimeZoneCopySystem());
+            CFDateFormatterSetProperty(slot.get(), kCFDateFormatterTimeZone, zone.get());
+        }
     }
     return slot ? formatted(slot.get(), date) : std::string();
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <memory>
+
 #include "Meterlane/Platform/UserNotificationCenter.h"
 
 namespace gaugely {
@@ -9,6 +11,11 @@ namespace gaugely {
 // bundle: the system refuses a bare command-line process.
 class MacUserNotificationCenter final : public UserNotificationCenter {
   public:
+    MacUserNotificationCenter();
+    ~MacUserNotificationCenter() override;
+    MacUserNotificationCenter(const MacUserNotificationCenter&) = delete;
+    MacUserNotificationCenter& operator=(const MacUserNotificationCenter&) = delete;
+
     void getNotificationSettings(
         std::function<void(NotificationAuthorizationStatus)> completion) override;
     void requestAuthorization(
@@ -16,6 +23,13 @@ class MacUserNotificationCenter final : public UserNotificationCenter {
         std::function<void(bool granted, std::optional<std::string> error)> completion) override;
     void add(const NotificationRequest& request,
              std::function<void(std::optional<std::string> error)> completion) override;
+    // Becomes the system center's delegate, which answers "how to show this" while the app is
+    // active; the center holds its delegate weakly, so this object keeps it.
+    void presentWhileActive(uint32_t presentationOptions) override;
+
+  private:
+    struct Objects;
+    std::unique_ptr<Objects> objects_;
 };
 
 }  // namespace gaugely

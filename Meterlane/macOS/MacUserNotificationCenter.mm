@@ -3,7 +3,39 @@
 #import <Foundation/Foundation.h>
 #import <UserNotifications/UserNotifications.h>
 
+// Answers the system while the app is active; without a delegate saying otherwise, a notification
+// that arrives then is not shown at all.
+@interface GaugelyNotificationCenterDelegate : NSObject <UNUserNotificationCenterDelegate>
+@property(nonatomic) UNNotificationPresentationOptions presentationOptions;
+@end
+
+@implementation GaugelyNotificationCenterDelegate
+- (void)userNotificationCenter:(UNUserNotificationCenter*)center
+       willPresentNotification:(UNNotification*)notification
+         withCompletionHandler:(void (^)(UNNotificationPresentationOptions))completionHandler {
+    (void)center;
+    (void)notification;
+    completionHandler(self.presentationOptions);
+}
+@end
+
 namespace gaugely {
+
+// The port copies the platform's presentation bits.
+static_assert(static_cast<UNNotificationPresentationOptions>(
+                  NotificationPresentationOption::badge) == UNNotificationPresentationOptionBadge);
+static_assert(static_cast<UNNotificationPresentationOptions>(
+                  NotificationPresentationOption::sound) == UNNotificationPresentationOptionSound);
+static_assert(static_cast<UNNotificationPresentationOptions>(
+                  NotificationPresentationOption::list) == UNNotificationPresentationOptionList);
+static_assert(
+    static_cast<UNNotificationPresentationOptions>(NotificationPresentationOption::banner) ==
+    UNNotificationPresentationOptionBanner);
+
+struct MacUserNotificationCenter::Objects {
+    GaugelyNotificationCenterDelegate* delegate = nil;
+};
+
 namespace {
 
 NotificationAuthorizationStatus translate(UNAuthorizationStatus status) {
@@ -56,6 +88,24 @@ std::optional<std::string> describe(NSError* error) {
 }
 
 }  // namespace
+
+MacUserNotificationCenter::MacUserNotificationCenter() : objects_(std::make_unique<Objects>()) {}
+
+MacUserNotificationCenter::~MacUserNotificationCenter() {
+    UNUserNotificationCenter* center = UNUserNotificationCenter.currentNotificationCenter;
+    if (objects_->delegate != nil && center.delegate == objects_->delegate) {
+        center.delegate = nil;
+    }
+}
+
+void MacUserNotificationCenter::presentWhileActive(uint32_t presentationOptions) {
+    if (objects_->delegate == nil) {
+        objects_->delegate = [[GaugelyNotificationCenterDelegate alloc] init];
+    }
+    objects_->delegate.presentationOptions =
+        static_cast<UNNotificationPresentationOptions>(presentationOptions);
+    UNUserNotificationCenter.currentNotificationCenter.delegate = objects_->delegate;
+}
 
 void MacUserNotificationCenter::getNotificationSettings(
     std::function<void(NotificationAuthorizationStatus)> completion) {

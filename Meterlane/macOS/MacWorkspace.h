@@ -18,7 +18,10 @@ class MacWorkspace final : public Workspace {
 
     std::vector<RunningApplication> runningApplications() override;
     std::optional<RunningApplication> frontmostApplication() override;
-    bool activate(ProcessID pid, unsigned options) override;
+    // Cooperatively from macOS 14 on (this app yields its activation to the target, then asks
+    // for the target on its own behalf); at once, ignoring other applications, on macOS 13.
+    bool activate(ProcessID pid, ActivationStyle style) override;
+    int operatingSystemMajorVersion() override;
     bool settingsWindowIsKey() override;
     void openURL(const std::string& url) override;
     std::unique_ptr<Subscription> observeDidWake(std::function<void()> handler) override;

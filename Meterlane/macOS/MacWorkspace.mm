@@ -4,9 +4,6 @@
 
 namespace gaugely {
 
-// The activation option the core passes is Apple's.
-static_assert(activateIgnoringOtherApps == NSApplicationActivateIgnoringOtherApps);
-
 namespace {
 
 RunningApplication describe(NSRunningApplication* application) {
@@ -72,11 +69,24 @@ std::optional<RunningApplication> MacWorkspace::frontmostApplication() {
     return describe(application);
 }
 
-bool MacWorkspace::activate(ProcessID pid, unsigned options) {
+bool MacWorkspace::activate(ProcessID pid, ActivationStyle style) {
     NSRunningApplication* application =
         [NSRunningApplication runningApplicationWithProcessIdentifier:pid];
-    return application &&
-           [application activateWithOptions:static_cast<NSApplicationActivationOptions>(options)];
+    if (!application) {
+        return false;
+    }
+    if (style == ActivationStyle::cooperative) {
+        if (@available(macOS 14, *)) {
+            [NSApp yieldActivationToApplication:application];
+            return [application activateFromApplication:NSRunningApplication.currentApplication
+                                                options:0];
+        }
+    }
+    return [application activateWithOptions:NSApplicationActivateIgnoringOtherApps];
+}
+
+int MacWorkspace::operatingSystemMajorVersion() {
+    return static_cast<int>(NSProcessInfo.processInfo.operatingSystemVersion.majorVersion);
 }
 
 bool MacWorkspace::settingsWindowIsKey() {
