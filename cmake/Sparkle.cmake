@@ -1,12 +1,15 @@
 # The Sparkle adapter (Meterlane/macOS/Sparkle*.mm) as its own library, MeterlaneSparkle, so only
 # what embeds the framework links it (the app; the gaugely tool never does).
 #
-# Its headers come from Sparkle's sources at the pinned release: $SPARKLE_SOURCE, else
-# ${XDG_CACHE_HOME:-~/.cache}/gaugely/sparkle (the repository at tag 2.6.4, whose Sparkle/ folder
-# holds the headers). To link without the binary framework, a Sparkle.framework is assembled in
-# the build folder from the public headers and a text stub listing what they export. Nothing of
-# Sparkle is ever committed. Without the sources the adapter is left out and the configure says
-# so.
+# The app embeds the Sparkle release product.conf pins (sparkleVersion). On a Mac the adapter
+# compiles against that release's own headers (scripts/make-app hands them in). Elsewhere its
+# headers come from Sparkle's sources: $SPARKLE_SOURCE, else ${XDG_CACHE_HOME:-~/.cache}/gaugely/
+# sparkle, the repository at the newest tag that can be cloned here (2.6.4), whose Sparkle/ folder
+# holds the headers; scripts/check-sparkle-api then checks that everything the adapter uses is
+# still in the pinned release's headers. To link without the binary framework, a
+# Sparkle.framework is assembled in the build folder from the public headers and a text stub
+# listing what they export, under the pinned version. Nothing of Sparkle is ever committed.
+# Without the sources the adapter is left out and the configure says so.
 set(gaugely_sparkle_default "$ENV{SPARKLE_SOURCE}")
 if(NOT gaugely_sparkle_default)
     if(DEFINED ENV{XDG_CACHE_HOME} AND NOT "$ENV{XDG_CACHE_HOME}" STREQUAL "")
@@ -16,7 +19,7 @@ if(NOT gaugely_sparkle_default)
     endif()
 endif()
 set(GAUGELY_SPARKLE_SOURCE "${gaugely_sparkle_default}"
-    CACHE PATH "Sparkle's sources at tag 2.6.4 (their Sparkle/ folder holds the headers)")
+    CACHE PATH "Sparkle's sources or headers to compile against (a Sparkle/ folder holds them)")
 
 file(GLOB gaugely_sparkle_sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/Meterlane/macOS/Sparkle*.mm)
 set(gaugely_sparkle_headers "${GAUGELY_SPARKLE_SOURCE}/Sparkle")
@@ -71,7 +74,7 @@ file(WRITE ${gaugely_stub_framework}/Sparkle.tbd
 tbd-version:     4
 targets:         [ x86_64-macos, arm64-macos ]
 install-name:    '@rpath/Sparkle.framework/Versions/B/Sparkle'
-current-version: 2.6.4
+current-version: ${GAUGELY_PRODUCT_SPARKLEVERSION}
 exports:
   - targets:         [ x86_64-macos, arm64-macos ]
     symbols:         [ ${symbol_list} ]
@@ -81,7 +84,8 @@ exports:
 list(LENGTH public_headers header_count)
 list(LENGTH classes class_count)
 message(STATUS "Sparkle adapter: ${header_count} public headers from ${GAUGELY_SPARKLE_SOURCE}, "
-               "link stub with ${class_count} classes in ${gaugely_stub_framework}")
+               "link stub with ${class_count} classes in ${gaugely_stub_framework}; the app "
+               "embeds Sparkle ${GAUGELY_PRODUCT_SPARKLEVERSION}")
 
 add_library(MeterlaneSparkle STATIC ${gaugely_sparkle_sources})
 target_include_directories(MeterlaneSparkle PUBLIC ${PROJECT_SOURCE_DIR})

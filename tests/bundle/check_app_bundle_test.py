@@ -196,6 +196,37 @@ class CheckAppBundleTest(unittest.TestCase):
                 self.assertIn(expected, output)
                 self.assertIn(" 1 of ", output, "one fault, one failed check")
 
+    def test_the_embedded_sparkle_must_read_every_updater_key_set(self):
+        cases = [  # (Sparkle release, exit status, the lines that must say why)
+            ("2.10.0", 0, []),
+            ("2.9.0", 0, []),
+            ("2.8.1", 1, ["SURequireSignedFeed is set, but Sparkle 2.8.1 does not read it "
+                          "(read from 2.9.0)"]),
+            ("2.6.4", 1, ["SURequireSignedFeed is set, but Sparkle 2.6.4",
+                          "SUVerifyUpdateBeforeExtraction is set, but Sparkle 2.6.4 does not read "
+                          "it (read from 2.7.0)"]),
+            ("2.10.0-beta.1", 1, ["is not a stable Sparkle 2 release"]),
+        ]
+        for version, expected_status, lines in cases:
+            with self.subTest(version), tempfile.TemporaryDirectory() as folder:
+                status, output = run_check("--feed-host", "updates.example.com", "--cross-built",
+                                           "--sparkle-version", version, make_bundle(folder))
+                self.assertEqual(status, expected_status, output)
+                for line in lines:
+                    self.assertIn(line, output)
+        with tempfile.TemporaryDirectory() as folder:
+            unknown = with_keys({"SUShowReleaseNotes": True})
+            status, output = run_check("--feed-host", "updates.example.com", "--cross-built",
+                                       make_bundle(folder, plist=unknown))
+            self.assertIn("SUShowReleaseNotes is unexpected", output)
+            self.assertIn("SUShowReleaseNotes is no updater key known here", output)
+
+    def test_the_pin_is_a_release_that_reads_the_signed_feed_keys(self):
+        version = CHECKER.release_version(CHECKER.product_facts()["sparkleVersion"])
+        self.assertIsNotNone(version)
+        for key in ("SURequireSignedFeed", "SUVerifyUpdateBeforeExtraction"):
+            self.assertGreaterEqual(version, CHECKER.SPARKLE_KEYS_SINCE[key], key)
+
     def test_a_plist_alone_is_checked_for_its_feed_host(self):
         with tempfile.TemporaryDirectory() as folder:
             path = Path(folder) / "Info.plist"
