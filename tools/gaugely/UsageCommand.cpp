@@ -26,6 +26,7 @@
 #include "ProductFacts.h"
 #include "tools/gaugely/Arguments.h"
 #include "tools/gaugely/Command.h"
+#include "tools/gaugely/FileLocations.h"
 #include "tools/gaugely/HostTimeFormatter.h"
 #include "tools/gaugely/StateText.h"
 #include "tools/gaugely/Terminal.h"
@@ -57,8 +58,6 @@ constexpr const char* usageHelp =
     "\n"
     "Exit status: 0 shown; 1 no usage found in the logs (it says where it looked and why);\n"
     "2 bad arguments; 128 + the signal's number when --watch is stopped.\n";
-
-constexpr std::string_view usageDomain = "com.vostrel.gaugely.usage";
 
 struct UsageOptions {
     std::optional<CodexPlan> plan;
@@ -141,11 +140,9 @@ int runUsageCommand(const std::vector<std::string>& arguments, CommandStreams st
         return exitSuccess;
     }
 
-    const std::filesystem::path defaultsFile = options.defaultsFile
-                                                   ? std::filesystem::path(*options.defaultsFile)
-                                                   : FilePreferences::defaultFile(usageDomain);
-    FilePreferences defaults(defaultsFile);
-    FileDocumentStore history(usageHistoryFile(defaultsFile, !options.defaultsFile));
+    const StateFiles stateFiles = streams.files.resolve(StateOwner::usage, options.defaultsFile);
+    FilePreferences defaults(stateFiles.state);
+    FileDocumentStore history(stateFiles.history);
     PosixRunLoop loop;
     PosixFileSystem files(&loop);
     MemoryLog log;

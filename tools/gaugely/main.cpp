@@ -5,6 +5,7 @@
 
 #include "ProductFacts.h"
 #include "tools/gaugely/Command.h"
+#include "tools/gaugely/FileLocations.h"
 
 namespace gaugely::tool {
 namespace {
@@ -64,10 +65,11 @@ int run(const std::vector<std::string>& arguments) {
         printVersion(std::cout);
         return exitSuccess;
     }
+    const FileLocations files = FileLocations::fromEnvironment();
     for (const Command& command : commands) {
         if (command.name == name) {
             return command.run(std::vector<std::string>(arguments.begin() + 1, arguments.end()),
-                               CommandStreams{std::cin, std::cout, std::cerr});
+                               CommandStreams{std::cin, std::cout, std::cerr, files});
         }
     }
     std::cerr << "gaugely: unknown " << (name.starts_with("-") ? "option" : "command") << " \""
