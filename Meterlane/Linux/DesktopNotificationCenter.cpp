@@ -37,7 +37,8 @@ std::string callFailure(int result, const sd_bus_error& error) {
         return "no notification service on the session bus: " + std::string(error.message);
     }
     if (sd_bus_error_is_set(&error)) {
-        return "the notification service failed: " + std::string(error.message ? error.message : error.name);
+        return "the notification service failed: " +
+               std::string(error.message ? error.message : error.name);
     }
     return "the session bus failed: " + errnoText(result);
 }
@@ -78,8 +79,7 @@ bool DesktopNotificationCenter::connect() {
                    : "no session bus: " + errnoText(result));
         return false;
     }
-    sd_bus_set_method_call_timeout(bus->bus,
-                                   static_cast<uint64_t>(callTimeoutSeconds * 1'000'000));
+    sd_bus_set_method_call_timeout(bus->bus, static_cast<uint64_t>(callTimeoutSeconds * 1'000'000));
     BusError error;
     MessageReference reply;
     // Also starts a service that the bus activates on demand.

@@ -130,8 +130,8 @@ std::string bashScript(const ToolHelp& help) {
                   bashCase(command.options, "                    ") + "                esac\n";
         std::vector<std::string> words = optionNames(command.options);
         if (!command.words.empty()) {
-            script += "                ((COMP_CWORD == 2)) && words=\"" + joined(command.words) +
-                      " \"\n";
+            script +=
+                "                ((COMP_CWORD == 2)) && words=\"" + joined(command.words) + " \"\n";
         }
         script += "                words+=\"" + joined(words) + "\" ;;\n";
     }
@@ -196,8 +196,7 @@ std::string zshScript(const ToolHelp& help) {
         "    local -a commands\n"
         "    commands=(\n";
     for (const auto& command : commands) {
-        script += "        " +
-                  singleQuoted(command.name + ":" + command.summary, "'\\''") + "\n";
+        script += "        " + singleQuoted(command.name + ":" + command.summary, "'\\''") + "\n";
     }
     script +=
         "    )\n"

@@ -220,10 +220,11 @@ std::string manualPage(const ToolHelp& help, std::string_view date) {
         }
     }
 
-    std::string page = ".\\\" Made by `gaugely --manual-page` from the tool's own help texts: edit those,\n"
-                       ".\\\" not this file.\n";
-    page += ".Dd " + std::string(date) + "\n.Dt GAUGELY 1\n.Os " + std::string(product::name) + " " +
-            std::string(product::version) + "\n";
+    std::string page =
+        ".\\\" Made by `gaugely --manual-page` from the tool's own help texts: edit those,\n"
+        ".\\\" not this file.\n";
+    page += ".Dd " + std::string(date) + "\n.Dt GAUGELY 1\n.Os " + std::string(product::name) +
+            " " + std::string(product::version) + "\n";
     page += ".Sh NAME\n.Nm gaugely\n.Nd " + roffText(summary) + "\n";
     page += ".Sh SYNOPSIS\n";
     for (const std::string& synopsis : help.tool.synopses) {

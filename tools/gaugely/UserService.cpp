@@ -71,9 +71,9 @@ std::string userServiceUnit(std::string_view execStart,
     for (const std::string& assignment : environment) {
         lines += "Environment=" + systemdWord(assignment) + "\n";
     }
-    return replaced(replaced(std::string(userServiceUnitTemplate), "@GAUGELY_SERVICE_ENVIRONMENT@",
-                             lines),
-                    "@GAUGELY_EXEC_START@", execStart);
+    return replaced(
+        replaced(std::string(userServiceUnitTemplate), "@GAUGELY_SERVICE_ENVIRONMENT@", lines),
+        "@GAUGELY_EXEC_START@", execStart);
 }
 
 int installUserService(const std::vector<std::string>& arguments, CommandStreams streams) {
@@ -125,8 +125,8 @@ int uninstallUserService(CommandStreams streams) {
         std::filesystem::remove(enabled, error);
     }
     if (!std::filesystem::remove(unit, error) || error) {
-        streams.err << "gaugely usage: cannot remove " << unit.string() << ": "
-                    << error.message() << "\n";
+        streams.err << "gaugely usage: cannot remove " << unit.string() << ": " << error.message()
+                    << "\n";
         return exitNoResult;
     }
     streams.out << "Removed " << unit.string() << ".\n"
