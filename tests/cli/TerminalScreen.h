@@ -113,11 +113,10 @@ class TerminalScreen {
     }
 
     void control(std::string_view parameters, char final) {
-        const std::size_t count =
-            std::max<std::size_t>(parameters.empty() || parameters.front() == '?'
-                                      ? 1
-                                      : std::stoul(std::string(parameters)),
-                                  1);
+        const std::size_t count = std::max<std::size_t>(
+            parameters.empty() || parameters.front() == '?' ? 1
+                                                            : std::stoul(std::string(parameters)),
+            1);
         pendingWrap_ = false;
         Row& row = screen_[row_];
         switch (final) {

@@ -27,7 +27,8 @@ class DesktopNotifications : public ::testing::Test {
 
     std::unique_ptr<DesktopNotificationCenter> center() {
         return std::make_unique<DesktopNotificationCenter>(
-            "Gaugely", fallback_, [this](const std::string& reason) { reasons_.push_back(reason); });
+            "Gaugely", fallback_,
+            [this](const std::string& reason) { reasons_.push_back(reason); });
     }
 
     fs::path folder_;
@@ -114,7 +115,8 @@ TEST_F(DesktopNotifications, WithoutABusOrAServiceTheFallbackShowsThemAndOneLine
     desktop->add(reset, [](std::optional<std::string>) {});
     desktop->add(reset, [](std::optional<std::string>) {});
     EXPECT_EQ(fallback_.requests().size(), 2u);
-    EXPECT_EQ(reasons_.size(), 2u) << "told when it stopped at the start, and when it stopped again";
+    EXPECT_EQ(reasons_.size(), 2u)
+        << "told when it stopped at the start, and when it stopped again";
 }
 
 }  // namespace

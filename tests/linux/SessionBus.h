@@ -30,7 +30,8 @@ class PrivateSessionBus {
     explicit PrivateSessionBus(const fs::path& folder) {
         const fs::path configuration = folder / "session-bus.conf";
         std::ofstream(configuration)
-            << "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN\"\n"
+            << "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus Configuration "
+               "1.0//EN\"\n"
                " \"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n"
                "<busconfig>\n"
                "  <type>session</type>\n"
@@ -182,11 +183,11 @@ class NotificationServer {
     void serve() {
         sd_bus* bus = nullptr;
         sd_bus_slot* slot = nullptr;
-        const bool ok = sd_bus_new(&bus) >= 0 && sd_bus_set_address(bus, address_.c_str()) >= 0 &&
-                        sd_bus_set_bus_client(bus, 1) >= 0 && sd_bus_start(bus) >= 0 &&
-                        sd_bus_add_object(bus, &slot, "/org/freedesktop/Notifications", &handle,
-                                          this) >= 0 &&
-                        sd_bus_request_name(bus, "org.freedesktop.Notifications", 0) >= 0;
+        const bool ok =
+            sd_bus_new(&bus) >= 0 && sd_bus_set_address(bus, address_.c_str()) >= 0 &&
+            sd_bus_set_bus_client(bus, 1) >= 0 && sd_bus_start(bus) >= 0 &&
+            sd_bus_add_object(bus, &slot, "/org/freedesktop/Notifications", &handle, this) >= 0 &&
+            sd_bus_request_name(bus, "org.freedesktop.Notifications", 0) >= 0;
         {
             std::lock_guard lock(mutex_);
             started_ = ok;
