@@ -24,18 +24,22 @@ bool contains(const std::string& text, const std::string& piece) {
 // that installed it, so the service keeps its state and history where `gaugely usage` does;
 // removed, its enablement goes with it.
 TEST_F(UserService, InstallsAndRemovesTheUnitUnderTheConfigHome) {
-    const ToolResult installed = gaugely({"usage", "--install-service", "--plan", "pro",
-                                          "--codex-home", "codex 100%", "--defaults", "state.json"});
+    const ToolResult installed =
+        gaugely({"usage", "--install-service", "--plan", "pro", "--codex-home", "codex 100%",
+                 "--defaults", "state.json"});
     ASSERT_EQ(installed.status, 0) << installed.err;
-    EXPECT_TRUE(contains(installed.out, "Wrote " + unit().string() + ": it runs ")) << installed.out;
-    EXPECT_TRUE(contains(installed.out, "  systemctl --user daemon-reload && systemctl --user "
-                                        "enable --now gaugely-usage.service\n"))
+    EXPECT_TRUE(contains(installed.out, "Wrote " + unit().string() + ": it runs "))
+        << installed.out;
+    EXPECT_TRUE(contains(installed.out,
+                         "  systemctl --user daemon-reload && systemctl --user "
+                         "enable --now gaugely-usage.service\n"))
         << installed.out;
     const std::string text = readFile(unit());
     for (const std::string& line : {
              "ExecStart=" + std::string(GAUGELY_TOOL_PATH) +
-                 " usage --watch --notify --plan pro --codex-home \"" + path("codex 100%%").string() +
-                 "\" --defaults " + path("state.json").string() + "\n",
+                 " usage --watch --notify --plan pro --codex-home \"" +
+                 path("codex 100%%").string() + "\" --defaults " + path("state.json").string() +
+                 "\n",
              "Environment=XDG_CONFIG_HOME=" + path("config").string() + "\n",
              "Environment=XDG_DATA_HOME=" + path("data").string() + "\n",
              std::string("Restart=on-failure\n"),
