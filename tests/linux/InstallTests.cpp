@@ -51,8 +51,8 @@ std::string usageLine(int minute, int used, long long resetsAt) {
     return "\n{\"timestamp\":\"2026-11-21T14:" + std::to_string(minute) +
            ":00Z\",\"type\":\"event_msg\",\"payload\":{\"type\":\"token_count\",\"rate_limits\":{"
            "\"primary\":{\"used_percent\":" +
-           std::to_string(used) + ",\"window_minutes\":300,\"resets_at\":" +
-           std::to_string(resetsAt) +
+           std::to_string(used) +
+           ",\"window_minutes\":300,\"resets_at\":" + std::to_string(resetsAt) +
            "},\"secondary\":{\"used_percent\":61,\"window_minutes\":10080,\"resets_at\":" +
            std::to_string(resetsAt + 86'400) + "}}}}\n";
 }
@@ -90,8 +90,8 @@ TEST_F(Install, PutsTheToolItsManualCompletionsAndServiceInPlaceAndNotifiesOnThe
             const std::string help = shell(shellQuoted(gaugely) + " " + command + " --help").out;
             for (std::size_t at = help.find("\n  -"); at != std::string::npos;
                  at = help.find("\n  -", at + 1)) {
-                const std::string option = help.substr(at + 3, help.find_first_of(" ,\n", at + 3) -
-                                                                    at - 3);
+                const std::string option =
+                    help.substr(at + 3, help.find_first_of(" ,\n", at + 3) - at - 3);
                 EXPECT_TRUE(contains(page, option)) << command << " " << option;
             }
         }
@@ -150,8 +150,8 @@ TEST_F(Install, PutsTheToolItsManualCompletionsAndServiceInPlaceAndNotifiesOnThe
         "sh -c 'echo $$ > " + path("pid").string() +
         "; exec env TZ=UTC LC_ALL=C DBUS_SESSION_BUS_ADDRESS=" + bus.address() + " " + gaugely +
         " usage --watch --notify --codex-home " + path("codex").string() + " --defaults " +
-        path("usage.json").string() + " > " + path("out").string() + " 2>" +
-        path("err").string() + "' &";
+        path("usage.json").string() + " > " + path("out").string() + " 2>" + path("err").string() +
+        "' &";
     ASSERT_EQ(std::system(command.c_str()), 0);
     // Stopped at the end whatever happens on the way.
     struct Stopper {
@@ -193,6 +193,9 @@ TEST_F(Install, PutsTheToolItsManualCompletionsAndServiceInPlaceAndNotifiesOnThe
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
     EXPECT_NE(::kill(pid, 0), 0) << "still running after SIGTERM";
+    if (::kill(pid, 0) != 0) {
+        fs::remove(path("pid"));
+    }
     EXPECT_TRUE(contains(readFile(path("usage.json")), "plan-specific-usage-snapshots-v1"));
     EXPECT_TRUE(fs::exists(path("usage.json.history.json")));
 }
