@@ -33,6 +33,8 @@ void UsageNotifications::deliverOnDesktop() {
         });
     desktop->connect();
     desktop_ = std::move(desktop);
+#else
+    notice_("gaugely usage: " + desktopUnavailableReason().value_or(""));
 #endif
 }
 
