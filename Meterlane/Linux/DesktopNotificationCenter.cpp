@@ -16,7 +16,8 @@ constexpr int32_t serverDefaultTimeout = -1;
 
 // An sd-bus error that frees itself.
 struct BusError {
-    sd_bus_error error = SD_BUS_ERROR_NULL;
+    // Zeroed, as SD_BUS_ERROR_NULL makes it (a C compound literal).
+    sd_bus_error error{nullptr, nullptr, 0};
     ~BusError() { sd_bus_error_free(&error); }
 };
 
