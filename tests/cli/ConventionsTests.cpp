@@ -128,8 +128,7 @@ TEST_F(Conventions, TheReadmesExamplesPrintWhatTheyShow) {
                 arguments.push_back(word);
             }
         }
-        // `usage` keeps state: each example gets fresh state folders, and runs where the
-        // README's paths start.
+        // `usage` keeps state: each example gets fresh state folders.
         const bool keepsState = arguments.front() == "usage";
         EXPECT_TRUE(!keepsState || throwAwayState)
             << *example << ": give it a throw-away --defaults";
@@ -141,8 +140,8 @@ TEST_F(Conventions, TheReadmesExamplesPrintWhatTheyShow) {
                                                    : "";
         fs::remove_all(path("config"));
         fs::remove_all(path("data"));
-        const ToolResult result = run(arguments, input, environment,
-                                      keepsState ? std::optional<fs::path>(source) : std::nullopt);
+        // Run where the README's paths start.
+        const ToolResult result = run(arguments, input, environment, source);
         EXPECT_EQ(result.status, 0) << *example << "\n" << result.err;
         EXPECT_EQ(result.out, shown) << *example;
         ++checked;
