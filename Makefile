@@ -1,5 +1,5 @@
 # The two commands a newcomer needs are `make demo` and `make test`; the rest serve CI and development.
-.PHONY: deps demo test build sanitize fuzz-smoke bench format format-check check-macos \
+.PHONY: deps demo test build install sanitize fuzz-smoke bench format format-check check-macos \
         check-layering check-plain-build app release artwork clean
 
 JOBS ?= $(shell nproc 2>/dev/null || sysctl -n hw.ncpu 2>/dev/null || echo 2)
@@ -16,6 +16,15 @@ demo: build
 
 test: build
 	@ctest --preset debug -j $(JOBS)
+
+# `make install PREFIX=~/.local`: gaugely with its manual page, completions and user unit. A "~"
+# that the shell left alone (zsh does, after "=") is the home folder all the same.
+PREFIX ?= /usr/local
+install: deps
+	@cmake -S . -B build/install -DCMAKE_BUILD_TYPE=Release -DBUILD_TESTING=OFF \
+	       -DGAUGELY_BENCH=OFF >/dev/null
+	@cmake --build build/install -j $(JOBS)
+	@cmake --install build/install --prefix "$(patsubst ~/%,$(HOME)/%,$(PREFIX))"
 
 sanitize: deps
 	@cmake --preset asan >/dev/null

@@ -34,3 +34,21 @@ add_library(gaugely::json ALIAS gaugely_json)
 if(GAUGELY_BENCH AND NOT CMAKE_CROSSCOMPILING)
     find_package(benchmark QUIET)
 endif()
+
+# sd-bus (libsystemd) carries `gaugely usage --notify` to the desktop's notification service on
+# Linux. A Linux build without it still builds, with --notify saying it is not available; our
+# presets require it, so CI never skips its tests.
+if(NOT APPLE)
+    find_path(GAUGELY_SD_BUS_INCLUDE_DIR systemd/sd-bus.h)
+    find_library(GAUGELY_SD_BUS_LIBRARY systemd)
+    if(GAUGELY_SD_BUS_INCLUDE_DIR AND GAUGELY_SD_BUS_LIBRARY)
+        add_library(gaugely_sd_bus INTERFACE)
+        target_include_directories(gaugely_sd_bus SYSTEM INTERFACE ${GAUGELY_SD_BUS_INCLUDE_DIR})
+        target_link_libraries(gaugely_sd_bus INTERFACE ${GAUGELY_SD_BUS_LIBRARY})
+        add_library(gaugely::sd_bus ALIAS gaugely_sd_bus)
+    elseif(GAUGELY_REQUIRE_SD_BUS)
+        message(FATAL_ERROR "sd-bus (libsystemd) not found: run scripts/install-deps")
+    else()
+        message(STATUS "sd-bus (libsystemd) not found: gaugely usage --notify is not built")
+    endif()
+endif()

@@ -2,8 +2,6 @@
 
 #include <unistd.h>
 
-#include "Meterlane/Posix/WholeFile.h"
-
 namespace gaugely {
 
 DocumentStore::ReadResult FileDocumentStore::read() {
@@ -23,7 +21,7 @@ DocumentStore::ReadResult FileDocumentStore::read() {
 
 bool FileDocumentStore::replace(const std::string& bytes) {
     const std::string suffix = std::to_string(::getpid()) + "-" + std::to_string(++writeSequence_);
-    return !replaceWholeFile(file_, bytes, suffix).has_value();
+    return !replaceWholeFile(file_, bytes, suffix, writeObserver_).has_value();
 }
 
 }  // namespace gaugely

@@ -2,9 +2,11 @@
 
 #include <cstddef>
 #include <filesystem>
+#include <functional>
 #include <string>
 
 #include "Meterlane/Platform/DocumentStore.h"
+#include "Meterlane/Posix/WholeFile.h"
 
 namespace gaugely {
 
@@ -23,8 +25,14 @@ class FileDocumentStore final : public DocumentStore {
 
     const std::filesystem::path& file() const { return file_; }
 
+    // Where the crash tests interrupt a replacement.
+    void setWriteObserverForTesting(std::function<void(WholeFileWriteStage)> observer) {
+        writeObserver_ = std::move(observer);
+    }
+
   private:
     std::filesystem::path file_;
+    std::function<void(WholeFileWriteStage)> writeObserver_;
     unsigned writeSequence_ = 0;
 };
 

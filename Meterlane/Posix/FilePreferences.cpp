@@ -10,6 +10,7 @@
 #include <system_error>
 
 #include "Meterlane/Posix/WholeFile.h"
+#include "Meterlane/Posix/XdgFolders.h"
 
 namespace gaugely {
 namespace {
@@ -21,16 +22,7 @@ std::string errorText(int error) {
 }  // namespace
 
 std::filesystem::path FilePreferences::defaultFile(std::string_view domain) {
-    std::filesystem::path base;
-    // The XDG rules ignore a relative value.
-    if (const char* config = std::getenv("XDG_CONFIG_HOME"); config && config[0] == '/') {
-        base = config;
-    } else if (const char* home = std::getenv("HOME"); home && home[0] != '\0') {
-        base = std::filesystem::path(home) / ".config";
-    } else {
-        base = ".config";
-    }
-    return base / "gaugely" / (std::string(domain) + ".json");
+    return xdgConfigHome() / "gaugely" / (std::string(domain) + ".json");
 }
 
 void FilePreferences::warnOnStandardError(const std::string& message) {

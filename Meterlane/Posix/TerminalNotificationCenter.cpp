@@ -2,6 +2,16 @@
 
 namespace gaugely {
 
+TerminalNotificationCenter::TerminalNotificationCenter(std::ostream& out)
+    : print_([&out](const std::string& line) {
+          out << line << '\n';
+          out.flush();
+      }) {}
+
+std::string TerminalNotificationCenter::line(const NotificationRequest& request) {
+    return "notification [" + request.identifier + "] " + request.title + ": " + request.body;
+}
+
 void TerminalNotificationCenter::getNotificationSettings(
     std::function<void(NotificationAuthorizationStatus)> completion) {
     if (completion) {
@@ -20,9 +30,7 @@ void TerminalNotificationCenter::requestAuthorization(
 void TerminalNotificationCenter::add(
     const NotificationRequest& request,
     std::function<void(std::optional<std::string> error)> completion) {
-    out_ << "notification [" << request.identifier << "] " << request.title << ": " << request.body
-         << '\n';
-    out_.flush();
+    print_(line(request));
     if (completion) {
         completion(std::nullopt);
     }

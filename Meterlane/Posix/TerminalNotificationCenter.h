@@ -1,16 +1,25 @@
 #pragma once
 
+#include <functional>
 #include <ostream>
+#include <string>
 
 #include "Meterlane/Platform/UserNotificationCenter.h"
 
 namespace gaugely {
 
 // The command-line tool's notification center: permission is always granted and each
-// notification is printed as one line. Completions run at once, on the caller's thread.
+// notification is printed as one line, to a stream or through whoever draws the screen (a live
+// view keeps such lines above what it redraws). Completions run at once, on the caller's thread.
 class TerminalNotificationCenter final : public UserNotificationCenter {
   public:
-    explicit TerminalNotificationCenter(std::ostream& out) : out_(out) {}
+    using LinePrinter = std::function<void(const std::string& line)>;
+
+    explicit TerminalNotificationCenter(std::ostream& out);
+    explicit TerminalNotificationCenter(LinePrinter print) : print_(std::move(print)) {}
+
+    // "notification [<identifier>] <title>: <body>"
+    static std::string line(const NotificationRequest& request);
 
     void getNotificationSettings(
         std::function<void(NotificationAuthorizationStatus)> completion) override;
@@ -21,7 +30,7 @@ class TerminalNotificationCenter final : public UserNotificationCenter {
              std::function<void(std::optional<std::string> error)> completion) override;
 
   private:
-    std::ostream& out_;
+    LinePrinter print_;
 };
 
 }  // namespace gaugely

@@ -97,8 +97,9 @@ TEST_F(Conventions, HelpAndVersionGoToStandardOutput) {
     EXPECT_TRUE(run({"--version"}).out.starts_with("gaugely "));
 }
 
-// Every "$ gaugely …" example in the README's text blocks that needs no saved state prints what
-// the README says it does.
+// Every "$ gaugely …" example in the README's text blocks prints what the README says it does,
+// against throw-away state: an example that keeps state names a throw-away --defaults, so a
+// reader who tries it never changes their own.
 TEST_F(Conventions, TheReadmesExamplesPrintWhatTheyShow) {
     std::istringstream readme(readFile(source / "README.md"));
     std::string line;
@@ -112,25 +113,35 @@ TEST_F(Conventions, TheReadmesExamplesPrintWhatTheyShow) {
         std::vector<std::string> arguments;
         std::string input;
         std::istringstream words(example->substr(std::string("$ gaugely ").size()));
+        bool throwAwayState = false;
         for (std::string word; words >> word;) {
             if (word == "<") {
                 words >> word;
                 input = readFile(source / word);
+            } else if (word == "--defaults") {
+                // The reader's throw-away file becomes the test's.
+                words >> word;
+                EXPECT_TRUE(word.starts_with("/tmp/")) << *example;
+                arguments.insert(arguments.end(), {"--defaults", path("example.json").string()});
+                throwAwayState = true;
             } else {
                 arguments.push_back(word);
             }
         }
-        // `usage` keeps state: each example gets fresh state folders, and runs where the
-        // README's paths start.
+        // `usage` keeps state: each example gets fresh state folders.
         const bool keepsState = arguments.front() == "usage";
+        EXPECT_TRUE(!keepsState || throwAwayState)
+            << *example << ": give it a throw-away --defaults";
+        fs::remove(path("example.json"));
+        fs::remove(path("example.json.history.json"));
         const std::string environment = keepsState ? "XDG_CONFIG_HOME=" + path("config").string() +
                                                          " XDG_DATA_HOME=" + path("data").string() +
                                                          " CODEX_HOME="
                                                    : "";
         fs::remove_all(path("config"));
         fs::remove_all(path("data"));
-        const ToolResult result = run(arguments, input, environment,
-                                      keepsState ? std::optional<fs::path>(source) : std::nullopt);
+        // Run where the README's paths start.
+        const ToolResult result = run(arguments, input, environment, source);
         EXPECT_EQ(result.status, 0) << *example << "\n" << result.err;
         EXPECT_EQ(result.out, shown) << *example;
         ++checked;
@@ -138,19 +149,16 @@ TEST_F(Conventions, TheReadmesExamplesPrintWhatTheyShow) {
         shown.clear();
     };
     while (std::getline(readme, line)) {
-        const bool stateless = line.starts_with("$ gaugely parse ") ||
-                               line.starts_with("$ gaugely usage ") ||
-                               line.starts_with("$ gaugely --version");
         if (line.starts_with("$ ") || line.starts_with("```")) {
             check();
         }
-        if (stateless) {
+        if (line.starts_with("$ gaugely ")) {
             example = line;
         } else if (example) {
             shown += line + "\n";
         }
     }
-    EXPECT_GE(checked, 5);
+    EXPECT_GE(checked, 8);
 }
 
 }  // namespace

@@ -129,5 +129,72 @@ TEST_F(State, TheDefaultFileIsUnderTheConfigHome) {
         << result.out;
 }
 
+// Every command finds a file by the same rule: what `usage` saved, `state` finds, whichever way
+// the state file is named.
+TEST_F(State, FindsEachFileWhereTheCommandThatWroteItKeepsIt) {
+    const std::string folders =
+        "XDG_CONFIG_HOME=" + path("config").string() + " XDG_DATA_HOME=" + path("data").string();
+    const fs::path usageState = path("config") / "gaugely/com.vostrel.gaugely.usage.json";
+    const fs::path usageHistory = path("data") / "gaugely/com.vostrel.gaugely.usage.history.json";
+    const fs::path appState = path("config") / "gaugely/com.vostrel.gaugely.json";
+    const std::string plus = (fs::path(GAUGELY_SOURCE_PATH) / "tests/fixtures/codex-logs/plus");
+    const struct {
+        const char* name;
+        std::vector<std::vector<std::string>> before;  // runs that save something
+        std::vector<std::string> state;                // the arguments of `gaugely state`
+        std::vector<std::string> shows;
+    } cases[] = {
+        {"nothing saved: the simulator's file",
+         {},
+         {},
+         {"saved state in " + appState.string() + "\n(no such file yet",
+          "  Usage history           " + path("data").string() +
+              "/gaugely/com.vostrel.gaugely.history.json\n"}},
+        {"only usage saved: its state and history",
+         {{"usage", "--codex-home", plus}},
+         {},
+         {"saved state in " + usageState.string() + "\n",
+          "  State                   " + usageState.string() + " (gaugely usage's)\n",
+          "  Usage history           " + usageHistory.string() + "\n",
+          "  History                 2 readings\n", "  Plus                    5h 72%"}},
+        {"both saved: the simulator's, and where usage's is",
+         {{"usage", "--codex-home", plus},
+          {"simulate", "--virtual", "--scenario", "manual", "--plan", "pro"}},
+         {},
+         {"saved state in " + appState.string() + "\n",
+          "  Also saved              " + usageState.string() +
+              " (gaugely usage's): gaugely state --defaults " + usageState.string() +
+              " shows it\n"}},
+        {"usage's standard file named with --defaults keeps its standard history",
+         {{"usage", "--codex-home", plus}},
+         {"--defaults", usageState.string()},
+         {"  Usage history           " + usageHistory.string() + "\n",
+          "  History                 2 readings\n"}},
+        {"a file of one's own: the history and the updater's records beside it",
+         {{"usage", "--codex-home", plus, "--defaults", path("mine.json").string()}},
+         {"--defaults", path("mine.json").string()},
+         {"  Usage history           " + path("mine.json").string() + ".history.json\n",
+          "  History                 2 readings\n",
+          "  Updater's records       " + path("com.vostrel.gaugely.updater.json").string() + "\n"}},
+    };
+    for (const auto& c : cases) {
+        fs::remove_all(path("config"));
+        fs::remove_all(path("data"));
+        for (const auto& arguments : c.before) {
+            EXPECT_EQ(run(arguments, "", folders).status, 0) << c.name;
+        }
+        std::vector<std::string> arguments = {"state"};
+        arguments.insert(arguments.end(), c.state.begin(), c.state.end());
+        const ToolResult result = run(arguments, "", folders);
+        EXPECT_EQ(result.status, 0) << c.name << ": " << result.err;
+        for (const std::string& part : c.shows) {
+            EXPECT_NE(result.out.find(part), std::string::npos)
+                << c.name << ": " << part << "\nin:\n"
+                << result.out;
+        }
+    }
+    EXPECT_FALSE(fs::exists(path("mine.json.history.json.history.json")));
+}
+
 }  // namespace
 }  // namespace gaugely::tooltest

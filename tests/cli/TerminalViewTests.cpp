@@ -2,9 +2,15 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <cstdlib>
+#include <poll.h>
+#include <signal.h>
 
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <ctime>
+
+#include "TerminalScreen.h"
 #include "ToolRunner.h"
 
 namespace gaugely::tooltest {
@@ -90,6 +96,138 @@ TEST_F(TerminalView, TellsTheStoryAndHonoursTheTerminalsLimits) {
         // What the user did and how the run ended always show.
         EXPECT_TRUE(has(out, "You click the refresh item.")) << c.name;
         EXPECT_TRUE(has(out, "manual: final outcome success \u2014 snapshot committed")) << c.name;
+    }
+}
+
+// The tool on a terminal of its own while the test goes on: the test waits for what it expects
+// to be drawn (up to a generous limit; it never times anything), acts, and reads the rest.
+class TerminalSession {
+  public:
+    TerminalSession(const std::vector<std::string>& arguments, unsigned short columns) {
+        winsize size{};
+        size.ws_col = columns;
+        size.ws_row = 30;
+        child_ = ::forkpty(&master_, nullptr, nullptr, &size);
+        if (child_ == 0) {
+            ::setenv("TERM", "xterm-256color", 1);
+            ::setenv("TZ", "UTC", 1);
+            ::setenv("LC_ALL", "C", 1);
+            std::vector<char*> argv{const_cast<char*>(GAUGELY_TOOL_PATH)};
+            for (const std::string& argument : arguments) {
+                argv.push_back(const_cast<char*>(argument.c_str()));
+            }
+            argv.push_back(nullptr);
+            ::execv(GAUGELY_TOOL_PATH, argv.data());
+            ::_exit(127);
+        }
+    }
+    ~TerminalSession() {
+        if (child_ > 0) {
+            ::kill(child_, SIGKILL);
+            ::waitpid(child_, nullptr, 0);
+        }
+        ::close(master_);
+    }
+
+    bool waitFor(std::string_view text) {
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+        while (output_.find(text) == std::string::npos) {
+            if (std::chrono::steady_clock::now() > deadline || !readSome(100)) {
+                return output_.find(text) != std::string::npos;
+            }
+        }
+        return true;
+    }
+
+    // Stops the tool as Ctrl-C does and returns its exit status.
+    int interrupt() {
+        ::kill(child_, SIGINT);
+        while (readSome(20'000)) {
+        }
+        int status = 0;
+        ::waitpid(child_, &status, 0);
+        child_ = -1;
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+
+    const std::string& output() const { return output_; }
+
+  private:
+    // False once the tool has closed its side.
+    bool readSome(int milliseconds) {
+        pollfd descriptor{master_, POLLIN, 0};
+        if (::poll(&descriptor, 1, milliseconds) <= 0) {
+            return descriptor.revents == 0;
+        }
+        char buffer[4096];
+        const ssize_t got = ::read(master_, buffer, sizeof buffer);
+        if (got <= 0) {
+            return got < 0 && errno == EINTR;
+        }
+        output_.append(buffer, static_cast<std::size_t>(got));
+        return true;
+    }
+
+    int master_ = -1;
+    pid_t child_ = -1;
+    std::string output_;
+};
+
+// A usage line as Codex appends it at 14:`minute`: the 5-hour window with `used` percent,
+// resetting in an hour.
+std::string usageLine(int minute, int used) {
+    const long long now = std::time(nullptr);
+    return "\n{\"timestamp\":\"2026-11-21T14:" + std::to_string(minute) +
+           ":00Z\",\"type\":\"event_msg\",\"payload\":{"
+           "\"type\":\"token_count\",\"rate_limits\":{\"primary\":{\"used_percent\":" +
+           std::to_string(used) +
+           ",\"window_minutes\":300,\"resets_at\":" + std::to_string(now + 3600) +
+           "},\"secondary\":{\"used_percent\":61,\"window_minutes\":10080,\"resets_at\":" +
+           std::to_string(now + 86'400) + "}}}}\n";
+}
+
+std::size_t occurrences(const std::vector<std::string>& lines, std::string_view piece) {
+    return static_cast<std::size_t>(
+        std::count_if(lines.begin(), lines.end(),
+                      [&](const auto& line) { return line.find(piece) != std::string::npos; }));
+}
+
+// `gaugely usage --watch` on a terminal: a notification scrolls above the live reading and stays
+// there through later redraws, on a narrow terminal (where the long lines would wrap) and a wide
+// one alike.
+TEST_F(TerminalView, UsageWatchKeepsNotificationsAboveTheLiveReading) {
+    const fs::path fixture = fs::path(GAUGELY_SOURCE_PATH) / "tests/fixtures/codex-logs/plus";
+    for (const unsigned short columns : {80, 200}) {
+        fs::remove_all(path("codex"));
+        fs::remove(path("usage.json"));
+        fs::copy(fixture, path("codex"), fs::copy_options::recursive);
+        const fs::path log =
+            path("codex/sessions/2026/11/21/rollout-2026-11-21T13-40-00-0199b311-sample.jsonl");
+        TerminalSession session({"usage", "--watch", "--codex-home", path("codex").string(),
+                                 "--defaults", path("usage.json").string()},
+                                columns);
+        ASSERT_TRUE(session.waitFor("5h 72%")) << columns << session.output();
+        std::ofstream(log, std::ios::app) << usageLine(10, 85);
+        ASSERT_TRUE(session.waitFor("5h usage remaining: 15%")) << columns;
+        ASSERT_TRUE(session.waitFor("5h 15%")) << columns;
+        std::ofstream(log, std::ios::app) << usageLine(11, 86);
+        ASSERT_TRUE(session.waitFor("5h 14%")) << columns;
+        EXPECT_EQ(session.interrupt(), 130) << columns;
+
+        TerminalScreen screen(columns, 30);
+        screen.write(session.output());
+        const std::vector<std::string> lines = screen.lines();
+        std::string shown;
+        for (const std::string& line : lines) {
+            shown += line + "\n";
+        }
+        EXPECT_EQ(occurrences(lines, "Codex Usage Low: 5h usage remaining: 15%"), 1u)
+            << columns << ":\n"
+            << shown;
+        EXPECT_EQ(occurrences(lines, "Plus \u00B7 Reading "), 1u) << columns << ":\n" << shown;
+        EXPECT_EQ(occurrences(lines, " \u25D4 5h 14% \u00B7 W 39%"), 1u) << columns << ":\n"
+                                                                         << shown;
+        EXPECT_EQ(occurrences(lines, "72%"), 0u) << columns << ":\n" << shown;
     }
 }
 

@@ -5,9 +5,11 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <memory>
 #include <sstream>
 
+#include "Meterlane/Posix/FileDocumentStore.h"
 #include "Meterlane/Posix/FilePreferences.h"
 #include "Meterlane/Simulation/MemoryPreferences.h"
 
@@ -195,39 +197,65 @@ TEST_F(FilePreferencesTest, AFileThatCannotBeReadIsNeverOverwritten) {
     EXPECT_EQ(warnings.size(), 1u) << "writes are skipped, not reported each time";
 }
 
-// A process killed at any point of a save leaves either the old or the new file.
+// A process killed at any point of a save leaves either the old or the new file: the
+// preferences, and the usage history that `gaugely usage` (and its user service, stopped or
+// killed at any moment) keeps beside them.
 TEST_F(FilePreferencesTest, AKillDuringASaveLeavesTheOldOrTheNewFile) {
+    const fs::path history = folder / "data" / "com.vostrel.gaugely.usage.history.json";
+    // Each store saves "old", then, in a child killed mid-write, "new"; then it is read back.
     const struct {
-        FilePreferences::WriteStage killedAfter;
+        const char* name;
+        std::function<void(std::string_view, std::function<void(WholeFileWriteStage)>)> save;
+        std::function<std::optional<std::string>()> read;
+    } stores[] = {
+        {"preferences",
+         [&](std::string_view value, std::function<void(WholeFileWriteStage)> observer) {
+             FilePreferences store(file, nullptr);
+             store.setWriteObserverForTesting(std::move(observer));
+             store.setString("value", value);
+         },
+         [&] {
+             warnings.clear();
+             auto value = open()->stringValue("value");
+             EXPECT_TRUE(warnings.empty()) << warnings.front();
+             return value;
+         }},
+        {"history",
+         [&](std::string_view value, std::function<void(WholeFileWriteStage)> observer) {
+             FileDocumentStore store(history);
+             store.setWriteObserverForTesting(std::move(observer));
+             EXPECT_TRUE(store.replace(std::string(value)));
+         },
+         [&] { return FileDocumentStore(history).read().bytes; }},
+    };
+    const struct {
+        WholeFileWriteStage killedAfter;
         const char* expected;
     } cases[] = {
-        {FilePreferences::WriteStage::temporaryFileWritten, "old"},
-        {FilePreferences::WriteStage::renamed, "new"},
+        {WholeFileWriteStage::temporaryFileWritten, "old"},
+        {WholeFileWriteStage::renamed, "new"},
     };
-    for (const auto& c : cases) {
-        fs::remove_all(folder);
-        open()->setString("value", "old");
+    for (const auto& store : stores) {
+        for (const auto& c : cases) {
+            fs::remove_all(folder);
+            store.save("old", nullptr);
 
-        const pid_t child = ::fork();
-        ASSERT_GE(child, 0);
-        if (child == 0) {
-            FilePreferences store(file, nullptr);
-            store.setWriteObserverForTesting([&](FilePreferences::WriteStage stage) {
-                if (stage == c.killedAfter) {
-                    ::_exit(0);
-                }
-            });
-            store.setString("value", "new");
-            ::_exit(3);
+            const pid_t child = ::fork();
+            ASSERT_GE(child, 0);
+            if (child == 0) {
+                store.save("new", [&](WholeFileWriteStage stage) {
+                    if (stage == c.killedAfter) {
+                        ::_exit(0);
+                    }
+                });
+                ::_exit(3);
+            }
+            int status = 0;
+            ASSERT_EQ(::waitpid(child, &status, 0), child);
+            ASSERT_TRUE(WIFEXITED(status));
+            ASSERT_EQ(WEXITSTATUS(status), 0) << store.name << ": the child did not stop mid-write";
+            EXPECT_EQ(store.read(), c.expected) << store.name;
         }
-        int status = 0;
-        ASSERT_EQ(::waitpid(child, &status, 0), child);
-        ASSERT_TRUE(WIFEXITED(status));
-        ASSERT_EQ(WEXITSTATUS(status), 0) << "the child did not stop mid-write";
-
-        warnings.clear();
-        EXPECT_EQ(open()->stringValue("value"), c.expected);
-        EXPECT_TRUE(warnings.empty()) << warnings.front();
     }
 }
 

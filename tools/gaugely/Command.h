@@ -12,11 +12,15 @@ inline constexpr int exitSuccess = 0;
 inline constexpr int exitNoResult = 1;  // the input was read but gave nothing
 inline constexpr int exitUsage = 2;     // bad arguments
 
-// Where a subcommand reads and writes; the tests hand in string streams.
+class FileLocations;
+
+// Where a subcommand reads and writes: its streams (the tests hand in string streams) and the
+// places of the files it keeps.
 struct CommandStreams {
     std::istream& in;
     std::ostream& out;
     std::ostream& err;
+    const FileLocations& files;
 };
 
 // One subcommand: `gaugely <name> <arguments...>`. `run` gets the arguments after the name and

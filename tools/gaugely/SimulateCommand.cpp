@@ -9,7 +9,6 @@
 #include <variant>
 #include <vector>
 
-#include "LowUsageNotificationSupport/MenuBarBrandingPolicy.h"
 #include "LowUsageNotificationSupport/Text.h"
 #include "Meterlane/Posix/FilePreferences.h"
 #include "Meterlane/Posix/StopSignals.h"
@@ -18,6 +17,7 @@
 #include "Meterlane/Simulation/SimulationClockDriver.h"
 #include "tools/gaugely/Arguments.h"
 #include "tools/gaugely/Command.h"
+#include "tools/gaugely/FileLocations.h"
 #include "tools/gaugely/HostTimeFormatter.h"
 #include "tools/gaugely/RefreshStatistics.h"
 #include "tools/gaugely/Scenario.h"
@@ -25,7 +25,6 @@
 #include "tools/gaugely/SimulationView.h"
 #include "tools/gaugely/StateText.h"
 #include "tools/gaugely/Terminal.h"
-#include "tools/gaugely/UpdaterState.h"
 
 namespace gaugely::tool {
 namespace {
@@ -245,11 +244,8 @@ int runSimulateCommand(const std::vector<std::string>& arguments, CommandStreams
                               "\" (\"gaugely simulate --scenario list\" lists them)");
     }
 
-    const std::string file =
-        options.defaultsFile
-            ? *options.defaultsFile
-            : FilePreferences::defaultFile(MenuBarBrandingPolicy::productionBundleIdentifier)
-                  .string();
+    const StateFiles files = streams.files.resolve(StateOwner::app, options.defaultsFile);
+    const std::string file = files.state.string();
     const auto warn = [&](const std::string& message) {
         streams.err << "gaugely: " << message << "\n";
     };
@@ -320,7 +316,7 @@ int runSimulateCommand(const std::vector<std::string>& arguments, CommandStreams
     world.updater = std::make_unique<SimulatedUpdater>(
         world.time, world.workspace, world.log, reader,
         [&](std::string_view) -> std::unique_ptr<Preferences> {
-            return std::make_unique<FilePreferences>(updaterSuiteFile(file), warn);
+            return std::make_unique<FilePreferences>(files.updaterSuite, warn);
         },
         hostTimeFormatter());
     RefreshStatistics statistics(reader, world.codex, origin);

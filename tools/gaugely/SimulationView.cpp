@@ -133,10 +133,11 @@ SimulationView::SimulationView(std::ostream& out, Style style, std::function<dou
       style_(style),
       elapsed_(std::move(elapsed)),
       columns_(std::max<std::size_t>(columns, 40)),
-      colour_(colour && style == Style::live) {}
+      colour_(colour && style == Style::live),
+      panel_(out, [this] { return columns_; }) {}
 
 void SimulationView::say(std::string_view text) {
-    clearPanel();
+    panel_.clear();
     out_ << text << "\n";
     out_.flush();
 }
@@ -196,15 +197,6 @@ void SimulationView::printEvent(const Event& event) {
     }
 }
 
-void SimulationView::clearPanel() {
-    if (panelHeight_ == 0) {
-        return;
-    }
-    // Up to the panel's first line, then clear everything below.
-    out_ << "\x1b[" << panelHeight_ << "F\x1b[J";
-    panelHeight_ = 0;
-}
-
 std::string SimulationView::rule(std::string_view title) const {
     std::string line = "\u2500\u2500 " + std::string(title) + " ";  // ──
     const std::size_t width = displayWidth(line);
@@ -228,15 +220,12 @@ void SimulationView::drawPanel(const GaugelyScreen& screen, std::string_view foo
         lines.push_back(" " + line);
     }
     lines.push_back(rule(footer));
-    for (const std::string& line : lines) {
-        out_ << truncatedToWidth(line, columns_ - 1) << "\x1b[K\n";
-    }
-    panelHeight_ = lines.size();
+    panel_.draw(std::move(lines));
 }
 
 void SimulationView::show(const GaugelyScreen& screen, std::string_view footer) {
     if (style_ == Style::live) {
-        clearPanel();
+        panel_.clear();
         for (const Event& event : events_) {
             printEvent(event);
         }
@@ -272,7 +261,7 @@ void SimulationView::show(const GaugelyScreen& screen, std::string_view footer) 
 }
 
 void SimulationView::close() {
-    panelHeight_ = 0;
+    panel_.close();
     out_.flush();
 }
 

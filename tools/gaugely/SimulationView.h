@@ -13,6 +13,7 @@
 #include "Meterlane/Presentation/PopoverViewModel.h"
 #include "Meterlane/Reader/UsageReader.h"
 #include "Meterlane/Simulation/MemoryLog.h"
+#include "tools/gaugely/LivePanel.h"
 
 namespace gaugely::tool {
 
@@ -80,7 +81,6 @@ class SimulationView {
 
     void queue(std::string text, Emphasis emphasis = Emphasis::none);
     void printEvent(const Event& event);
-    void clearPanel();
     void drawPanel(const GaugelyScreen& screen, std::string_view footer);
     std::string rule(std::string_view title) const;
 
@@ -94,7 +94,7 @@ class SimulationView {
     std::optional<std::string> shownMenuBar_;
     std::optional<std::optional<int>> shownCountdown_;
     std::optional<std::vector<std::string>> shownPopover_;
-    std::size_t panelHeight_ = 0;
+    LivePanel panel_;
 };
 
 }  // namespace gaugely::tool

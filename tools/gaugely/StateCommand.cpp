@@ -10,10 +10,8 @@
 #include <variant>
 #include <vector>
 
-#include "LowUsageNotificationSupport/MenuBarBrandingPolicy.h"
 #include "LowUsageNotificationSupport/Text.h"
 #include "Meterlane/Posix/FileDocumentStore.h"
-#include "Meterlane/Posix/FilePreferences.h"
 #include "Meterlane/Posix/PreferencesDocument.h"
 #include "Meterlane/Reader/UsageReader.h"
 #include "Meterlane/Simulation/FakeFileSystem.h"
@@ -27,6 +25,7 @@
 #include "Meterlane/Simulation/VirtualTime.h"
 #include "tools/gaugely/Arguments.h"
 #include "tools/gaugely/Command.h"
+#include "tools/gaugely/FileLocations.h"
 #include "tools/gaugely/HostTimeFormatter.h"
 #include "tools/gaugely/SimulationView.h"
 #include "tools/gaugely/StateText.h"
@@ -44,13 +43,15 @@ constexpr const char* stateHelp =
     "next automatic refresh, and the low-usage and reset notification states; then the menu\n"
     "bar text and the popover (with the pace the history shows) as the app would show them on\n"
     "launch, with Accessibility permission granted, Codex not running and its logs not read;\n"
-    "and the updater's notice and\n"
-    "pending-update receipt from com.vostrel.gaugely.updater.json in the same folder. The files\n"
-    "are only read: nothing is migrated, rescheduled or written back.\n"
+    "and the updater's notice and pending-update receipt from its own file. It starts with\n"
+    "where each of these files is. The files are only read: nothing is migrated, rescheduled\n"
+    "or written back.\n"
     "\n"
-    "  --defaults FILE   the defaults file (default: $XDG_CONFIG_HOME/gaugely/\n"
-    "                    com.vostrel.gaugely.json, or ~/.config/gaugely/ without it); what\n"
-    "                    `gaugely usage` saved is in com.vostrel.gaugely.usage.json there\n"
+    "  --defaults FILE   the defaults file (default: the simulator's,\n"
+    "                    $XDG_CONFIG_HOME/gaugely/com.vostrel.gaugely.json, or when only\n"
+    "                    `gaugely usage` has saved anything, its\n"
+    "                    com.vostrel.gaugely.usage.json there); the history and the\n"
+    "                    updater's records are found as the command that wrote FILE keeps them\n"
     "  --json            one JSON object instead of text\n"
     "  -h, --help        show this help\n"
     "\n"
@@ -115,6 +116,51 @@ struct LaunchView {
         UsageSnapshotPresentationState::planSelectionRequired;
     std::vector<std::string> popover;
 };
+
+// The files this run shows: one state file and the files that go with it, by the rule every
+// command follows.
+struct ShownFiles {
+    StateFiles files;
+    // Whose standard state file it is; none for a file named with --defaults elsewhere.
+    std::optional<StateOwner> owner;
+    std::filesystem::path userService;
+    // The other command's standard state when it exists too, so the user knows it is there.
+    std::optional<std::filesystem::path> otherState;
+};
+
+bool fileExists(const std::filesystem::path& file) {
+    std::error_code error;
+    return std::filesystem::exists(file, error);
+}
+
+// Plain `gaugely state` shows the simulator's state, or `gaugely usage`'s when that is the only
+// one there is.
+ShownFiles shownFiles(const FileLocations& locations,
+                      const std::optional<std::string>& defaultsFile) {
+    ShownFiles shown;
+    shown.userService = locations.userServiceUnit();
+    if (defaultsFile) {
+        shown.files = locations.forStateFile(*defaultsFile);
+        shown.owner = locations.standardOwner(*defaultsFile);
+        return shown;
+    }
+    const StateFiles app = locations.standard(StateOwner::app);
+    const StateFiles usage = locations.standard(StateOwner::usage);
+    const bool usageOnly = !fileExists(app.state) && fileExists(usage.state);
+    shown.owner = usageOnly ? StateOwner::usage : StateOwner::app;
+    shown.files = usageOnly ? usage : app;
+    if (!usageOnly && fileExists(usage.state)) {
+        shown.otherState = usage.state;
+    }
+    return shown;
+}
+
+std::string_view ownerText(const std::optional<StateOwner>& owner) {
+    if (!owner) {
+        return "named with --defaults";
+    }
+    return *owner == StateOwner::usage ? "gaugely usage's" : "the simulator's";
+}
 
 // The usage history as saved, if any; read only.
 struct SavedHistory {
@@ -193,10 +239,10 @@ std::string deadlineText(Date deadline, Date now) {
 
 std::string historyText(const SavedHistory& saved) {
     if (!saved.bytes) {
-        return "none yet (" + saved.file + ")";
+        return "none yet";
     }
     if (!saved.history) {
-        return "unreadable: a new one is started (" + saved.file + ")";
+        return "unreadable: a new one is started";
     }
     std::size_t points = 0;
     for (const CodexPlan plan : allCases<CodexPlan>()) {
@@ -204,17 +250,35 @@ std::string historyText(const SavedHistory& saved) {
             points += saved.history->points(plan, window).size();
         }
     }
-    return std::to_string(points) + " readings in " + saved.file;
+    return std::to_string(points) + " readings";
 }
 
-void printText(std::ostream& out, const std::string& file, bool exists,
+void printFiles(std::ostream& out, const ShownFiles& shown) {
+    out << "Files\n";
+    row(out, "  State",
+        shown.files.state.string() + " (" + std::string(ownerText(shown.owner)) + ")");
+    row(out, "  Usage history", shown.files.history.string());
+    row(out, "  Updater's records", shown.files.updaterSuite.string());
+    row(out, "  User service",
+        shown.userService.string() +
+            (fileExists(shown.userService) ? " (installed)" : " (not installed)"));
+    if (shown.otherState) {
+        row(out, "  Also saved",
+            shown.otherState->string() + " (gaugely usage's): gaugely state --defaults " +
+                shown.otherState->string() + " shows it");
+    }
+    out << "\n";
+}
+
+void printText(std::ostream& out, const ShownFiles& shown, bool exists,
                const StoredReaderState& state, const SavedHistory& saved, const LaunchView& launch,
                Date now) {
-    out << "Gaugely's saved state in " << file << "\n";
+    out << "Gaugely's saved state in " << shown.files.state.string() << "\n";
     if (!exists) {
         out << "(no such file yet: everything is at its default)\n";
     }
     out << "\n";
+    printFiles(out, shown);
     row(out, "Plan",
         state.plan.value ? std::string(title(*state.plan.value))
                          : marked(state.plan, "none chosen"));
@@ -316,7 +380,7 @@ void printText(std::ostream& out, const std::string& file, bool exists,
     for (const std::string& line : launch.popover) {
         out << "    " << line << "\n";
     }
-    printUpdaterState(out, file);
+    printUpdaterState(out, shown.files.updaterSuite);
 }
 
 Json dateJson(Date date, Date now) {
@@ -332,11 +396,11 @@ Json storedJson(const Stored<T>& stored, F&& encode) {
     return stored.value ? Json(encode(*stored.value)) : Json(nullptr);
 }
 
-void printJson(std::ostream& out, const std::string& file, bool exists,
+void printJson(std::ostream& out, const ShownFiles& shown, bool exists,
                const StoredReaderState& state, const SavedHistory& saved, const LaunchView& launch,
                Date now) {
     Json json = Json::object();
-    json["file"] = file;
+    json["file"] = shown.files.state.string();
     json["fileExists"] = exists;
     json["plan"] = storedJson(state.plan, [](CodexPlan plan) { return rawValue(plan); });
     json["automaticRefreshEnabled"] = state.automaticRefreshEnabled.value.value_or(true);
@@ -385,7 +449,18 @@ void printJson(std::ostream& out, const std::string& file, bool exists,
     derived["presentationState"] = presentationStateName(launch.presentationState);
     derived["popover"] = launch.popover;
     json["onLaunch"] = derived;
-    json["updater"] = updaterStateJson(file);
+    json["updater"] = updaterStateJson(shown.files.updaterSuite);
+    Json files = Json::object();
+    files["state"] = shown.files.state.string();
+    files["owner"] = !shown.owner                        ? Json(nullptr)
+                     : *shown.owner == StateOwner::usage ? Json("usage")
+                                                         : Json("app");
+    files["history"] = shown.files.history.string();
+    files["updaterSuite"] = shown.files.updaterSuite.string();
+    files["userService"] = shown.userService.string();
+    files["userServiceInstalled"] = fileExists(shown.userService);
+    files["otherState"] = shown.otherState ? Json(shown.otherState->string()) : Json(nullptr);
+    json["files"] = files;
     out << json.dump(2) << "\n";
 }
 
@@ -406,11 +481,8 @@ int runStateCommand(const std::vector<std::string>& arguments, CommandStreams st
         streams.out << stateHelp;
         return exitSuccess;
     }
-    const std::string file =
-        options.defaultsFile
-            ? *options.defaultsFile
-            : FilePreferences::defaultFile(MenuBarBrandingPolicy::productionBundleIdentifier)
-                  .string();
+    const ShownFiles shown = shownFiles(streams.files, options.defaultsFile);
+    const std::string file = shown.files.state.string();
 
     // Read here rather than through FilePreferences, which moves an undecodable file aside.
     PreferenceValues values;
@@ -447,16 +519,16 @@ int runStateCommand(const std::vector<std::string>& arguments, CommandStreams st
     const StoredReaderState state = StoredReaderState::read(defaults);
     const Date now = currentDate();
     SavedHistory saved;
-    saved.file = usageHistoryFile(file, !options.defaultsFile).string();
+    saved.file = shown.files.history.string();
     saved.bytes = FileDocumentStore(saved.file).read().bytes;
     if (saved.bytes) {
         saved.history = decodeJson<UsageHistory>(*saved.bytes);
     }
     const LaunchView launch = launchView(defaults, saved, now);
     if (options.json) {
-        printJson(streams.out, file, exists, state, saved, launch, now);
+        printJson(streams.out, shown, exists, state, saved, launch, now);
     } else {
-        printText(streams.out, file, exists, state, saved, launch, now);
+        printText(streams.out, shown, exists, state, saved, launch, now);
     }
     return exitSuccess;
 }

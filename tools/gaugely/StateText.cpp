@@ -1,7 +1,5 @@
 #include "tools/gaugely/StateText.h"
 
-#include <cstdlib>
-
 #include <cmath>
 #include <ctime>
 
@@ -77,20 +75,6 @@ std::string restoredStateLine(const StoredReaderState& state, std::string_view f
         }
     }
     return line + ".";
-}
-
-std::filesystem::path usageHistoryFile(const std::filesystem::path& defaultsFile,
-                                       bool isStandardFile) {
-    if (!isStandardFile) {
-        return defaultsFile.string() + ".history.json";
-    }
-    const char* data = std::getenv("XDG_DATA_HOME");
-    const char* home = std::getenv("HOME");
-    // The XDG rules ignore a relative value.
-    const std::filesystem::path base =
-        data && data[0] == '/' ? std::filesystem::path(data)
-                               : std::filesystem::path(home ? home : "") / ".local" / "share";
-    return base / "gaugely" / (defaultsFile.stem().string() + ".history.json");
 }
 
 }  // namespace gaugely::tool

@@ -6,7 +6,6 @@
 
 #include "Meterlane/Posix/PreferencesDocument.h"
 #include "ProductionUpdateSupport/ProductionUpdaterConfiguration.h"
-#include "ProductionUpdateSupport/ProductionUpdaterRuntime.h"
 #include "SharedUpdateSupport/PendingUpdateReceipt.h"
 #include "SharedUpdateSupport/UpdateNoticeState.h"
 #include "tools/gaugely/StateText.h"
@@ -45,9 +44,9 @@ StoredRecord<Record> recordAt(const PreferenceValues& values, std::string_view k
     return record;
 }
 
-UpdaterRecords readRecords(const std::filesystem::path& readerFile) {
+UpdaterRecords readRecords(const std::filesystem::path& suiteFile) {
     UpdaterRecords records;
-    records.file = updaterSuiteFile(readerFile);
+    records.file = suiteFile;
     std::error_code error;
     records.exists = std::filesystem::is_regular_file(records.file, error);
     if (!records.exists) {
@@ -93,13 +92,8 @@ void row(std::ostream& out, std::string_view label, const std::string& value) {
 
 }  // namespace
 
-std::filesystem::path updaterSuiteFile(const std::filesystem::path& readerFile) {
-    return readerFile.parent_path() /
-           (std::string(ProductionUpdaterRuntime::defaultsSuiteName) + ".json");
-}
-
-void printUpdaterState(std::ostream& out, const std::filesystem::path& readerFile) {
-    const UpdaterRecords records = readRecords(readerFile);
+void printUpdaterState(std::ostream& out, const std::filesystem::path& suiteFile) {
+    const UpdaterRecords records = readRecords(suiteFile);
     out << "\nUpdates, in " << records.file.string() << "\n";
     if (!records.exists || records.fileUnreadable) {
         out << (records.exists ? "  (not a defaults file: the updater starts empty)\n"
@@ -121,8 +115,8 @@ void printUpdaterState(std::ostream& out, const std::filesystem::path& readerFil
     }
 }
 
-Json updaterStateJson(const std::filesystem::path& readerFile) {
-    const UpdaterRecords records = readRecords(readerFile);
+Json updaterStateJson(const std::filesystem::path& suiteFile) {
+    const UpdaterRecords records = readRecords(suiteFile);
     Json json = Json::object();
     json["file"] = records.file.string();
     json["fileExists"] = records.exists;

@@ -16,7 +16,6 @@
 #include "Meterlane/Posix/PosixFileSystem.h"
 #include "Meterlane/Posix/PosixRunLoop.h"
 #include "Meterlane/Posix/StopSignals.h"
-#include "Meterlane/Posix/TerminalNotificationCenter.h"
 #include "Meterlane/Reader/UsageReader.h"
 #include "Meterlane/Simulation/FakeInput.h"
 #include "Meterlane/Simulation/FakeWorkspace.h"
@@ -26,17 +25,20 @@
 #include "ProductFacts.h"
 #include "tools/gaugely/Arguments.h"
 #include "tools/gaugely/Command.h"
+#include "tools/gaugely/FileLocations.h"
 #include "tools/gaugely/HostTimeFormatter.h"
 #include "tools/gaugely/StateText.h"
 #include "tools/gaugely/Terminal.h"
+#include "tools/gaugely/UsageNotifications.h"
 #include "tools/gaugely/UsageView.h"
+#include "tools/gaugely/UserService.h"
 
 namespace gaugely::tool {
 namespace {
 
 constexpr const char* usageHelp =
     "Usage: gaugely usage [--plan freeGo|plus|pro] [--codex-home DIR] [--watch] [--json]\n"
-    "                     [--defaults FILE]\n"
+    "                     [--notify] [--defaults FILE] [--install-service | --uninstall-service]\n"
     "\n"
     "Shows your real Codex usage, read from Codex's own session logs: the menu bar text, the\n"
     "popover and the pace at which each window is being used, as the app would show them.\n"
@@ -49,16 +51,22 @@ constexpr const char* usageHelp =
     "  --watch            stay live: show each new reading, with low-usage and reset\n"
     "                     notifications, until Ctrl-C\n"
     "  --json             one JSON object a reading, on one line, for scripts and status bars\n"
+    "  --notify           show the low-usage and reset notifications on the desktop (the\n"
+    "                     notification service on the session D-Bus), as the Mac app does;\n"
+    "                     without one they are printed, and one line says why. Linux only\n"
     "  --defaults FILE    where this command keeps its state (default: $XDG_CONFIG_HOME/gaugely/\n"
     "                     com.vostrel.gaugely.usage.json); its usage history is kept beside\n"
     "                     FILE as FILE.history.json (default: $XDG_DATA_HOME/gaugely/\n"
     "                     com.vostrel.gaugely.usage.history.json)\n"
+    "  --install-service  write the systemd user service gaugely-usage.service, which runs\n"
+    "                     gaugely usage --watch --notify (with the --plan, --codex-home and\n"
+    "                     --defaults given here), into $XDG_CONFIG_HOME/systemd/user/ (or\n"
+    "                     ~/.config/systemd/user/), and say how to start it. Linux only\n"
+    "  --uninstall-service  remove that service file again\n"
     "  -h, --help         show this help\n"
     "\n"
     "Exit status: 0 shown; 1 no usage found in the logs (it says where it looked and why);\n"
     "2 bad arguments; 128 + the signal's number when --watch is stopped.\n";
-
-constexpr std::string_view usageDomain = "com.vostrel.gaugely.usage";
 
 struct UsageOptions {
     std::optional<CodexPlan> plan;
@@ -66,6 +74,9 @@ struct UsageOptions {
     std::optional<std::string> defaultsFile;
     bool watch = false;
     bool json = false;
+    bool notify = false;
+    bool installService = false;
+    bool uninstallService = false;
     bool help = false;
 };
 
@@ -73,7 +84,10 @@ constexpr OptionShape usageOptionShapes[] = {{"--plan", true},
                                              {"--codex-home", true},
                                              {"--defaults", true},
                                              {"--watch", false},
-                                             {"--json", false}};
+                                             {"--json", false},
+                                             {"--notify", false},
+                                             {"--install-service", false},
+                                             {"--uninstall-service", false}};
 
 std::variant<UsageOptions, std::string> parseOptions(const std::vector<std::string>& arguments) {
     auto read = readArguments(arguments, usageOptionShapes);
@@ -92,6 +106,12 @@ std::variant<UsageOptions, std::string> parseOptions(const std::vector<std::stri
             options.watch = true;
         } else if (name == "--json") {
             options.json = true;
+        } else if (name == "--notify") {
+            options.notify = true;
+        } else if (name == "--install-service") {
+            options.installService = true;
+        } else if (name == "--uninstall-service") {
+            options.uninstallService = true;
         } else if (argument.value->empty()) {
             return name + " needs a value";
         } else if (name == "--plan") {
@@ -128,6 +148,42 @@ bool showsLogReading(const UsageReader& reader) {
            reader.snapshotSource() == UsageSource::codexLogs;
 }
 
+// --install-service and --uninstall-service write or remove the unit and end there; what they
+// carry into the service's command line is what the service could not find out by itself.
+int runServiceOption(const UsageOptions& options, CommandStreams streams) {
+    if (options.installService && options.uninstallService) {
+        return usageError(streams, "usage",
+                          "--install-service and --uninstall-service do not go together");
+    }
+    if (options.watch || options.json || options.notify) {
+        return usageError(streams, "usage",
+                          "the service always runs --watch --notify; give --install-service only "
+                          "--plan, --codex-home and --defaults");
+    }
+    if (const auto reason = userServiceUnavailableReason()) {
+        return usageError(streams, "usage", *reason);
+    }
+    if (options.uninstallService) {
+        return uninstallUserService(streams);
+    }
+    std::vector<std::string> arguments;
+    const auto absolute = [](const std::string& path) {
+        // "~" is for the reader to expand, as it does for the command line.
+        return path.starts_with("~") ? path
+                                     : std::filesystem::absolute(path).lexically_normal().string();
+    };
+    if (options.plan) {
+        arguments.insert(arguments.end(), {"--plan", std::string(rawValue(*options.plan))});
+    }
+    if (options.codexHome) {
+        arguments.insert(arguments.end(), {"--codex-home", absolute(*options.codexHome)});
+    }
+    if (options.defaultsFile) {
+        arguments.insert(arguments.end(), {"--defaults", absolute(*options.defaultsFile)});
+    }
+    return installUserService(arguments, streams);
+}
+
 }  // namespace
 
 int runUsageCommand(const std::vector<std::string>& arguments, CommandStreams streams) {
@@ -140,12 +196,18 @@ int runUsageCommand(const std::vector<std::string>& arguments, CommandStreams st
         streams.out << usageHelp;
         return exitSuccess;
     }
+    if (options.installService || options.uninstallService) {
+        return runServiceOption(options, streams);
+    }
+    if (options.notify) {
+        if (const auto reason = UsageNotifications::desktopUnavailableReason()) {
+            return usageError(streams, "usage", *reason);
+        }
+    }
 
-    const std::filesystem::path defaultsFile = options.defaultsFile
-                                                   ? std::filesystem::path(*options.defaultsFile)
-                                                   : FilePreferences::defaultFile(usageDomain);
-    FilePreferences defaults(defaultsFile);
-    FileDocumentStore history(usageHistoryFile(defaultsFile, !options.defaultsFile));
+    const StateFiles stateFiles = streams.files.resolve(StateOwner::usage, options.defaultsFile);
+    FilePreferences defaults(stateFiles.state);
+    FileDocumentStore history(stateFiles.history);
     PosixRunLoop loop;
     PosixFileSystem files(&loop);
     MemoryLog log;
@@ -155,10 +217,20 @@ int runUsageCommand(const std::vector<std::string>& arguments, CommandStreams st
     FakeWorkspace workspace(loop);
     VirtualTime inputClock;
     FakeInput input(inputClock);
-    std::ostream& notificationStream = options.json ? streams.err : streams.out;
-    TerminalNotificationCenter notifications(notificationStream);
+    const std::string home = environmentValue("HOME");
+    const TimeFormatter& formatter = hostTimeFormatter();
+    UsageView view(streams.out, streams.err, formatter, home,
+                   options.json ? UsageView::Style::json
+                   : options.watch && isTerminal(STDOUT_FILENO) && terminalCanRedraw()
+                       ? UsageView::Style::live
+                       : UsageView::Style::text);
+    UsageNotifications notifications([&](const std::string& line) { view.event(line); },
+                                     [&](const std::string& line) { view.notice(line); });
+    if (options.notify) {
+        notifications.deliverOnDesktop();
+    }
     UsageReader reader(ReaderEnvironment{
-        accessibility, input, workspace, loop, loop, log, defaults, notifications, {}});
+        accessibility, input, workspace, loop, loop, log, defaults, notifications.center(), {}});
     reader.setAutomaticRefreshEnabled(false);
     if (options.plan) {
         reader.setCodexPlan(*options.plan);
@@ -168,15 +240,7 @@ int runUsageCommand(const std::vector<std::string>& arguments, CommandStreams st
     reader.setCodexLogsFolder(codexFolder(options));
     reader.setCodexLogsEnabled(true);
 
-    const std::string home = environmentValue("HOME");
-    const TimeFormatter& formatter = hostTimeFormatter();
     reader.attachCodexLogs(CodexLogEnvironment{files, history, formatter, home});
-
-    UsageView view(streams.out, streams.err, formatter, home,
-                   options.json ? UsageView::Style::json
-                   : options.watch && isTerminal(STDOUT_FILENO) && terminalCanRedraw()
-                       ? UsageView::Style::live
-                       : UsageView::Style::text);
     if (!options.watch) {
         // A reading saved by an earlier run is not shown when the logs are gone now.
         if (!showsLogReading(reader) || !reader.codexLogsState().newestLineAt) {

@@ -1,5 +1,7 @@
 #include "tools/gaugely/UsageView.h"
 
+#include <unistd.h>
+
 #include <utility>
 
 #include "LowUsageNotificationSupport/Json.h"
@@ -7,6 +9,7 @@
 #include "Meterlane/Presentation/PopoverViewModel.h"
 #include "tools/gaugely/SimulationView.h"
 #include "tools/gaugely/StateText.h"
+#include "tools/gaugely/Terminal.h"
 
 namespace gaugely::tool {
 
@@ -16,7 +19,8 @@ UsageView::UsageView(std::ostream& out, std::ostream& err, const TimeFormatter& 
       err_(err),
       formatter_(formatter),
       homeFolder_(std::move(homeFolder)),
-      style_(style) {}
+      style_(style),
+      panel_(out, [] { return static_cast<std::size_t>(terminalColumns(STDOUT_FILENO, 80)); }) {}
 
 std::string UsageView::isoText(Date date) const {
     return formatter_.format(date, "yyyy-MM-dd'T'HH:mm:ss'Z'", "en_US_POSIX", "UTC").value_or("");
@@ -83,24 +87,39 @@ void UsageView::reading(const UsageReader& reader) {
     draw(lines);
 }
 
-void UsageView::draw(const std::vector<std::string>& lines) {
+void UsageView::draw(std::vector<std::string> lines) {
     if (style_ == Style::live) {
-        // Back over the last drawing, so the reading stays in one place.
-        for (std::size_t i = 0; i < drawnLines_; ++i) {
-            out_ << "\x1b[1A\x1b[2K";
-        }
-        drawnLines_ = lines.size() + 1;
-    } else if (drawnLines_ > 0) {
+        lines.push_back("\u2500\u2500 Ctrl-C stops \u2500\u2500");
+        panel_.draw(std::move(lines));
+        return;
+    }
+    if (drewAny_) {
         out_ << "\n";
     }
     for (const std::string& line : lines) {
         out_ << line << "\n";
     }
-    if (style_ == Style::live) {
-        out_ << "\u2500\u2500 Ctrl-C stops \u2500\u2500\n";
-    }
-    drawnLines_ = std::max<std::size_t>(drawnLines_, 1);
+    drewAny_ = true;
     out_.flush();
+}
+
+void UsageView::event(const std::string& line) {
+    if (style_ == Style::live) {
+        panel_.event(line);
+        return;
+    }
+    std::ostream& stream = style_ == Style::json ? err_ : out_;
+    stream << line << "\n";
+    stream.flush();
+}
+
+void UsageView::notice(const std::string& line) {
+    if (style_ == Style::live) {
+        panel_.event(line);
+        return;
+    }
+    err_ << line << "\n";
+    err_.flush();
 }
 
 void UsageView::nothingFound(const UsageReader& reader) {
@@ -118,6 +137,7 @@ void UsageView::waiting(const UsageReader& reader) {
 }
 
 void UsageView::close() {
+    panel_.close();
     out_.flush();
 }
 
