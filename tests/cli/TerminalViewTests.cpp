@@ -1,4 +1,8 @@
+#if defined(__APPLE__)
+#include <util.h>
+#else
 #include <pty.h>
+#endif
 #include <sys/wait.h>
 #include <unistd.h>
 
