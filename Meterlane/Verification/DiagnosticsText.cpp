@@ -47,4 +47,14 @@ std::string diagnosticsText(const SystemFacts& facts, const PermissionStates& st
     return text;
 }
 
+void collectDiagnostics(DiagnosticsSources sources, SystemFacts facts,
+                        std::function<void(std::string)> done) {
+    readBundleFacts(sources.bundle, sources.homeFolder, facts);
+    const RefreshTraceRecorder& traces = sources.traces;
+    readPermissionStates(sources.permissions, [&traces, facts = std::move(facts),
+                                               done = std::move(done)](PermissionStates states) {
+        done(diagnosticsText(facts, states, traces.traces()));
+    });
+}
+
 }  // namespace gaugely

@@ -27,4 +27,15 @@ inline constexpr std::string_view copyDiagnosticsTitle = "Copy Diagnostics";
 [[nodiscard]] std::string diagnosticsText(const SystemFacts& facts, const PermissionStates& states,
                                           const std::deque<KeptRefreshTrace>& traces);
 
+// "Copy Diagnostics" pressed: the platform's facts completed from the bundle, the permissions
+// asked through the ports, and the text handed to `done` on the main queue.
+struct DiagnosticsSources {
+    PermissionPorts permissions;
+    const BundleInformation& bundle;
+    std::string homeFolder;
+    const RefreshTraceRecorder& traces;
+};
+void collectDiagnostics(DiagnosticsSources sources, SystemFacts facts,
+                        std::function<void(std::string)> done);
+
 }  // namespace gaugely

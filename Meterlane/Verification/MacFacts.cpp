@@ -4,11 +4,15 @@
 
 namespace gaugely {
 
-void readBundleFacts(const BundleInformation& bundle, SystemFacts& facts) {
+void readBundleFacts(const BundleInformation& bundle, const std::string& homeFolder,
+                     SystemFacts& facts) {
     facts.gaugelyVersion = bundle.shortVersion();
     facts.gaugelyBuild = bundle.buildVersion();
     facts.bundleIdentifier = bundle.bundleIdentifier().value_or("");
     facts.bundlePath = bundle.bundlePath();
+    if (!homeFolder.empty() && facts.bundlePath.starts_with(homeFolder + "/")) {
+        facts.bundlePath = "~" + facts.bundlePath.substr(homeFolder.size());
+    }
 }
 
 void readPermissionStates(PermissionPorts ports, std::function<void(PermissionStates)> done) {

@@ -69,8 +69,10 @@ struct SystemFacts {
     bool operator==(const SystemFacts&) const = default;
 };
 
-// Gaugely's own version, build and identity from its bundle; the rest is left as it is.
-void readBundleFacts(const BundleInformation& bundle, SystemFacts& facts);
+// Gaugely's own version, build, identity and place from its bundle (the home folder written as
+// "~", so a pasted report does not carry the user's name); the rest is left as it is.
+void readBundleFacts(const BundleInformation& bundle, const std::string& homeFolder,
+                     SystemFacts& facts);
 
 struct PermissionStates {
     bool accessibility = false;

@@ -17,9 +17,17 @@ namespace {
 
 constexpr std::string_view dash = " — ";
 
+using Words = std::set<std::string, std::less<>>;
+
+// Looked up without making a string (the older libc++ the Mac build uses has no heterogeneous
+// `contains`).
+bool has(const Words& words, std::string_view word) {
+    return words.find(word) != words.end();
+}
+
 // The trace's own words: what a refresh logs about itself, never about what it read.
-const std::set<std::string, std::less<>>& stageNames() {
-    static const std::set<std::string, std::less<>> names{
+const Words& stageNames() {
+    static const Words names{
         "refresh requested",
         "eligibility and safety evaluation",
         "eligibility and safety evaluation passed",
@@ -42,8 +50,8 @@ const std::set<std::string, std::less<>>& stageNames() {
     return names;
 }
 
-const std::set<std::string, std::less<>>& timingMarks() {
-    static const std::set<std::string, std::less<>> marks{
+const Words& timingMarks() {
+    static const Words marks{
         "refresh requested",
         "Profile click issued",
         "Profile menu first detected as open",
@@ -59,9 +67,9 @@ const std::set<std::string, std::less<>>& timingMarks() {
 }
 
 // Messages a run can end with, and the reasons a request is refused before it starts.
-const std::set<std::string, std::less<>>& messages() {
-    static const std::set<std::string, std::less<>> texts = [] {
-        std::set<std::string, std::less<>> result{
+const Words& messages() {
+    static const Words texts = [] {
+        Words result{
             "update installation is in progress",
             "another refresh is in progress",
             "no Codex plan selected",
@@ -77,8 +85,8 @@ const std::set<std::string, std::less<>>& messages() {
 }
 
 bool isKnownDetail(std::string_view detail) {
-    static const std::set<std::string, std::less<>> details = [] {
-        std::set<std::string, std::less<>> result{
+    static const Words details = [] {
+        Words result{
             "automatic refresh was turned off",
             "not yet readable",
             "found",
@@ -104,11 +112,11 @@ bool isKnownDetail(std::string_view detail) {
         }
         return result;
     }();
-    if (details.contains(detail) || messages().contains(detail)) {
+    if (has(details, detail) || has(messages(), detail)) {
         return true;
     }
     constexpr std::string_view deferred = "deferred: ";
-    return detail.starts_with(deferred) && messages().contains(detail.substr(deferred.size()));
+    return detail.starts_with(deferred) && has(messages(), detail.substr(deferred.size()));
 }
 
 std::string shareable(std::string_view text, bool known) {
@@ -119,11 +127,11 @@ std::string shareable(std::string_view text, bool known) {
 std::string shareableStage(std::string_view entry) {
     const std::size_t split = entry.find(dash);
     if (split == std::string_view::npos) {
-        return shareable(entry, stageNames().contains(entry));
+        return shareable(entry, has(stageNames(), entry));
     }
     const std::string_view stage = entry.substr(0, split);
     const std::string_view detail = entry.substr(split + dash.size());
-    return shareable(stage, stageNames().contains(stage)) + std::string(dash) +
+    return shareable(stage, has(stageNames(), stage)) + std::string(dash) +
            shareable(detail, isKnownDetail(detail));
 }
 
@@ -141,7 +149,7 @@ std::string shareableOutcome(std::string_view outcome) {
         const std::string prefix = std::string(kind) + std::string(dash);
         if (outcome.starts_with(prefix)) {
             const std::string_view reason = outcome.substr(prefix.size());
-            return prefix + shareable(reason, messages().contains(reason));
+            return prefix + shareable(reason, has(messages(), reason));
         }
     }
     return std::string(RefreshTraceRecorder::withheld);
@@ -209,7 +217,7 @@ std::string shareableTraceLine(std::string_view line) {
     }
     if (const auto match = entire(shape.timing, line)) {
         return "Refresh timing: " +
-               shareable(match->groups[1], timingMarks().contains(match->groups[1])) + " at " +
+               shareable(match->groups[1], has(timingMarks(), match->groups[1])) + " at " +
                match->groups[2] + " ms";
     }
     if (entire(shape.dwell, line) ||

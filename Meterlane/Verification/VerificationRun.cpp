@@ -90,7 +90,7 @@ VerificationRun::VerificationRun(VerificationEnvironment environment, SystemFact
       options_(std::move(options)),
       finished_(std::move(finished)),
       alive_(std::make_shared<VerificationRun*>(this)) {
-    readBundleFacts(env_.bundle, facts);
+    readBundleFacts(env_.bundle, env_.homeFolder, facts);
     results_.system = std::move(facts);
     results_.createdAt = isoTime(env_.clock.now());
     // Every finding the app makes starts as not run, so one the run never reaches says so.

@@ -55,6 +55,8 @@ struct VerificationEnvironment {
     UserNotificationCenter& notifications;
     LoginItemService& loginItems;
     const BundleInformation& bundle;
+    // The user's home folder, written as "~" in the paths reported.
+    std::string homeFolder;
     UsageReader& reader;
     RefreshTraceRecorder& traces;
     // The update framework's side of the update checks; none in a build without it.

@@ -14,7 +14,7 @@ namespace {
 // The verification as the app runs it with --verify, over a simulated Mac: Codex, the app's own
 // reader, the ports, and an update framework that behaves as documented.
 struct RunWorld : VerificationWorld {
-    MemoryBundleInformation bundle{"com.vostrel.gaugely", "/tmp/mac-verify/Gaugely.app"};
+    MemoryBundleInformation bundle{"com.vostrel.gaugely", "/Users/ann/src/gaugely/Gaugely.app"};
     MemoryPreferences frameworkDefaults;
     ScriptedFramework framework{time, frameworkDefaults};
     bool withUpdates = true;
@@ -43,7 +43,7 @@ struct RunWorld : VerificationWorld {
         facts.macOSVersion = "14.5";
         VerificationRun run(
             VerificationEnvironment{timed, whereabouts, workspace, input, time, time, notifications,
-                                    loginItems, bundle, *reader, traces, updates,
+                                    loginItems, bundle, "/Users/ann", *reader, traces, updates,
                                     [](ProcessID) { return std::optional<int32_t>(0); }},
             facts, std::move(options),
             [this](const VerificationResults& finished) { results = finished; });
@@ -83,6 +83,7 @@ TEST(VerificationRun, OnAMacThatHasEverythingEveryAppFindingIsSettled) {
     ASSERT_TRUE(results.system);
     EXPECT_EQ(results.system->gaugelyVersion, "1.0.3");
     EXPECT_EQ(results.system->macOSVersion, "14.5");
+    EXPECT_EQ(results.system->bundlePath, "~/src/gaugely/Gaugely.app");
     ASSERT_TRUE(results.tree);
     EXPECT_TRUE(results.tree->withinBudget());
     EXPECT_EQ(results.tree->manualAccessibilityAnswer, 0);
