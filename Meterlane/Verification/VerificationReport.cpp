@@ -266,9 +266,9 @@ std::string renderVerificationReport(const VerificationResults& results,
     }
     section(text, "What to send back");
     text +=
-        "This file, build/mac-verify/report.md, as it is: private text in Codex's tree is "
-        "already redacted, and it holds no usage figure. Add what you saw for the items "
-        "left for a person.\n";
+        "This file, build/mac-verify/report.md, as it is: the text in Codex's tree is already "
+        "redacted (only Gaugely's labels and usage-shaped values are kept). Add what you saw "
+        "for the items left for a person.\n";
     return text;
 }
 
