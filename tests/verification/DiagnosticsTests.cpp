@@ -3,6 +3,7 @@
 #include "Meterlane/Simulation/FakeInput.h"
 #include "Meterlane/Simulation/FakeLoginItemService.h"
 #include "Meterlane/Simulation/FakeUserNotificationCenter.h"
+#include "Meterlane/Simulation/MemoryBundleInformation.h"
 #include "Meterlane/Simulation/SimulatedAccessibility.h"
 #include "Meterlane/Verification/DiagnosticsText.h"
 #include "verification/VerificationWorld.h"
@@ -180,6 +181,37 @@ TEST(Diagnostics, FactsPermissionsAndTheLastRefreshesInOrder) {
     }
     EXPECT_NE(diagnosticsText(facts, states, {}).find("No refresh since Gaugely started."),
               std::string::npos);
+}
+
+TEST(Diagnostics, CopyingCompletesTheFactsFromTheBundleAndAsksThePorts) {
+    VerificationWorld world;
+    world.makeReader();
+    world.refreshOnce();
+    world.codex.trusted = false;
+    world.input.listenEventAccess = false;
+    world.loginItems.currentStatus = LoginItemService::Status::enabled;
+    MemoryBundleInformation bundle("com.vostrel.gaugely", "/Users/ann/Applications/Gaugely.app");
+    bundle.set("CFBundleShortVersionString", std::string("1.0.3"));
+    bundle.set("CFBundleVersion", std::string("3"));
+    SystemFacts platformFacts;
+    platformFacts.macOSVersion = "13.6";
+    std::optional<std::string> copied;
+    collectDiagnostics(
+        {{world.codex, world.input, world.notifications, world.loginItems, world.time},
+         bundle,
+         "/Users/ann",
+         world.traces},
+        platformFacts, [&](std::string text) { copied = std::move(text); });
+    world.time.runUntil([&] { return copied.has_value(); }, 5);
+    ASSERT_TRUE(copied);
+    for (const std::string_view part :
+         {"- macOS: 13.6\n", "- Gaugely: 1.0.3 (3), com.vostrel.gaugely",
+          "- Accessibility: not granted. To do: System Settings › Privacy & Security › "
+          "Accessibility: switch on Gaugely (~/Applications/Gaugely.app).",
+          "- Login item: enabled\n", "Refresh [00000001] manual: success"}) {
+        EXPECT_NE(copied->find(part), std::string::npos) << part << "\nin:\n" << *copied;
+    }
+    EXPECT_EQ(copied->find("/Users/ann"), std::string::npos);
 }
 
 TEST(PermissionStates, ReadThroughThePortsWithoutPromptingAndEachMissingOneSaysWhatToDo) {
