@@ -171,9 +171,11 @@ void VerificationRun::recordTree() {
         finding::treeAXURL,          finding::latencyMeasured,      finding::refreshCommitted,
         finding::refreshMenuSighted, finding::refreshMarkerIgnored, finding::refreshActivation};
     if (!results_.permissions || !results_.permissions->accessibility) {
+        // Asking with the prompt lists this copy in System Settings, ready to be switched on.
+        (void)env_.accessibility.isProcessTrusted(true);
         const std::string why =
-            "Gaugely has no Accessibility permission (see Permissions), so Codex's tree cannot be "
-            "read";
+            "Gaugely has no Accessibility permission (see Permissions; macOS has now listed this "
+            "copy there), so Codex's tree cannot be read";
         skip(accessibilityFindings, why);
         results_.notes.push_back("The tree, the latency and the refresh did not run: " + why + ".");
         next(&VerificationRun::checkUpdates);

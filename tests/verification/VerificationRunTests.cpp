@@ -170,6 +170,11 @@ TEST(VerificationRun, WhatCannotRunSaysWhyAndTheRestStillRuns) {
             EXPECT_NE(result.detail.find(entry.why), std::string::npos)
                 << entry.name << ": " << result.detail;
         }
+        // Without the permission the system is asked once, with its prompt (which lists the app
+        // in System Settings).
+        if (!world.codex.trusted) {
+            EXPECT_EQ(world.codex.trustPrompts(), 1u) << entry.name;
+        }
         // The updates do not depend on Codex, nor the tree on the updates.
         const bool updatesRan = entry.notRun != updates;
         EXPECT_EQ(statusOf(results, finding::updateFeedRead) == S::confirmed, updatesRan)
