@@ -5,6 +5,7 @@
 #include <ctime>
 #include <numeric>
 
+#include "LowUsageNotificationSupport/CodexVocabulary.h"
 #include "Meterlane/Simulation/RefreshProjection.h"
 #include "Meterlane/Simulation/TreeRecording.h"
 #include "Meterlane/Verification/TreeSurvey.h"
@@ -403,13 +404,14 @@ void VerificationRun::refreshEnded() {
     if (!clicked) {
         set(finding::refreshMarkerIgnored, FindingStatus::notRun,
             "the refresh sent no click or key");
+    } else if (env_.reader.inputMonitoringUnavailable()) {
+        set(finding::refreshMarkerIgnored, FindingStatus::notRun,
+            "the real-input guard could not watch (no Input Monitoring, or no tap), so the "
+            "marker was not put to the test");
     } else if (cleanup == RefreshCleanupResult::closed) {
-        const bool keysWatched = results_.permissions && results_.permissions->inputMonitoring;
-        set(finding::refreshMarkerIgnored,
-            keysWatched ? FindingStatus::confirmed : FindingStatus::observed,
+        set(finding::refreshMarkerIgnored, FindingStatus::confirmed,
             std::string("the run clicked") + (keysSent ? ", typed" : "") +
-                " and then closed its own menu: the guard saw no unmarked event" +
-                (keysWatched ? "" : " (without Input Monitoring the tap sees no keys at all)"));
+                " and then closed its own menu: the guard saw no unmarked event");
     } else {
         set(finding::refreshMarkerIgnored, FindingStatus::failed,
             "the run left its menu " + std::string(rawValue(cleanup)) +
@@ -422,10 +424,13 @@ void VerificationRun::refreshEnded() {
                               frontmostAtRequest_.value_or("no app") + " was in front";
     if (traceHas(trace, "target app resolved")) {
         const bool ownActive = frontmostAtRequest_ == env_.bundle.bundleIdentifier();
+        const bool codexActive = frontmostAtRequest_ == codexVocabulary::bundleIdentifier;
         set(finding::refreshActivation,
-            ownActive ? FindingStatus::observed : FindingStatus::confirmed,
+            ownActive || codexActive ? FindingStatus::observed : FindingStatus::confirmed,
             "Codex came forward (" + where + ")" +
-                (ownActive ? "; Gaugely itself was active, which is not the case to confirm" : ""));
+                (ownActive     ? "; Gaugely itself was active, which is not the case to confirm"
+                 : codexActive ? "; it was in front already, so it needed no activation"
+                               : ""));
     } else if (traceHas(trace, "Codex did not become active.")) {
         set(finding::refreshActivation, FindingStatus::failed,
             "Codex did not become active (" + where + ")");

@@ -143,6 +143,14 @@ TEST(VerificationRun, WhatCannotRunSaysWhyAndTheRestStillRuns) {
          {},
          {finding::refreshCommitted, finding::refreshMenuSighted},
          "no Codex plan is chosen"},
+        {"no Input Monitoring",
+         [](RunWorld& world) {
+             world.makeReader();
+             world.input.listenEventAccess = false;
+         },
+         {},
+         {finding::refreshMarkerIgnored},
+         "the real-input guard could not watch"},
         {"a build without the framework",
          [](RunWorld& world) {
              world.makeReader();
