@@ -1,6 +1,6 @@
 # The two commands a newcomer needs are `make demo` and `make test`; the rest serve CI and development.
 .PHONY: deps demo test build install sanitize fuzz-smoke bench format format-check check-macos \
-        check-layering check-plain-build app release artwork clean
+        check-layering check-plain-build app release mac-verify artwork clean
 
 JOBS ?= $(shell nproc 2>/dev/null || sysctl -n hw.ncpu 2>/dev/null || echo 2)
 
@@ -61,6 +61,11 @@ app: deps
 
 release: deps
 	@scripts/make-release
+
+# On a Mac: builds the app and a copy that checks, from inside, what only a Mac can confirm;
+# writes build/mac-verify/report.md (see README). Anywhere: scripts/mac-verify --dry-run.
+mac-verify: deps
+	@scripts/mac-verify
 
 # Redraws the committed bitmaps from Meterlane/App/Artwork after a drawing changes.
 artwork:

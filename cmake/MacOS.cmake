@@ -60,7 +60,8 @@ gaugely_warnings(MeterlaneMacOS)
 add_executable(gaugely_macos_link_check ${PROJECT_SOURCE_DIR}/tools/macos-link-check/main.cpp)
 target_link_libraries(gaugely_macos_link_check PRIVATE MeterlaneMacOS MeterlaneCore
                                                        LowUsageNotificationSupport)
-foreach(library MeterlaneStartup SharedUpdateSupport ProductionUpdateSupport)
+foreach(library MeterlaneStartup SharedUpdateSupport ProductionUpdateSupport MeterlaneVerification
+                MeterlaneSimulation)
     if(TARGET ${library})
         target_link_libraries(gaugely_macos_link_check PRIVATE ${library})
     endif()
@@ -79,7 +80,9 @@ file(GLOB gaugely_app_sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/Meterlane/
 if(gaugely_app_sources)
     add_executable(Gaugely ${gaugely_app_sources})
     target_compile_options(Gaugely PRIVATE $<$<COMPILE_LANGUAGE:OBJCXX>:-fobjc-arc>)
-    target_link_libraries(Gaugely PRIVATE MeterlaneMacOS MeterlaneCore LowUsageNotificationSupport)
+    # The verification (make mac-verify's checks and "Copy Diagnostics") runs inside the app.
+    target_link_libraries(Gaugely PRIVATE MeterlaneMacOS MeterlaneCore LowUsageNotificationSupport
+                                          MeterlaneVerification)
     target_link_options(Gaugely PRIVATE "LINKER:-rpath,@executable_path/../Frameworks"
                         LINKER:-headerpad_max_install_names)
     gaugely_warnings(Gaugely)

@@ -7,12 +7,14 @@
 #import "Meterlane/App/GaugelySettingsWindowController.h"
 #import "Meterlane/App/GaugelyStatusItems.h"
 #import "Meterlane/App/GaugelyTextWindowController.h"
+#import "Meterlane/App/GaugelyVerification.h"
 
 #include "Meterlane/App/AppKitText.h"
 #include "Meterlane/Posix/FileDocumentStore.h"
 #include "Meterlane/Presentation/AppMenuPresentation.h"
 #include "Meterlane/Startup/AppAssembly.h"
 #include "Meterlane/Startup/SingleInstance.h"
+#include "Meterlane/Verification/DiagnosticsText.h"
 #include "Meterlane/macOS/MacAccessibility.h"
 #include "Meterlane/macOS/MacAlertPresenter.h"
 #include "Meterlane/macOS/MacBundleInformation.h"
@@ -23,6 +25,7 @@
 #include "Meterlane/macOS/MacLoginItemService.h"
 #include "Meterlane/macOS/MacMainQueue.h"
 #include "Meterlane/macOS/MacPreferences.h"
+#include "Meterlane/macOS/MacSystemFacts.h"
 #include "Meterlane/macOS/MacTimeFormatter.h"
 #include "Meterlane/macOS/MacUserNotificationCenter.h"
 #include "Meterlane/macOS/MacWorkspace.h"
@@ -56,6 +59,12 @@ struct MacPlatform {
     gaugely::MacMainQueue mainQueue;
     gaugely::MacClock clock;
     gaugely::MacLog log;
+    // The log the reader writes to: it keeps the last refreshes' traces for "Copy Diagnostics".
+    gaugely::RefreshTraceRecorder traces{log};
+    // With --verify, the reader reaches Codex through a stopwatch, whose reads tell where the
+    // menu turns up (make mac-verify).
+    gaugely::TimedAccessibility timedAccessibility{accessibility, clock};
+    gaugely::TreeWhereabouts whereabouts;
     gaugely::MacPreferences preferences;
     gaugely::MacUserNotificationCenter notifications;
     gaugely::MacBundleInformation bundle;
@@ -73,6 +82,14 @@ struct MacPlatform {
 };
 
 std::string newUUID() { return NSUUID.UUID.UUIDString.UTF8String; }
+
+std::vector<std::string> launchArguments() {
+    std::vector<std::string> arguments;
+    for (NSString* argument in NSProcessInfo.processInfo.arguments) {
+        arguments.emplace_back(argument.UTF8String);
+    }
+    return arguments;
+}
 
 NSMenu* mainMenu(const std::vector<gaugely::AppMenu>& menus) {
     NSMenu* main = [[NSMenu alloc] init];
@@ -108,6 +125,7 @@ NSMenu* mainMenu(const std::vector<gaugely::AppMenu>& menus) {
     GaugelySettingsWindowController* _settings;
     GaugelyTextWindowController* _textWindows;
     NSImage* _templateImage;
+    GaugelyVerification* _verification;
 }
 
 - (void)applicationDidFinishLaunching:(NSNotification*)notification {
@@ -120,6 +138,25 @@ NSMenu* mainMenu(const std::vector<gaugely::AppMenu>& menus) {
         [NSApp terminate:nil];
         return;
     }
+
+    const auto verification = gaugely::verificationOptions(launchArguments());
+    if (verification && std::holds_alternative<std::string>(*verification)) {
+        NSLog(@"Gaugely: %s", std::get<std::string>(*verification).c_str());
+        [NSApp terminate:nil];
+        return;
+    }
+    const bool verifying = verification.has_value();
+    if (verifying) {
+        platform.timedAccessibility.setReadObserver(
+            [&platform](const gaugely::AXElement& element,
+                        std::span<const std::string_view> attributes,
+                        std::span<const gaugely::AXAttributeResult> results) {
+                platform.whereabouts.observe(element, attributes, results);
+            });
+    }
+    gaugely::Accessibility& accessibility =
+        verifying ? static_cast<gaugely::Accessibility&>(platform.timedAccessibility)
+                  : platform.accessibility;
 
     __weak GaugelyAppDelegate* weakSelf = self;
     gaugely::SettingsWindowSurface settingsWindow{
@@ -135,8 +172,8 @@ NSMenu* mainMenu(const std::vector<gaugely::AppMenu>& menus) {
                                     [weakSelf chooseCodexFolderStartingAt:nsString(folder)];
                                 }};
     gaugely::AppPorts ports{
-        gaugely::ReaderEnvironment{platform.accessibility, platform.input, platform.workspace,
-                                   platform.mainQueue, platform.clock, platform.log,
+        gaugely::ReaderEnvironment{accessibility, platform.input, platform.workspace,
+                                   platform.mainQueue, platform.clock, platform.traces,
                                    platform.preferences, platform.notifications, newUUID},
         platform.bundle,
         platform.updates,
@@ -192,10 +229,42 @@ NSMenu* mainMenu(const std::vector<gaugely::AppMenu>& menus) {
         }];
     _app->addObserver([weakSelf] { [weakSelf render]; });
     [self render];
+    if (verifying) {
+        // No first-run alert: the checks run unattended.
+        [self startVerification:std::get<gaugely::VerificationOptions>(*verification)];
+        return;
+    }
     // The onboarding waits until the status items exist and the menu bar has been laid out.
     if (_statusItems.refreshItemHasButton) {
         _app->refreshItemReady();
     }
+}
+
+- (void)startVerification:(const gaugely::VerificationOptions&)options {
+    MacPlatform& platform = *_platform;
+    gaugely::VerificationEnvironment environment{platform.timedAccessibility,
+                                                 platform.whereabouts,
+                                                 platform.workspace,
+                                                 platform.input,
+                                                 platform.mainQueue,
+                                                 platform.clock,
+                                                 platform.notifications,
+                                                 platform.loginItems,
+                                                 platform.bundle,
+                                                 NSHomeDirectory().UTF8String,
+                                                 _app->reader(),
+                                                 platform.traces,
+                                                 std::nullopt,
+                                                 gaugely::manualAccessibilityAnswer};
+#if GAUGELY_WITH_SPARKLE
+    gaugely::SparkleUpdateFramework* sparkle = &platform.updates;
+#else
+    gaugely::SparkleUpdateFramework* sparkle = nullptr;
+#endif
+    _verification = [[GaugelyVerification alloc] initWithOptions:options
+                                                     environment:environment
+                                                         sparkle:sparkle];
+    [_verification start];
 }
 
 - (BOOL)settingsWindowIsKey {
@@ -275,7 +344,34 @@ NSMenu* mainMenu(const std::vector<gaugely::AppMenu>& menus) {
 
 - (void)showAbout {
     NSImage* icon = [NSBundle.mainBundle imageForResource:@"Gaugely"];
-    [_textWindows showAbout:_app->metadata().aboutPresentation appIcon:icon];
+    __weak GaugelyAppDelegate* weakSelf = self;
+    [_textWindows showAbout:_app->metadata().aboutPresentation
+                    appIcon:icon
+            copyDiagnostics:^{
+              [weakSelf copyDiagnostics];
+            }];
+}
+
+- (void)copyDiagnostics {
+    __weak GaugelyAppDelegate* weakSelf = self;
+    gaugely::gatherSystemFacts([weakSelf](gaugely::SystemFacts facts) {
+        GaugelyAppDelegate* strongSelf = weakSelf;
+        if (strongSelf == nil) {
+            return;
+        }
+        MacPlatform& platform = *strongSelf->_platform;
+        gaugely::collectDiagnostics(
+            {{platform.accessibility, platform.input, platform.notifications, platform.loginItems,
+              platform.mainQueue},
+             platform.bundle,
+             NSHomeDirectory().UTF8String,
+             platform.traces},
+            std::move(facts), [](std::string text) {
+                NSPasteboard* pasteboard = NSPasteboard.generalPasteboard;
+                [pasteboard clearContents];
+                [pasteboard setString:nsString(text) forType:NSPasteboardTypeString];
+            });
+    });
 }
 
 - (void)showPrivacy {

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "Meterlane/App/AppKitText.h"
+#include "Meterlane/Verification/DiagnosticsText.h"
 #include "Meterlane/macOS/MacActivation.h"
 
 using gaugely::nsString;
@@ -45,6 +46,7 @@ NSTextField* paragraph(const std::string& text, NSFont* font) {
     NSWindow* _about;
     NSWindow* _privacy;
     NSString* _copiedText;
+    void (^_copyDiagnostics)(void);
 }
 
 - (void)present:(NSWindow*)window {
@@ -52,7 +54,10 @@ NSTextField* paragraph(const std::string& text, NSFont* font) {
     [window makeKeyAndOrderFront:nil];
 }
 
-- (void)showAbout:(const gaugely::AboutPresentation&)about appIcon:(NSImage*)icon {
+- (void)showAbout:(const gaugely::AboutPresentation&)about
+            appIcon:(NSImage*)icon
+    copyDiagnostics:(void (^)(void))copyDiagnostics {
+    _copyDiagnostics = copyDiagnostics;
     if (_about == nil) {
         NSMutableArray<NSView*>* views = [NSMutableArray array];
         if (icon != nil) {
@@ -74,6 +79,9 @@ NSTextField* paragraph(const std::string& text, NSFont* font) {
         [views addObject:[NSButton buttonWithTitle:nsString(about.copyActionTitle)
                                             target:self
                                             action:@selector(copyVersionInfo:)]];
+        [views addObject:[NSButton buttonWithTitle:nsString(gaugely::copyDiagnosticsTitle)
+                                            target:self
+                                            action:@selector(copyDiagnostics:)]];
         _about =
             makeWindow([NSString stringWithFormat:@"About %@", nsString(about.appName)], views);
     }
@@ -84,6 +92,12 @@ NSTextField* paragraph(const std::string& text, NSFont* font) {
     NSPasteboard* pasteboard = NSPasteboard.generalPasteboard;
     [pasteboard clearContents];
     [pasteboard setString:_copiedText forType:NSPasteboardTypeString];
+}
+
+- (void)copyDiagnostics:(id)sender {
+    if (_copyDiagnostics != nil) {
+        _copyDiagnostics();
+    }
 }
 
 - (void)showPrivacy:(const gaugely::PrivacyPermissionsInformation&)privacy

@@ -8,6 +8,7 @@
 #include <memory>
 #include <string>
 
+#include "Meterlane/Verification/UpdateFrameworkEvent.h"
 #include "SharedUpdateSupport/UpdateFramework.h"
 
 namespace gaugely {
@@ -24,6 +25,12 @@ class SparkleUpdateFramework final : public UpdateFramework {
     void probe() override;
     void installApprovedBuild(const std::string& build) override;
     bool sessionBusy() const override;
+
+    // For `make mac-verify`: every callback of Sparkle's is told to the observer as it arrives
+    // (a question to the user driver before its reply); none stops the reports.
+    void setObserver(UpdateFrameworkObserver* observer);
+    // Ends the approval of the build being installed, as dismissing the installation does.
+    void withdrawApproval();
 
   private:
     struct Objects;

@@ -27,6 +27,36 @@ UpdateCandidate candidateFrom(SUAppcastItem* item) {
                            absoluteText(item.infoURL), absoluteText(item.fileURL)};
 }
 
+UpdateFrameworkEvent event(UpdateFrameworkEvent::Kind kind, SUAppcastItem* item = nil,
+                           NSError* error = nil) {
+    UpdateFrameworkEvent event = UpdateFrameworkEvent::of(kind);
+    if (item != nil) {
+        event.build = stringFrom(item.versionString);
+    }
+    if (error != nil) {
+        event.error = UpdateFrameworkError{stringFrom(error.domain), error.code,
+                                           stringFrom(error.localizedDescription)};
+    }
+    return event;
+}
+
+// How Sparkle judged the feed's signature: a property from 2.9 on, asked by name so the adapter
+// still builds against older headers.
+std::optional<UpdateFrameworkEvent::Signature> signatureOf(SUAppcast* appcast) {
+    if (![appcast respondsToSelector:NSSelectorFromString(@"signingValidationStatus")]) {
+        return std::nullopt;
+    }
+    const NSInteger status = [[appcast valueForKey:@"signingValidationStatus"] integerValue];
+    switch (status) {
+        case 0:
+            return UpdateFrameworkEvent::Signature::notChecked;
+        case 1:
+            return UpdateFrameworkEvent::Signature::valid;
+        default:
+            return UpdateFrameworkEvent::Signature::invalid;
+    }
+}
+
 UpdateFoundStage stageFrom(SPUUserUpdateStage stage) {
     switch (stage) {
         case SPUUserUpdateStageNotDownloaded:
@@ -58,6 +88,7 @@ SPUUserUpdateChoice choiceFrom(UpdateReply reply) {
 // showing no window but the progress of an approved installation.
 @interface GaugelyApprovedInstallUserDriver : SPUStandardUserDriver
 @property(nonatomic, copy, nullable) NSString* approvedBuild;
+@property(nonatomic, assign) UpdateFrameworkObserver* observer;
 @end
 
 @implementation GaugelyApprovedInstallUserDriver
@@ -73,6 +104,19 @@ SPUUserUpdateChoice choiceFrom(UpdateReply reply) {
 
 - (BOOL)choiceFor:(NSString*)build {
     return isApprovedBuild([self approved], stringFrom(build));
+}
+
+- (void)tell:(const UpdateFrameworkEvent&)event {
+    if (self.observer != nullptr) {
+        self.observer->frameworkEvent(event);
+    }
+}
+
+- (SPUUserUpdateChoice)reply:(UpdateReply)reply {
+    UpdateFrameworkEvent replied = UpdateFrameworkEvent::of(UpdateFrameworkEvent::Kind::replied);
+    replied.reply = reply;
+    [self tell:replied];
+    return choiceFrom(reply);
 }
 
 - (void)showUpdatePermissionRequest:(SPUUpdatePermissionRequest*)request
@@ -91,8 +135,11 @@ SPUUserUpdateChoice choiceFrom(UpdateReply reply) {
 - (void)showUpdateFoundWithAppcastItem:(SUAppcastItem*)appcastItem
                                  state:(SPUUserUpdateState*)state
                                  reply:(void (^)(SPUUserUpdateChoice))reply {
-    reply(choiceFrom(replyToUpdateFound([self approved], stringFrom(appcastItem.versionString),
-                                        stageFrom(state.stage))));
+    UpdateFrameworkEvent asked = event(UpdateFrameworkEvent::Kind::askedUpdateFound, appcastItem);
+    asked.stage = stageFrom(state.stage);
+    [self tell:asked];
+    reply([self reply:replyToUpdateFound([self approved], stringFrom(appcastItem.versionString),
+                                         stageFrom(state.stage))]);
 }
 
 - (void)showUpdateReleaseNotesWithDownloadData:(SPUDownloadData*)downloadData {
@@ -155,7 +202,8 @@ SPUUserUpdateChoice choiceFrom(UpdateReply reply) {
 }
 
 - (void)showReadyToInstallAndRelaunch:(void (^)(SPUUserUpdateChoice))reply {
-    reply(choiceFrom(replyToReadyToInstall([self approved])));
+    [self tell:event(UpdateFrameworkEvent::Kind::askedReadyToInstall)];
+    reply([self reply:replyToReadyToInstall([self approved])]);
 }
 
 - (void)showInstallingUpdateWithApplicationTerminated:(BOOL)applicationTerminated
@@ -179,6 +227,7 @@ SPUUserUpdateChoice choiceFrom(UpdateReply reply) {
 }
 
 - (void)dismissUpdateInstallation {
+    [self tell:event(UpdateFrameworkEvent::Kind::installationDismissed)];
     self.approvedBuild = nil;
     [super dismissUpdateInstallation];
 }
@@ -188,9 +237,16 @@ SPUUserUpdateChoice choiceFrom(UpdateReply reply) {
 // Hands Sparkle's delegate calls to the updater model.
 @interface GaugelySparkleDelegate : NSObject <SPUUpdaterDelegate>
 @property(nonatomic, assign) UpdateFrameworkDelegate* client;
+@property(nonatomic, assign) UpdateFrameworkObserver* observer;
 @end
 
 @implementation GaugelySparkleDelegate
+
+- (void)tell:(const UpdateFrameworkEvent&)event {
+    if (self.observer != nullptr) {
+        self.observer->frameworkEvent(event);
+    }
+}
 
 - (nullable NSString*)feedURLStringForUpdater:(SPUUpdater*)updater {
     (void)updater;
@@ -208,6 +264,11 @@ SPUUserUpdateChoice choiceFrom(UpdateReply reply) {
         candidates.push_back(candidateFrom(item));
     }
     const std::optional<std::size_t> chosen = self.client->chooseItem(candidates);
+    UpdateFrameworkEvent offered = event(UpdateFrameworkEvent::Kind::itemsOffered);
+    offered.items = candidates.size();
+    offered.chosen = chosen;
+    offered.signature = signatureOf(appcast);
+    [self tell:offered];
     return chosen ? appcast.items[*chosen] : SUAppcastItem.emptyAppcastItem;
 }
 
@@ -220,17 +281,56 @@ SPUUserUpdateChoice choiceFrom(UpdateReply reply) {
     if (item.date) {
         update.date = Date{item.date.timeIntervalSinceReferenceDate};
     }
+    [self tell:event(UpdateFrameworkEvent::Kind::updateFound, item)];
     self.client->didFindUpdate(update);
 }
 
 - (void)updaterDidNotFindUpdate:(SPUUpdater*)updater error:(NSError*)error {
     (void)updater;
-    (void)error;
+    [self tell:event(UpdateFrameworkEvent::Kind::noUpdateFound, nil, error)];
     self.client->didNotFindUpdate();
+}
+
+- (void)updater:(SPUUpdater*)updater didDownloadUpdate:(SUAppcastItem*)item {
+    (void)updater;
+    [self tell:event(UpdateFrameworkEvent::Kind::downloaded, item)];
+}
+
+- (void)updater:(SPUUpdater*)updater
+    failedToDownloadUpdate:(SUAppcastItem*)item
+                     error:(NSError*)error {
+    (void)updater;
+    [self tell:event(UpdateFrameworkEvent::Kind::downloadFailed, item, error)];
+}
+
+- (void)updater:(SPUUpdater*)updater didExtractUpdate:(SUAppcastItem*)item {
+    (void)updater;
+    [self tell:event(UpdateFrameworkEvent::Kind::extracted, item)];
+}
+
+- (void)updater:(SPUUpdater*)updater willInstallUpdate:(SUAppcastItem*)item {
+    (void)updater;
+    [self tell:event(UpdateFrameworkEvent::Kind::willInstall, item)];
+}
+
+// Told, not taken over: NO leaves the installation on quit to Sparkle, as without this method.
+- (BOOL)updater:(SPUUpdater*)updater
+       willInstallUpdateOnQuit:(SUAppcastItem*)item
+    immediateInstallationBlock:(void (^)(void))immediateInstallHandler {
+    (void)updater;
+    (void)immediateInstallHandler;
+    [self tell:event(UpdateFrameworkEvent::Kind::willInstallOnQuit, item)];
+    return NO;
+}
+
+- (void)updater:(SPUUpdater*)updater didAbortWithError:(NSError*)error {
+    (void)updater;
+    [self tell:event(UpdateFrameworkEvent::Kind::aborted, nil, error)];
 }
 
 - (void)updaterWillRelaunchApplication:(SPUUpdater*)updater {
     (void)updater;
+    [self tell:event(UpdateFrameworkEvent::Kind::relaunching)];
     self.client->willRelaunch();
 }
 
@@ -241,6 +341,7 @@ SPUUserUpdateChoice choiceFrom(UpdateReply reply) {
     (void)updateCheck;
     const bool noUpdate =
         [error.domain isEqualToString:SUSparkleErrorDomain] && error.code == SUNoUpdateError;
+    [self tell:event(UpdateFrameworkEvent::Kind::cycleFinished, nil, error)];
     self.client->didFinishCycle(frameworkCycleFailed(error != nil, noUpdate));
 }
 
@@ -252,6 +353,7 @@ struct SparkleUpdateFramework::Objects {
     GaugelyApprovedInstallUserDriver* driver = nil;
     GaugelySparkleDelegate* delegate = nil;
     SPUUpdater* updater = nil;
+    UpdateFrameworkObserver* observer = nullptr;
 };
 
 SparkleUpdateFramework::SparkleUpdateFramework() : objects_(std::make_unique<Objects>()) {}
@@ -262,8 +364,10 @@ void SparkleUpdateFramework::start(UpdateFrameworkDelegate& delegate) {
     NSBundle* bundle = NSBundle.mainBundle;
     objects_->delegate = [[GaugelySparkleDelegate alloc] init];
     objects_->delegate.client = &delegate;
+    objects_->delegate.observer = objects_->observer;
     objects_->driver = [[GaugelyApprovedInstallUserDriver alloc] initWithHostBundle:bundle
                                                                            delegate:nil];
+    objects_->driver.observer = objects_->observer;
     objects_->updater = [[SPUUpdater alloc] initWithHostBundle:bundle
                                              applicationBundle:bundle
                                                     userDriver:objects_->driver
@@ -288,5 +392,13 @@ void SparkleUpdateFramework::installApprovedBuild(const std::string& build) {
 bool SparkleUpdateFramework::sessionBusy() const {
     return objects_->updater == nil || objects_->updater.sessionInProgress;
 }
+
+void SparkleUpdateFramework::setObserver(UpdateFrameworkObserver* observer) {
+    objects_->observer = observer;
+    objects_->delegate.observer = observer;
+    objects_->driver.observer = observer;
+}
+
+void SparkleUpdateFramework::withdrawApproval() { objects_->driver.approvedBuild = nil; }
 
 }  // namespace gaugely

@@ -1,0 +1,185 @@
+#include <gtest/gtest.h>
+
+#include "Meterlane/Simulation/MemoryBundleInformation.h"
+#include "Meterlane/Simulation/MemoryPreferences.h"
+#include "Meterlane/Simulation/VirtualTime.h"
+#include "Meterlane/Verification/UpdateCheckVerification.h"
+#include "Meterlane/Verification/VerificationPlan.h"
+#include "verification/ScriptedFramework.h"
+
+namespace gaugely {
+namespace {
+
+constexpr const char* feed = "http://127.0.0.1:8431/updates/gaugely/appcast.xml";
+constexpr const char* throwAwayKey = "AAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAA=";
+
+struct UpdateWorld {
+    VirtualTime time;
+    MemoryPreferences defaults;
+    ScriptedFramework framework{time, defaults};
+    bool withdraws = true;
+    bool finished = false;
+    std::unique_ptr<UpdateCheckVerification> checks;
+
+    Findings run() {
+        UpdateCheckPorts ports{
+            framework, time, defaults,
+            [this] {
+                if (withdraws) {
+                    framework.approved.reset();
+                }
+            },
+            [this](UpdateFrameworkObserver* observer) { framework.observer = observer; }};
+        UpdateCheckSettings settings{feed,
+                                     "http://127.0.0.1:8431/updates/gaugely/tampered-appcast.xml",
+                                     "com.vostrel.gaugely.mac-verify"};
+        // A skip left by an earlier run is cleared first.
+        defaults.setString("SUSkippedVersion", "4");
+        checks =
+            std::make_unique<UpdateCheckVerification>(ports, settings, [this] { finished = true; });
+        checks->start();
+        time.runUntil([this] { return finished; }, 3600);
+        return checks->findings();
+    }
+};
+
+TEST(UpdateChecks, EachFindingFollowsWhatTheFrameworkDid) {
+    using S = FindingStatus;
+    struct Case {
+        const char* name;
+        std::function<void(UpdateWorld&)> arrange;
+        std::map<std::string_view, FindingStatus> expected;  // the rest confirmed
+    };
+    const Case cases[] = {
+        {"as documented", [](UpdateWorld&) {}, {}},
+        {"no signature status (before 2.9)",
+         [](UpdateWorld& world) { world.framework.reportsSignature = false; },
+         {{finding::updateSignatureVerified, S::observed}}},
+        {"tampered feed accepted",
+         [](UpdateWorld& world) { world.framework.acceptsTamperedFeed = true; },
+         {{finding::updateTamperedRefused, S::failed}}},
+        {"dismissal remembered as a skip",
+         [](UpdateWorld& world) { world.framework.dismissRecordsSkip = true; },
+         {{finding::updateDismissRecordsNoSkip, S::failed}}},
+        {"approval kept: it installs",
+         [](UpdateWorld& world) { world.withdraws = false; },
+         {{finding::updateSkipAfterDownload, S::failed}}},
+        {"no item in the feed",
+         [](UpdateWorld& world) { world.framework.items.clear(); },
+         {{finding::updateFeedRead, S::failed},
+          {finding::updateProbeSilent, S::notRun},
+          {finding::updateDismissRecordsNoSkip, S::failed},
+          {finding::updateSkipAfterDownload, S::failed}}},
+    };
+    for (const Case& entry : cases) {
+        UpdateWorld world;
+        entry.arrange(world);
+        const Findings findings = world.run();
+        ASSERT_TRUE(world.finished) << entry.name;
+        for (const VerificationStep& step : verificationPlan()) {
+            if (std::string_view(step.id) != "updates") {
+                continue;
+            }
+            for (const VerificationFinding& finding : step.findings) {
+                const auto expected = entry.expected.find(finding.id);
+                const FindingStatus status =
+                    expected == entry.expected.end() ? S::confirmed : expected->second;
+                const auto found = findings.find(finding.id);
+                ASSERT_NE(found, findings.end()) << entry.name << ": " << finding.id;
+                EXPECT_EQ(found->second.status, status)
+                    << entry.name << ": " << finding.id << ": " << found->second.detail;
+            }
+        }
+        EXPECT_EQ(world.checks->stages().size(), 6u) << entry.name;
+        EXPECT_EQ(world.framework.observer, nullptr) << entry.name;
+    }
+}
+
+TEST(UpdateChecks, AFrameworkThatNeverAnswersTimesEachStageOut) {
+    UpdateWorld world;
+    world.framework.neverAnswers = true;
+    const Findings findings = world.run();
+    ASSERT_TRUE(world.finished);
+    for (const UpdateStageResult& stage : world.checks->stages()) {
+        EXPECT_TRUE(stage.outcome.starts_with("timed out") || stage.outcome.starts_with("not run"))
+            << stage.id << ": " << stage.outcome;
+    }
+    for (const auto& [id, result] : findings) {
+        EXPECT_NE(result.status, FindingStatus::confirmed) << id;
+    }
+}
+
+TEST(UpdateChecks, TheStagesRecordWhatTheFrameworkSaidInOrder) {
+    UpdateWorld world;
+    world.run();
+    const auto& stages = world.checks->stages();
+    ASSERT_EQ(stages.size(), 6u);
+    EXPECT_EQ(stages[0].events,
+              (std::vector<std::string>{"itemsOffered 1 item, chose #1, signature valid",
+                                        "cycleFinished"}));
+    EXPECT_EQ(stages[0].outcome, "update found: build 4; the cycle ended");
+    EXPECT_EQ(stages[1].outcome,
+              "nothing found; the cycle failed (SUSparkleErrorDomain 1000 (bad signature))");
+    EXPECT_EQ(stages[3].events, (std::vector<std::string>{
+                                    "itemsOffered 1 item, chose #1, signature valid",
+                                    "askedUpdateFound build 4 at notDownloaded", "replied dismiss",
+                                    "installationDismissed", "cycleFinished"}));
+    EXPECT_EQ(stages[5].events, (std::vector<std::string>{
+                                    "itemsOffered 1 item, chose #1, signature valid",
+                                    "askedUpdateFound build 4 at notDownloaded", "replied install",
+                                    "downloaded", "extracted", "askedReadyToInstall",
+                                    "replied skip", "installationDismissed", "cycleFinished"}));
+}
+
+TEST(UpdateChecks, OnlyACopyWhoseOverrideKeysPointAtALocalFeedRunsThem) {
+    const auto bundle = [](std::function<void(MemoryBundleInformation&)> change) {
+        MemoryBundleInformation info("com.vostrel.gaugely", "/tmp/Gaugely.app");
+        info.set("SUDefaultsDomain", std::string("com.vostrel.gaugely.mac-verify"));
+        info.set("SUFeedURL", std::string(feed));
+        info.set("SUPublicEDKey", std::string(throwAwayKey));
+        info.set("SURequireSignedFeed", true);
+        change(info);
+        return updateCheckSettings(info);
+    };
+    const auto good = bundle([](MemoryBundleInformation&) {});
+    ASSERT_TRUE(std::holds_alternative<UpdateCheckSettings>(good));
+    EXPECT_EQ(
+        std::get<UpdateCheckSettings>(good),
+        (UpdateCheckSettings{feed, "http://127.0.0.1:8431/updates/gaugely/tampered-appcast.xml",
+                             "com.vostrel.gaugely.mac-verify"}));
+
+    const std::function<void(MemoryBundleInformation&)> refused[] = {
+        [](MemoryBundleInformation& info) { info.remove("SUDefaultsDomain"); },
+        [](MemoryBundleInformation& info) {
+            info.set("SUDefaultsDomain", std::string("com.vostrel.gaugely"));
+        },
+        [](MemoryBundleInformation& info) {
+            info.set("SUDefaultsDomain", std::string("com.vostrel.gaugely.updater"));
+        },
+        [](MemoryBundleInformation& info) {
+            info.set("SUFeedURL",
+                     std::string("https://updates.example.com/updates/gaugely/appcast.xml"));
+        },
+        [](MemoryBundleInformation& info) {
+            info.set("SUFeedURL", std::string("http://127.0.0.1.example.com/appcast.xml"));
+        },
+        [](MemoryBundleInformation& info) {
+            info.set("SUFeedURL", std::string("http://127.0.0.1:8431/feed.rss"));
+        },
+        [](MemoryBundleInformation& info) {
+            info.set("SUPublicEDKey", std::string("nj3NGe5GXG9LDWVuACX99yT7PqTLXzkKh0TmE1QIM6Q="));
+        },
+        [](MemoryBundleInformation& info) { info.set("SUPublicEDKey", std::string("short")); },
+        [](MemoryBundleInformation& info) { info.set("SURequireSignedFeed", false); },
+    };
+    for (std::size_t index = 0; index < std::size(refused); ++index) {
+        EXPECT_TRUE(std::holds_alternative<std::string>(bundle(refused[index]))) << index;
+    }
+    const auto localhost = bundle([](MemoryBundleInformation& info) {
+        info.set("SUFeedURL", std::string("http://localhost:9/appcast.xml"));
+    });
+    EXPECT_TRUE(std::holds_alternative<UpdateCheckSettings>(localhost));
+}
+
+}  // namespace
+}  // namespace gaugely
