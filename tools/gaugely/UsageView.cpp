@@ -176,7 +176,10 @@ void UsageView::waiting(const UsageReader& reader) {
             return;
         case Style::format:
         case Style::waybar:
-            statusLineOutput(reader, false);
+            // Before the first look there is nothing to say yet, and a bar would flash "—".
+            if (reader.codexLogsState().looked) {
+                statusLineOutput(reader, false);
+            }
             return;
         case Style::text:
         case Style::live:
