@@ -13,6 +13,9 @@ PopoverInput popoverInput(const UsageReader& reader) {
     input.source = reader.snapshotSource();
     for (const QuotaWindow window : allCases<QuotaWindow>()) {
         input.usagePace[window] = reader.usagePace(window);
+        if (const auto resetsAt = reader.windowResetsAt(window)) {
+            input.resetsAt[window] = *resetsAt;
+        }
     }
     input.statusMessage = reader.userFacingStatusMessage();
     input.refreshFrequency = reader.refreshFrequency();
