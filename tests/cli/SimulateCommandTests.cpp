@@ -344,6 +344,27 @@ TEST_F(Simulate, RepeatedRefreshesAtALatencyShowTheirCostPerRefresh) {
     }
 }
 
+// Where Codex's menu appears is kept in the defaults file: a second run on it refreshes at the
+// cost of a later refresh of one session, not at the first one's.
+TEST_F(Simulate, TheFirstRefreshAfterARestartCostsWhatALaterOneDoes) {
+    const std::vector<std::string> arguments{
+        "simulate",   "--virtual",    "--scenario",   "manual", "--plan", "plus",
+        "--defaults", path("d.json"), "--ax-latency", "1",      "--stats"};
+    const ToolResult first = run(arguments);
+    const ToolResult restarted = run(arguments);
+    ASSERT_EQ(first.status, 0) << first.err;
+    ASSERT_EQ(restarted.status, 0) << restarted.err;
+    const auto before = statisticsRows(first.out);
+    const auto after = statisticsRows(restarted.out);
+    ASSERT_EQ(before.size(), 1u) << first.out;
+    ASSERT_EQ(after.size(), 1u) << restarted.out;
+    EXPECT_GT(before[0].roundTrips, 9000u) << before[0].line;
+    EXPECT_LE(after[0].roundTrips, 9000u) << after[0].line;
+    EXPECT_LE(after[0].menuOpen, 1.0) << after[0].line;
+    EXPECT_NE(after[0].line.find("success — snapshot committed; cleanup closed"),
+              std::string::npos);
+}
+
 TEST_F(Simulate, LatencyAndRepeatArgumentsAreChecked) {
     const struct {
         std::vector<std::string> arguments;
