@@ -43,7 +43,7 @@ void RefreshRun::start() {
 }
 
 AXElement RefreshRun::applicationElement(const RunningApplication& codex) {
-    return reader_.env_.accessibility.applicationElement(codex.processIdentifier);
+    return reader_.search_.applicationElement(codex);
 }
 
 double RefreshRun::pollDelay(int attempt) {
