@@ -365,6 +365,39 @@ TEST_F(Simulate, TheFirstRefreshAfterARestartCostsWhatALaterOneDoes) {
               std::string::npos);
 }
 
+// The story's clock stands still while Codex answers, and a scenario runs until its refreshes
+// end: the scenarios that notify (or update) tell the same story at any latency.
+TEST_F(Simulate, ScenariosTellTheSameStoryAtAnyLatency) {
+    const auto told = [](const std::string& out) {
+        std::vector<std::string> lines;
+        std::istringstream in(out);
+        for (std::string line; std::getline(in, line);) {
+            for (const std::string kind : {"] notification: ", "] updater: message: "}) {
+                if (const auto at = line.find(kind); at != std::string::npos) {
+                    lines.push_back(line.substr(at + 2));
+                }
+            }
+        }
+        return lines;
+    };
+    for (const std::string scenario : {"low-usage", "reset", "update", "demo"}) {
+        std::vector<std::string> atZero;
+        for (const std::string latency : {"0", "1", "10"}) {
+            const ToolResult result = run(
+                {"simulate", "--virtual", "--scenario", scenario, "--plan", "plus", "--defaults",
+                 path(scenario + "-" + latency + ".json"), "--ax-latency", latency});
+            ASSERT_EQ(result.status, 0) << result.err;
+            const std::vector<std::string> lines = told(result.out);
+            if (latency == "0") {
+                atZero = lines;
+                EXPECT_FALSE(atZero.empty()) << scenario;
+            } else {
+                EXPECT_EQ(lines, atZero) << scenario << " at " << latency << " ms:\n" << result.out;
+            }
+        }
+    }
+}
+
 TEST_F(Simulate, LatencyAndRepeatArgumentsAreChecked) {
     const struct {
         std::vector<std::string> arguments;
