@@ -93,8 +93,10 @@ UsageSection usageSection(std::string title, const std::string& percentage,
     section.title = std::move(title);
     section.percentage = percentage;
     section.progress = usageProgress(percentage);
-    if (reset) {
-        section.resetLine = "Reset " + *reset;
+    // A log reading may lack a window, or a window's reset time.
+    if (reset && *reset != notFoundText) {
+        section.resetLine =
+            (input.windowsShownAsReset.contains(window) ? "Was reset at " : "Reset ") + *reset;
     }
     if (const auto pace = input.usagePace.find(window); pace != input.usagePace.end()) {
         const UsagePaceEstimate& estimate = pace->second;
@@ -119,8 +121,11 @@ std::vector<UsageSection> usageSections(const PopoverInput& input, const TimeFor
                     usageSection("Weekly", snapshot.weekly, snapshot.weeklyReset,
                                  QuotaWindow::weekly, input, formatter)};
         case CodexPlan::pro:
-            // The pro reading has no reset time to show.
-            return {usageSection("General Weekly", snapshot.weekly, std::nullopt,
+            // The menu's pro reading has no reset time to show; the logs' has.
+            return {usageSection("General Weekly", snapshot.weekly,
+                                 input.source == UsageSource::codexLogs
+                                     ? std::optional<std::string>(snapshot.weeklyReset)
+                                     : std::nullopt,
                                  QuotaWindow::weekly, input, formatter)};
     }
     return {};
