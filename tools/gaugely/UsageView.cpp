@@ -30,7 +30,8 @@ std::string UsageView::statusLine(const UsageReader& reader) const {
     return codexLogsStatusText(
         reader.codexLogsState(),
         codexSessionsFolder(abbreviatedCodexFolder(reader.codexLogsFolderPath(), homeFolder_)),
-        reader.codexPlan(), [this](Date date) { return formatter_.timeOfDay(date, false); });
+        reader.codexPlan(), [this](Date date) { return formatter_.timeOfDay(date, false); },
+        PlanChoiceHint::commandLine);
 }
 
 void UsageView::reading(const UsageReader& reader) {
@@ -51,6 +52,8 @@ void UsageView::reading(const UsageReader& reader) {
             entry["reset"] = reader.snapshot().reset(window);
             const auto resetsAt = reader.windowResetsAt(window);
             entry["resetsAt"] = resetsAt ? Json(isoText(*resetsAt)) : Json();
+            // The window's reset time has passed with no newer line: shown as reset.
+            entry["resetPassed"] = reader.windowsShownAsReset().contains(window);
             const UsagePaceEstimate pace = reader.usagePace(window);
             if (pace.kind == UsagePaceEstimate::Kind::noEstimate) {
                 entry["pace"] = Json();
