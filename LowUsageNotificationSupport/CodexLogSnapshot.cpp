@@ -1,36 +1,21 @@
 #include "LowUsageNotificationSupport/CodexLogSnapshot.h"
 
-// A log line becomes the snapshot the plan's menu would have shown, so everything downstream (the
-// alerts, the reset detection, the menu bar) treats a log reading and a menu reading alike.
+// What the logs have said becomes the snapshot the plan's menu would have shown, so everything
+// downstream (the alerts, the reset detection, the menu bar) treats a log reading and a menu
+// reading alike.
 //
-// Refusals are checked by kind, in the order of the enumeration after the timestamp: a missing
-// window before an unreadable value before a stale one. When the line lists two windows of the
-// same length the first listed is read. A snapshot the menu's own completeness test would refuse
-// (a reset text the formatter could not write) is refused as a missing window: it cannot be shown.
+// Refusals are checked in this order: what the newest line is (too old a Codex, no limits), a
+// time in the future, a plan other than the chosen one, then the windows. A window shows as
+// reset once its reset time (CodexLogReadings::effectiveReset) has passed.
 
 #include <algorithm>
 #include <cmath>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include "LowUsageNotificationSupport/QuotaSchema.h"
 
 namespace gaugely {
-
-std::optional<QuotaWindow> quotaWindowForMinutes(int windowMinutes) {
-    if (windowMinutes == fiveHourWindowMinutes) {
-        return QuotaWindow::fiveHour;
-    }
-    if (windowMinutes == weeklyWindowMinutes) {
-        return QuotaWindow::weekly;
-    }
-    if (windowMinutes >= shortestMonthlyWindowMinutes &&
-        windowMinutes <= longestMonthlyWindowMinutes) {
-        return QuotaWindow::monthly;
-    }
-    return std::nullopt;
-}
 
 std::optional<int> codexLogRemainingPercent(double usedPercent) {
     if (!std::isfinite(usedPercent) || usedPercent < 0) {
@@ -57,71 +42,80 @@ std::pair<std::string UsageSnapshot::*, std::string UsageSnapshot::*> fields(Quo
     return {&UsageSnapshot::monthly, &UsageSnapshot::monthlyReset};
 }
 
-// The line's window of each length it states, the first listed when two share a length.
-std::map<QuotaWindow, CodexLogRateWindow> windowsByLength(const CodexLogUsageLine& line) {
-    std::map<QuotaWindow, CodexLogRateWindow> windows;
-    for (const auto& window : {line.primary, line.secondary}) {
-        if (!window) {
-            continue;
-        }
-        if (const std::optional<QuotaWindow> length =
-                quotaWindowForMinutes(window->windowMinutes)) {
-            windows.try_emplace(*length, *window);
-        }
-    }
-    return windows;
+std::string resetText(QuotaWindow window, Date at, const ResetTextFormatter& formatReset) {
+    const std::string text =
+        formatReset(at, window == QuotaWindow::fiveHour ? fiveHourResetPattern : dateResetPattern);
+    return text.empty() ? std::string(notFoundText) : text;
 }
 
 }  // namespace
 
-CodexLogSnapshotResult codexLogSnapshot(CodexPlan plan, const CodexLogUsageLine& line, Date now,
+CodexLogSnapshotResult codexLogSnapshot(CodexPlan plan, const CodexLogReadings& readings, Date now,
                                         const ResetTextFormatter& formatReset) {
     const auto refuse = [](CodexLogRefusal refusal) {
         return CodexLogSnapshotResult{std::nullopt, refusal};
     };
-    if (line.timestamp.timeIntervalSince(now) > codexLogClockTolerance) {
+    switch (readings.newest()) {
+        case CodexLogReadings::Newest::tooOld:
+            return refuse(CodexLogRefusal::tooOldVersion);
+        case CodexLogReadings::Newest::noLimits:
+            return refuse(CodexLogRefusal::noLimits);
+        case CodexLogReadings::Newest::nothing:
+            return refuse(readings.sawLinesWithoutRateLimits() ? CodexLogRefusal::noLimits
+                                                               : CodexLogRefusal::missingWindow);
+        case CodexLogReadings::Newest::limits:
+            break;
+    }
+    if (readings.newestLineAt()->timeIntervalSince(now) > codexLogClockTolerance) {
         return refuse(CodexLogRefusal::futureTimestamp);
     }
-    const QuotaSchema schema = PlanQuotaConfiguration::configuration(plan).schema;
-    const std::vector<QuotaWindow>& required = requiredWindows(schema);
-    const std::map<QuotaWindow, CodexLogRateWindow> windows = windowsByLength(line);
-    const auto window = [&windows](QuotaWindow length) { return windows.find(length); };
-
-    if (std::any_of(required.begin(), required.end(),
-                    [&](QuotaWindow length) { return window(length) == windows.end(); })) {
-        return refuse(CodexLogRefusal::missingWindow);
-    }
-    if (std::any_of(required.begin(), required.end(), [&](QuotaWindow length) {
-            return !codexLogRemainingPercent(window(length)->second.usedPercent);
-        })) {
-        return refuse(CodexLogRefusal::unreadablePercent);
-    }
-    if (std::any_of(required.begin(), required.end(),
-                    [&](QuotaWindow length) { return window(length)->second.resetsAt <= now; })) {
-        return refuse(CodexLogRefusal::staleWindow);
-    }
-
-    CodexLogSnapshot reading;
-    reading.readAt = line.timestamp;
-    // The pro menu shows the general weekly percentage and no reset time; neither does this.
-    const bool showsResets = schema != QuotaSchema::proGeneralWeeklyPercentageOnly;
-    for (const QuotaWindow length : required) {
-        const CodexLogRateWindow& stated = window(length)->second;
-        const auto [percentage, reset] = fields(length);
-        reading.snapshot.*percentage =
-            std::to_string(*codexLogRemainingPercent(stated.usedPercent)) + "%";
-        if (showsResets) {
-            const std::string_view pattern =
-                length == QuotaWindow::fiveHour ? fiveHourResetPattern : dateResetPattern;
-            reading.snapshot.*reset = formatReset(stated.resetsAt, pattern);
+    if (readings.planType()) {
+        const std::optional<CodexPlan> logsPlan = codexPlanForLogPlanType(*readings.planType());
+        if (logsPlan && *logsPlan != plan) {
+            return refuse(CodexLogRefusal::planMismatch);
         }
-        reading.remainingPercent[length] = std::clamp(100 - stated.usedPercent, 0.0, 100.0);
-        reading.resetsAt[length] = stated.resetsAt;
     }
-    if (!isCompleteUsageSnapshot(reading.snapshot, schema)) {
+    const QuotaSchema schema = PlanQuotaConfiguration::configuration(plan).schema;
+    CodexLogSnapshot reading;
+    bool any = false;
+    for (const QuotaWindow length : requiredWindows(schema)) {
+        const auto found = readings.windows().find(length);
+        if (found == readings.windows().end()) {
+            continue;
+        }
+        const CodexLogReadings::Window& window = found->second;
+        const std::optional<int> remaining = codexLogRemainingPercent(window.usedPercent);
+        if (!remaining) {
+            return refuse(CodexLogRefusal::unreadablePercent);
+        }
+        any = true;
+        const auto [percentage, reset] = fields(length);
+        reading.readAt = std::max(reading.readAt, window.readAt);
+        const std::optional<Date> resetsAt = readings.effectiveReset(length);
+        if (resetsAt && *resetsAt <= now) {
+            reading.snapshot.*percentage = "100%";
+            reading.snapshot.*reset = resetText(length, *resetsAt, formatReset);
+            reading.remainingPercent[length] = 100;
+            reading.passedResets[length] = *resetsAt;
+            reading.readAt = std::max(reading.readAt, *resetsAt);
+            continue;
+        }
+        reading.snapshot.*percentage = std::to_string(*remaining) + "%";
+        if (resetsAt) {
+            reading.snapshot.*reset = resetText(length, *resetsAt, formatReset);
+            reading.resetsAt[length] = *resetsAt;
+        }
+        reading.remainingPercent[length] = std::clamp(100 - window.usedPercent, 0.0, 100.0);
+    }
+    if (!any) {
         return refuse(CodexLogRefusal::missingWindow);
     }
     return {std::move(reading), std::nullopt};
+}
+
+bool isDisplayableLogSnapshot(const UsageSnapshot& snapshot, CodexPlan plan) {
+    const QuotaSchema schema = PlanQuotaConfiguration::configuration(plan).schema;
+    return !quotaPercentages(snapshot, schema).empty();
 }
 
 }  // namespace gaugely

@@ -86,8 +86,9 @@ class FileSystem {
     [[nodiscard]] virtual DirectoryListing list(const std::string& folder) = 0;
     [[nodiscard]] virtual FileStatusResult status(const std::string& path) = 0;
     [[nodiscard]] virtual OpenedFile open(const std::string& path) = 0;
-    // Tells of changes in the given folders (not below them); none when this platform or this
-    // moment cannot watch, and the caller then polls. Destroying the subscription stops it.
+    // Tells of changes in the given folders (not below them), files in them growing included;
+    // none when this platform or this moment cannot watch every one of them, and the caller
+    // then polls. Destroying the subscription stops it.
     [[nodiscard]] virtual std::unique_ptr<Subscription> watch(
         const std::vector<std::string>& folders, std::function<void()> changed) = 0;
 };

@@ -86,13 +86,14 @@ std::unique_ptr<Subscription> watchWithInotify(PosixRunLoop& runLoop,
     }
     constexpr uint32_t mask = IN_CREATE | IN_MODIFY | IN_CLOSE_WRITE | IN_MOVED_TO | IN_DELETE |
                               IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR;
-    bool watching = false;
+    // All or nothing: a folder left unwatched (the user's watch limit reached, say) would hide
+    // its sessions' appends, which the caller's poll finds instead.
     for (const auto& folder : folders) {
-        if (::inotify_add_watch(fd.get(), folder.c_str(), mask) >= 0) {
-            watching = true;
+        if (::inotify_add_watch(fd.get(), folder.c_str(), mask) < 0) {
+            return nullptr;
         }
     }
-    if (!watching) {
+    if (folders.empty()) {
         return nullptr;
     }
     const int raw = fd.get();

@@ -32,6 +32,23 @@ std::string notRecognisedText(const std::string& folder) {
     return "Codex's logs in " + folder + " are in a format not recognised";
 }
 
+// The plan the logs show, and how to choose it.
+std::string logsPlanText(const std::optional<std::string>& planType, PlanChoiceHint hint) {
+    const std::optional<CodexPlan> plan =
+        planType ? codexPlanForLogPlanType(*planType) : std::nullopt;
+    if (plan) {
+        const std::string shown = "Codex's logs show the " + std::string(title(*plan)) + " plan";
+        return hint == PlanChoiceHint::commandLine
+                   ? shown + "; choose it with --plan " + std::string(rawValue(*plan))
+                   : shown + "; choose it as your Codex Plan above";
+    }
+    const std::string shown =
+        "Codex's logs show the " + logPlanTypeTitle(planType.value_or("unknown")) + " plan";
+    return hint == PlanChoiceHint::commandLine
+               ? shown + "; say whose windows to show with --plan freeGo, --plan plus or --plan pro"
+               : shown + "; choose the Codex Plan whose windows to show above";
+}
+
 }  // namespace
 
 std::string abbreviatedCodexFolder(std::string_view folder, std::string_view homeFolder) {
@@ -60,7 +77,8 @@ std::string codexSessionsFolder(std::string_view shownCodexFolder) {
 }
 
 std::string codexLogsStatusText(const CodexLogsState& state, std::string_view shownSessionsFolder,
-                                CodexPlan plan, const TimeOfDayText& timeOfDay) {
+                                CodexPlan plan, const TimeOfDayText& timeOfDay,
+                                PlanChoiceHint hint) {
     const std::string folder(shownSessionsFolder);
     const CodexLogFollowerStatus& follower = state.follower;
     if (!state.looked) {
@@ -86,12 +104,18 @@ std::string codexLogsStatusText(const CodexLogsState& state, std::string_view sh
             case CodexLogRefusal::missingWindow:
                 return "Codex's logs do not show the " + std::string(title(plan)) +
                        " plan's windows";
-            case CodexLogRefusal::staleWindow:
-                return "The newest usage in Codex's logs has already reset";
             case CodexLogRefusal::futureTimestamp:
                 return "The newest usage in Codex's logs is dated in the future";
             case CodexLogRefusal::unreadablePercent:
                 return notRecognisedText(folder);
+            case CodexLogRefusal::noLimits:
+                return "Codex's logs carry no usage limits";
+            case CodexLogRefusal::tooOldVersion:
+                return "Codex's logs in " + folder +
+                       " are from a Codex version too old to read; update Codex";
+            case CodexLogRefusal::planMismatch:
+            case CodexLogRefusal::unknownPlan:
+                return logsPlanText(state.logsPlanType, hint);
         }
     }
     return "Reading " + folder + " \u00B7 newest usage line at " + timeOfDay(*state.newestLineAt);

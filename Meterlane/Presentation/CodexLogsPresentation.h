@@ -22,8 +22,13 @@ std::string codexSessionsFolder(std::string_view shownCodexFolder);
 // The time of day a user reads ("2:04 PM").
 using TimeOfDayText = std::function<std::string(Date date)>;
 
+// Where the words that say how to choose a plan point: the settings window's picker, or the
+// command's option.
+enum class PlanChoiceHint { settings, commandLine };
+
 // "Reading ~/.codex/sessions · newest usage line at 2:04 PM", or why nothing can be shown.
 std::string codexLogsStatusText(const CodexLogsState& state, std::string_view shownSessionsFolder,
-                                CodexPlan plan, const TimeOfDayText& timeOfDay);
+                                CodexPlan plan, const TimeOfDayText& timeOfDay,
+                                PlanChoiceHint hint = PlanChoiceHint::settings);
 
 }  // namespace gaugely

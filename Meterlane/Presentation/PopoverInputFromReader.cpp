@@ -11,6 +11,9 @@ PopoverInput popoverInput(const UsageReader& reader) {
     input.currentDisplaySnapshot = reader.currentDisplaySnapshot();
     input.currentDisplayLastUpdated = reader.currentDisplayLastUpdated();
     input.source = reader.snapshotSource();
+    for (const auto& [window, resetAt] : reader.windowsShownAsReset()) {
+        input.windowsShownAsReset.insert(window);
+    }
     for (const QuotaWindow window : allCases<QuotaWindow>()) {
         input.usagePace[window] = reader.usagePace(window);
         if (const auto resetsAt = reader.windowResetsAt(window)) {

@@ -94,13 +94,17 @@ UsageSection usageSection(std::string title, const std::string& percentage,
     section.title = std::move(title);
     section.percentage = percentage;
     section.progress = usageProgress(percentage);
+    // A log reading may lack a window, or a window's reset time.
+    const std::string lead =
+        input.windowsShownAsReset.contains(window) ? "Was reset at " : "Reset ";
     const auto resetsAt = input.resetsAt.find(window);
-    if (reset && input.datedTimesNow && input.source == UsageSource::codexLogs &&
-        resetsAt != input.resetsAt.end()) {
+    if (!reset || *reset == notFoundText) {
+    } else if (input.datedTimesNow && input.source == UsageSource::codexLogs &&
+               resetsAt != input.resetsAt.end()) {
         section.resetLine =
-            "Reset " + datedTimeText(resetsAt->second, *input.datedTimesNow, false, formatter);
-    } else if (reset) {
-        section.resetLine = "Reset " + *reset;
+            lead + datedTimeText(resetsAt->second, *input.datedTimesNow, false, formatter);
+    } else {
+        section.resetLine = lead + *reset;
     }
     if (const auto pace = input.usagePace.find(window); pace != input.usagePace.end()) {
         const UsagePaceEstimate& estimate = pace->second;
@@ -128,8 +132,11 @@ std::vector<UsageSection> usageSections(const PopoverInput& input, const TimeFor
                     usageSection("Weekly", snapshot.weekly, snapshot.weeklyReset,
                                  QuotaWindow::weekly, input, formatter)};
         case CodexPlan::pro:
-            // The pro reading has no reset time to show.
-            return {usageSection("General Weekly", snapshot.weekly, std::nullopt,
+            // The menu's pro reading has no reset time to show; the logs' has.
+            return {usageSection("General Weekly", snapshot.weekly,
+                                 input.source == UsageSource::codexLogs
+                                     ? std::optional<std::string>(snapshot.weeklyReset)
+                                     : std::nullopt,
                                  QuotaWindow::weekly, input, formatter)};
     }
     return {};

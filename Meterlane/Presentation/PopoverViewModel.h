@@ -2,6 +2,7 @@
 
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -43,6 +44,8 @@ struct PopoverInput {
     std::optional<Date> currentDisplayLastUpdated;
     // Where the shown reading came from.
     UsageSource source = UsageSource::codexMenu;
+    // The windows of a log reading whose reset time has passed with no newer line.
+    std::set<QuotaWindow> windowsShownAsReset;
     // The pace of each window of the plan; a window without an entry has no estimate.
     std::map<QuotaWindow, UsagePaceEstimate> usagePace;
     // When each window resets, as the logs said.
@@ -82,7 +85,8 @@ struct UsageSection {
     // The percentage text exactly as read, "Not Found" included.
     std::string percentage;
     double progress = 0;
-    // "Reset " followed by the reset text; none for a window whose reading has no reset time.
+    // "Reset " followed by the reset text, or "Was reset at " and the time for a window shown as
+    // reset; none for a window whose reading has no reset time.
     std::optional<std::string> resetLine;
     // "At this pace, 5h runs out around 2:10 PM — …"; none while there is no estimate.
     std::optional<std::string> paceLine;

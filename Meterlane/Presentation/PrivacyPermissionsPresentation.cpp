@@ -27,7 +27,9 @@ PrivacyPermissionsInformation PrivacyPermissionsPresentation::information(
         name + " Settings or macOS System Settings.";
     texts.codexLogsDetails = "When you turn on reading Codex's logs, " + name +
                              " reads only the usage lines of Codex's session files in the folder "
-                             "you choose. It never reads, stores or sends your conversations.";
+                             "you choose, and which session each file is (so that a forked "
+                             "session's copies of older lines are not taken for new ones). It "
+                             "never reads, stores or sends your conversations.";
     texts.localDataDetails =
         "The last valid usage snapshot, 30 days of usage history and app preferences are stored "
         "locally on this Mac.";

@@ -5,12 +5,11 @@
 
 #include "Meterlane/Reader/CodexLogFollowedFile.h"
 
-// How the follower keeps its cost down: the tree sessions/YYYY/MM/DD is listed, and every session
-// file in it statted, only on the first look, every `looksPerFullScan` looks, and when a folder
-// that gains entries as Codex works (the sessions, year and month folders, and the day folders of
-// the followed files and of the newest day) shows a new modification time. Other looks stat
-// those few folders and the followed files, nothing else. A session resumed in an old day's file
-// that is not followed is therefore noticed at the next full scan.
+// How the follower keeps its cost down: the tree sessions/YYYY/MM/DD is listed only on the first
+// look, every `looksPerFullScan` looks, and when one of its folders shows a new modification time
+// (an entry added or removed). Other looks stat the folders and the session files met by the
+// last scan, nothing else: an append changes no folder, so the files themselves are statted, and
+// a session Codex resumes in an old day's file is read at the next look.
 
 namespace gaugely {
 namespace {
@@ -29,10 +28,6 @@ bool isSessionLogName(const std::string& name) {
     constexpr std::string_view suffix = ".jsonl";
     return name.size() > prefix.size() + suffix.size() && name.starts_with(prefix) &&
            name.ends_with(suffix);
-}
-
-std::string folderOf(const std::string& path) {
-    return path.substr(0, path.rfind('/'));
 }
 
 bool sameStatus(const FileStatusResult& result, FileProblem problem, const FileStatus& status) {
@@ -83,15 +78,12 @@ void CodexLogFollower::look() {
     ++statistics_.looks;
     lookUnreadable_ = 0;
     lookLastProblem_ = FileProblem::none;
-    if (!scanned_ || ++looksSinceScan_ >= limits_.looksPerFullScan || watchedFoldersChanged()) {
+    if (!scanned_ || ++looksSinceScan_ >= limits_.looksPerFullScan || foldersChanged()) {
         scan();
     } else {
-        restatFollowedFiles();
+        restatSessionFiles();
     }
-    chooseFollowedFiles();
-    for (auto& [path, file] : followed_) {
-        follow(path, *file, sessionFiles_.at(path));
-    }
+    handleFiles();
     status_.sessionFiles = sessionFiles_.size();
     status_.unreadablePaths = scanUnreadable_ + lookUnreadable_;
     status_.lastPathProblem =
@@ -160,86 +152,95 @@ void CodexLogFollower::scanFolder(const std::string& folder, int depth,
     }
 }
 
-std::vector<std::string> CodexLogFollower::hotFolders() const {
-    std::set<std::string> hot;
-    std::string newestDay;
-    for (const auto& folder : folders_) {
-        if (folder.depth < dayDepth) {
-            hot.insert(folder.path);
-        } else if (folder.path > newestDay) {
-            newestDay = folder.path;
-        }
-    }
-    if (!newestDay.empty()) {
-        hot.insert(newestDay);
-    }
-    for (const auto& [path, file] : followed_) {
-        hot.insert(folderOf(path));
-    }
-    return {hot.begin(), hot.end()};
+bool CodexLogFollower::foldersChanged() {
+    return std::any_of(folders_.begin(), folders_.end(), [this](const KnownFolder& folder) {
+        return !sameStatus(statusOf(folder.path), folder.problem, folder.status);
+    });
 }
 
-bool CodexLogFollower::watchedFoldersChanged() {
-    const std::vector<std::string> hot = hotFolders();
-    for (const auto& folder : folders_) {
-        if (!std::binary_search(hot.begin(), hot.end(), folder.path)) {
-            continue;
-        }
-        if (!sameStatus(statusOf(folder.path), folder.problem, folder.status)) {
-            return true;
-        }
-    }
-    return false;
-}
-
-void CodexLogFollower::restatFollowedFiles() {
-    for (const auto& [path, file] : followed_) {
-        const FileStatusResult status = statusOf(path);
+void CodexLogFollower::restatSessionFiles() {
+    for (auto entry = sessionFiles_.begin(); entry != sessionFiles_.end();) {
+        const FileStatusResult status = statusOf(entry->first);
         if (status.problem == FileProblem::none && status.status.isRegularFile) {
-            sessionFiles_[path] = status.status;
+            entry->second = status.status;
+            ++entry;
             continue;
         }
         if (status.problem != FileProblem::notFound) {
             noteProblem(status.problem == FileProblem::none ? FileProblem::other : status.problem,
                         false);
         }
-        sessionFiles_.erase(path);
+        entry = sessionFiles_.erase(entry);
     }
 }
 
-void CodexLogFollower::chooseFollowedFiles() {
-    std::vector<std::pair<const std::string*, const FileStatus*>> ranked;
-    ranked.reserve(sessionFiles_.size());
+void CodexLogFollower::handleFiles() {
+    std::erase_if(files_,
+                  [this](const auto& entry) { return !sessionFiles_.contains(entry.first); });
+    std::vector<std::pair<const std::string*, const FileStatus*>> fresh;
     for (const auto& [path, status] : sessionFiles_) {
-        ranked.emplace_back(&path, &status);
+        const auto known = files_.find(path);
+        if (known == files_.end()) {
+            fresh.emplace_back(&path, &status);
+        } else {
+            follow(path, *known->second, status);
+        }
     }
-    const std::size_t count = std::min(limits_.followedFiles, ranked.size());
     // Most recently modified first; on a tie the later name, as Codex names a session by the
     // time it started.
-    std::partial_sort(ranked.begin(), ranked.begin() + static_cast<std::ptrdiff_t>(count),
-                      ranked.end(), [](const auto& a, const auto& b) {
-                          if (a.second->modified != b.second->modified) {
-                              return a.second->modified > b.second->modified;
-                          }
-                          return *a.first > *b.first;
-                      });
-    std::set<std::string> chosen;
-    for (std::size_t i = 0; i < count; ++i) {
-        chosen.insert(*ranked[i].first);
-    }
-    std::erase_if(followed_, [&](const auto& entry) { return chosen.count(entry.first) == 0; });
-    for (const auto& path : chosen) {
-        if (followed_.count(path) == 0) {
-            followed_.emplace(path, std::make_unique<FollowedFile>());
+    std::sort(fresh.begin(), fresh.end(), [](const auto& a, const auto& b) {
+        if (a.second->modified != b.second->modified) {
+            return a.second->modified > b.second->modified;
         }
+        return *a.first > *b.first;
+    });
+    SearchBudget budget{limits_.searchFiles, limits_.searchBytes};
+    const bool firstSearch = !searched_;
+    searched_ = true;
+    for (const auto& [path, status] : fresh) {
+        auto& file = *files_.emplace(*path, std::make_unique<FollowedFile>()).first->second;
+        // At the first look, a file last written before the newest reading cannot hold a newer
+        // line. A file that appears later is a new session (or fork), read in any case.
+        const bool mayMatter = !firstSearch || !settledAsOf_ || status->modified > *settledAsOf_;
+        if (!mayMatter || budget.files == 0 || budget.bytes == 0) {
+            passOver(file, *status);
+            continue;
+        }
+        --budget.files;
+        search(*path, file, *status, budget);
+    }
+    keepFewFilesOpen();
+}
+
+void CodexLogFollower::keepFewFilesOpen() {
+    std::vector<std::pair<Date, FollowedFile*>> open;
+    for (auto& [path, file] : files_) {
+        if (file->file) {
+            open.emplace_back(file->seen.modified, file.get());
+        }
+    }
+    if (open.size() <= limits_.openFiles) {
+        return;
+    }
+    std::sort(open.begin(), open.end(),
+              [](const auto& a, const auto& b) { return a.first > b.first; });
+    for (std::size_t i = limits_.openFiles; i < open.size(); ++i) {
+        open[i].second->file.reset();
     }
 }
 
 std::vector<std::string> CodexLogFollower::foldersToWatch() const {
-    std::vector<std::string> folders = hotFolders();
+    std::vector<std::string> folders;
+    folders.reserve(folders_.size());
+    for (const auto& folder : folders_) {
+        if (folder.problem == FileProblem::none) {
+            folders.push_back(folder.path);
+        }
+    }
     if (folders.empty()) {
         folders.push_back(sessionsFolder());
     }
+    std::sort(folders.begin(), folders.end());
     return folders;
 }
 

@@ -5,10 +5,12 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "LowUsageNotificationSupport/Date.h"
 #include "Meterlane/Platform/FileSystem.h"
 #include "Meterlane/Platform/MainQueue.h"
 
@@ -16,17 +18,24 @@ namespace gaugely {
 
 // How much the follower may read and hold, whatever the files are like.
 struct CodexLogFollowerLimits {
-    // How far back from a file's end the first look searches for a reading.
+    // How far back from a file's end a search reads it.
     uint64_t backwardSearchLimit = 8u << 20;
+    // How far from a fork's start it reads to find where the lines it copied end.
+    uint64_t forkHeadLimit = 8u << 20;
     std::size_t chunkSize = 64u << 10;
     // A longer line cannot be a usage line; it is skipped without being held.
     std::size_t longestLine = 1u << 20;
-    // How many of the most recently modified session files are followed.
-    std::size_t followedFiles = 4;
-    // Between looks only the followed files and the folders whose entries matter are statted;
-    // the whole tree is listed again after this many looks, or when one of those folders
-    // changed. A hostile tree ends the walk: at most this many entries of one folder, and of
-    // the whole walk, are considered (newest names first).
+    // A search for the newest reading goes through the most recently modified session files,
+    // newest first, until no older line can matter; it reads at most this many files, and this
+    // many bytes of them in all.
+    std::size_t searchFiles = 256;
+    uint64_t searchBytes = 64u << 20;
+    // How many of the most recently modified files are kept open between looks.
+    std::size_t openFiles = 8;
+    // Between looks the session files and folders met by the last full scan are statted, so an
+    // append to any file shows; the whole tree is listed again after this many looks, or when a
+    // folder changed. A hostile tree ends the walk: at most this many entries of one folder, and
+    // of the whole walk, are considered (newest names first).
     std::size_t looksPerFullScan = 12;
     std::size_t entriesPerFolder = 4096;
     std::size_t entriesPerScan = 1u << 16;
@@ -59,20 +68,38 @@ struct CodexLogFollowerStatistics {
     uint64_t lists = 0;
     uint64_t statuses = 0;
     uint64_t fullScans = 0;
+    // Files a search read from their end, in all.
+    uint64_t searchedFiles = 0;
 };
 
 // Reads the usage lines Codex appends to its session logs under
-// `codexHome/sessions/YYYY/MM/DD/rollout-*.jsonl`. It follows the files modified most recently:
-// a file seen for the first time is searched backwards from its end, in chunks, only until the
-// handler accepts a line (or the search limit is reached); after that only appended bytes are
-// read, and a last line without its newline waits for it. A file that shrinks or is replaced is
-// read afresh. Nothing but lines that may be usage lines leaves the follower, and nothing of
-// the rest is kept.
+// `codexHome/sessions/YYYY/MM/DD/rollout-*.jsonl`.
+//
+// The first look searches for the newest reading: the session files newest first (by
+// modification time), each backwards from its end in chunks, until the handler says no older
+// line can matter (or the search's limits are reached). Files the search did not need are
+// noted at their size. After that, every file that grows, in whichever day's folder, has only
+// its appended bytes read; a last line without its newline waits for it. A new file is searched
+// as the first look searched; a file that shrinks or is replaced is read afresh.
+//
+// Before a file's lines are handed over, the head of a fork is read to learn when the lines it
+// copied from its parent end (CodexForkCopies); each line goes to the handler with that time.
+// Nothing but lines that may be usage lines leaves the follower, and nothing of the rest is
+// kept.
 class CodexLogFollower {
   public:
-    // Returns whether the line was a reading. Lines come newest first during a file's first
-    // look, then in the order they were appended.
-    using LineHandler = std::function<bool(std::string_view line)>;
+    struct LineVerdict {
+        // The line was a reading (of any bucket or shape), not a copy.
+        bool taken = false;
+        // No line stamped at or before this time (the newest reading's) can change what the
+        // readings show: a search stops here, and reads no file last modified before it. None
+        // while an older line could still matter.
+        std::optional<Date> settledAsOf;
+    };
+    // `copiesUntil`: lines of this file stamped no later are a fork's copies of its parent's.
+    // Lines come newest first while a file is searched, then in the order they were appended.
+    using LineHandler =
+        std::function<LineVerdict(std::string_view line, std::optional<Date> copiesUntil)>;
 
     CodexLogFollower(FileSystem& fileSystem, std::string codexHome, LineHandler handler,
                      CodexLogFollowerLimits limits = {});
@@ -80,14 +107,14 @@ class CodexLogFollower {
     CodexLogFollower(const CodexLogFollower&) = delete;
     CodexLogFollower& operator=(const CodexLogFollower&) = delete;
 
-    // One look at the folders and the followed files.
+    // One look at the folders and the session files.
     void look();
 
     const CodexLogFollowerStatus& status() const { return status_; }
     const CodexLogFollowerStatistics& statistics() const { return statistics_; }
-    // The folders whose changes matter now: the sessions folder, its year and month folders,
-    // and the day folders of the followed files and the newest day's (today's, while Codex
-    // runs), which are also the only folders statted between full scans.
+    // The folders whose changes matter: the sessions folder and every year, month and day folder
+    // met by the last full scan, since Codex resumes a session by appending to its first day's
+    // file.
     std::vector<std::string> foldersToWatch() const;
 
   private:
@@ -100,6 +127,11 @@ class CodexLogFollower {
         FileStatus status;
         int depth = 0;
     };
+    // What a search may still read.
+    struct SearchBudget {
+        std::size_t files = 0;
+        uint64_t bytes = 0;
+    };
 
     std::string sessionsFolder() const;
     FileStatusResult statusOf(const std::string& path);
@@ -107,17 +139,22 @@ class CodexLogFollower {
     void scan();
     void scanFolder(const std::string& folder, int depth, std::vector<DirectoryEntry> entries,
                     std::size_t& budget);
-    bool watchedFoldersChanged();
-    void restatFollowedFiles();
-    void chooseFollowedFiles();
-    std::vector<std::string> hotFolders() const;
+    bool foldersChanged();
+    void restatSessionFiles();
+    void handleFiles();
+    void keepFewFilesOpen();
     void follow(const std::string& path, FollowedFile& file, const FileStatus& status);
-    void readFirstTime(const std::string& path, FollowedFile& file, const FileStatus& status);
-    void readBackwards(FollowedFile& file, uint64_t size);
-    void readAppended(FollowedFile& file, uint64_t end);
+    // Reads a file seen for the first time (or replaced) from its end until the readings settle.
+    void search(const std::string& path, FollowedFile& file, const FileStatus& status,
+                SearchBudget& budget);
+    void passOver(FollowedFile& file, const FileStatus& status);
+    bool openFile(const std::string& path, FollowedFile& file);
+    void readHead(FollowedFile& file, uint64_t size, SearchBudget& budget);
+    void readBackwards(FollowedFile& file, uint64_t size, SearchBudget& budget);
+    void readAppended(const std::string& path, FollowedFile& file, uint64_t end);
     void takeAppendedBytes(FollowedFile& file, std::string_view bytes);
     bool readExactly(FollowedFile& file, uint64_t offset, char* buffer, std::size_t length);
-    bool deliver(std::string_view line);
+    LineVerdict deliver(const FollowedFile& file, std::string_view line);
     void noteBuffer(std::size_t bytes);
     void noteProblem(FileProblem problem, bool duringScan);
 
@@ -127,11 +164,15 @@ class CodexLogFollower {
     CodexLogFollowerLimits limits_;
     CodexLogFollowerStatus status_;
     CodexLogFollowerStatistics statistics_;
-    std::map<std::string, std::unique_ptr<FollowedFile>> followed_;
-    // From the last full scan (followed files restatted since): session files by path.
+    // Every session file handled, by path.
+    std::map<std::string, std::unique_ptr<FollowedFile>> files_;
+    // From the last full scan (restatted since): session files by path.
     std::map<std::string, FileStatus> sessionFiles_;
     std::vector<KnownFolder> folders_;
     bool scanned_ = false;
+    // What the handler said last: the readings are settled as of this time.
+    std::optional<Date> settledAsOf_;
+    bool searched_ = false;
     std::size_t looksSinceScan_ = 0;
     std::size_t scanUnreadable_ = 0;
     FileProblem scanLastProblem_ = FileProblem::none;

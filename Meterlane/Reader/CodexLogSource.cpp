@@ -14,12 +14,15 @@ std::string expandedCodexFolder(std::string_view folder, std::string_view homeFo
 }
 
 CodexLogSource::CodexLogSource(FileSystem& fileSystem, MainQueue& mainQueue,
-                               std::string codexFolder, UsageLineHandler onUsageLine,
-                               LookHandler afterLook)
-    : onUsageLine_(std::move(onUsageLine)) {
+                               std::string codexFolder, LineHandler onLine, LookHandler afterLook,
+                               CodexLogFollowerLimits limits)
+    : onLine_(std::move(onLine)) {
     follower_ = std::make_unique<CodexLogFollower>(
         fileSystem, std::move(codexFolder),
-        [this](std::string_view line) { return handleLine(line); });
+        [this](std::string_view line, std::optional<Date> copiesUntil) {
+            return handleLine(line, copiesUntil);
+        },
+        limits);
     watcher_ = std::make_unique<CodexLogWatcher>(*follower_, fileSystem, mainQueue,
                                                  [this, afterLook = std::move(afterLook)] {
                                                      looked_ = true;
@@ -35,26 +38,34 @@ void CodexLogSource::start() {
     watcher_->start();
 }
 
-bool CodexLogSource::handleLine(std::string_view line) {
+CodexLogFollower::LineVerdict CodexLogSource::handleLine(std::string_view line,
+                                                         std::optional<Date> copiesUntil) {
+    const CodexLogFollower::LineVerdict passedOver{false, settledAsOf_};
     if (!mayBeCodexUsageLine(line)) {
-        return false;
+        return passedOver;
     }
-    CodexLogLineDecoding decoding = decodeCodexLogLine(line);
+    const CodexLogLineDecoding decoding = decodeCodexLogLine(line);
     switch (decoding.kind) {
         case CodexLogLineKind::unrelated:
-            return false;
+            return passedOver;
         case CodexLogLineKind::unrecognised:
             ++unrecognisedLines_;
-            return false;
+            return passedOver;
         case CodexLogLineKind::usage:
+        case CodexLogLineKind::withoutRateLimits:
+        case CodexLogLineKind::tooOld:
             break;
     }
-    const CodexLogUsageLine& usage = *decoding.usage;
-    if (!newestLineAt_ || usage.timestamp > *newestLineAt_) {
-        newestLineAt_ = usage.timestamp;
+    const Date at = *decoding.timestamp;
+    if (copiesUntil && at <= *copiesUntil) {
+        ++copiedLines_;
+        return passedOver;
     }
-    onUsageLine_(usage);
-    return true;
+    if (!newestLineAt_ || at > *newestLineAt_) {
+        newestLineAt_ = at;
+    }
+    settledAsOf_ = onLine_(decoding);
+    return {true, settledAsOf_};
 }
 
 CodexLogsState CodexLogSource::state() const {
@@ -63,6 +74,7 @@ CodexLogsState CodexLogSource::state() const {
     state.watching = watcher_->isWatching();
     state.follower = follower_->status();
     state.unrecognisedLines = unrecognisedLines_;
+    state.copiedLines = copiedLines_;
     state.newestLineAt = newestLineAt_;
     return state;
 }

@@ -40,23 +40,31 @@ struct CodexLogsState {
     bool watching = false;
     CodexLogFollowerStatus follower;
     uint64_t unrecognisedLines = 0;
-    // The newest usage line seen, whether or not it could be committed.
+    // Lines a fork copied from its parent, passed over.
+    uint64_t copiedLines = 0;
+    // The newest usage line seen (of any bucket or shape), whether or not it could be committed.
     std::optional<Date> newestLineAt;
-    // Why the newest usage line was not committed; none once one is.
+    // The plan the logs show (`plan_type` as written), once a line says.
+    std::optional<std::string> logsPlanType;
+    // Why the logs' readings were not committed; none once they are.
     std::optional<CodexLogRefusal> refusal;
 
     bool operator==(const CodexLogsState&) const = default;
 };
 
 // One running source: a follower of the chosen folder kept looking by a watcher, with the lines
-// decoded here so that nothing but rate limits reaches the reader.
+// decoded here so that nothing but rate limits reaches the reader, and a fork's copies of its
+// parent's lines never do.
 class CodexLogSource {
   public:
-    using UsageLineHandler = std::function<void(const CodexLogUsageLine&)>;
+    // A decoded line that is a reading of some kind (usage of any bucket, too old a shape, no
+    // rate limits); returns the time the readings are settled as of (none while an older line
+    // could still matter), which ends a search.
+    using LineHandler = std::function<std::optional<Date>(const CodexLogLineDecoding&)>;
     using LookHandler = std::function<void()>;
 
     CodexLogSource(FileSystem& fileSystem, MainQueue& mainQueue, std::string codexFolder,
-                   UsageLineHandler onUsageLine, LookHandler afterLook);
+                   LineHandler onLine, LookHandler afterLook, CodexLogFollowerLimits limits = {});
     ~CodexLogSource();
     CodexLogSource(const CodexLogSource&) = delete;
     CodexLogSource& operator=(const CodexLogSource&) = delete;
@@ -66,11 +74,14 @@ class CodexLogSource {
     const CodexLogFollower& follower() const { return *follower_; }
 
   private:
-    bool handleLine(std::string_view line);
+    CodexLogFollower::LineVerdict handleLine(std::string_view line,
+                                             std::optional<Date> copiesUntil);
 
-    UsageLineHandler onUsageLine_;
+    LineHandler onLine_;
     uint64_t unrecognisedLines_ = 0;
+    uint64_t copiedLines_ = 0;
     std::optional<Date> newestLineAt_;
+    std::optional<Date> settledAsOf_;
     bool looked_ = false;
     std::unique_ptr<CodexLogFollower> follower_;
     std::unique_ptr<CodexLogWatcher> watcher_;

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <set>
@@ -10,6 +11,7 @@
 
 #include "LowUsageNotificationSupport/AccessibilityPermissionGuidance.h"
 #include "LowUsageNotificationSupport/CodexLogLine.h"
+#include "LowUsageNotificationSupport/CodexLogReadings.h"
 #include "LowUsageNotificationSupport/CodexPlan.h"
 #include "LowUsageNotificationSupport/LowUsageAlertSettings.h"
 #include "LowUsageNotificationSupport/MenuBarDisplay.h"
@@ -155,8 +157,15 @@ class UsageReader {
     const CodexLogsState& codexLogsState() const { return codexLogsState_; }
     void setCodexLogsEnabled(bool enabled);
     void setCodexLogsFolder(std::string folder);
-    // A usage line from the logs; the source calls it, and tests may.
+    // A usage line from the logs, committed at once; tests call it (the source hands its lines
+    // over as they are read and commits once a look is done).
     void receiveCodexLogLine(const CodexLogUsageLine& line);
+    // The windows of the shown log reading whose reset time has passed with no newer line:
+    // shown as reset (100%), with the time they reset. Empty for any other reading.
+    const std::map<QuotaWindow, Date>& windowsShownAsReset() const { return codexLogPassedResets_; }
+    // Whether a stored snapshot of the plan can be shown: a menu reading must be complete, a log
+    // reading needs one window with a percentage.
+    bool isDisplayableSnapshot(const UsageSnapshot& snapshot, CodexPlan plan) const;
     // The shown reading came from the logs and is younger than one refresh interval: a due
     // automatic menu refresh would tell nothing new.
     bool codexLogsAreCurrent() const;
@@ -240,7 +249,9 @@ class UsageReader {
     void restoreCodexLogSettings();
     void startCodexLogSource();
     void codexLogSourceLooked();
-    void commitCodexLogLine(const CodexLogUsageLine& line);
+    std::optional<Date> takeCodexLogLine(const CodexLogLineDecoding& decoding);
+    void commitCodexLogReadings();
+    void wakeForCodexLogChange();
     void recordUsageHistory(const std::map<QuotaWindow, double>& remaining,
                             const std::map<QuotaWindow, Date>& resetsAt, Date at);
     void storeSnapshotSource(UsageSource source);
@@ -299,10 +310,13 @@ class UsageReader {
     CodexLogsState codexLogsState_;
     std::optional<CodexLogEnvironment> codexLogEnvironment_;
     std::unique_ptr<CodexLogSource> codexLogSource_;
-    // The newest usage line: committed when it can be, and tried again after a run ends or the
+    // What the logs have said: committed when it can be, and tried again after a run ends or the
     // plan changes, since the follower hands each line over only once.
-    std::optional<CodexLogUsageLine> newestCodexLogLine_;
-    bool codexLogLineWaiting_ = false;
+    CodexLogReadings codexLogReadings_;
+    bool codexLogReadingsWaiting_ = false;
+    std::map<QuotaWindow, Date> codexLogPassedResets_;
+    // Wakes the reader when a window's reset time passes with no newer line.
+    std::shared_ptr<Cancellable> codexLogWake_;
     UsageSnapshotSources snapshotSources_;
     UsageHistory usageHistory_;
 

@@ -1,8 +1,11 @@
 // Usage read from Codex's session logs. A log reading goes through the same commit as a menu
-// reading (stored per plan, alerts, resets), with three differences: its time is the line's own
-// timestamp, it is committed only when that is later than the stored reading's, and it never
-// lands while a menu run is in progress (it waits for the run to end). The history of readings,
-// of both sources, is kept here too, for the pace estimate.
+// reading (stored per plan, alerts, resets), with these differences: its time is its newest
+// line's own timestamp (or a reset passed since); it is committed only when that is later than
+// the stored reading's, or as late and showing more; it may lack a window the logs have not
+// read (the others are still shown); a window whose reset time has passed with no newer line is
+// shown as reset; and it never lands while a menu run is in progress (it waits for the run to
+// end). What a look read is committed once the look is done. The history of readings, of both
+// sources, is kept here too, for the pace estimate.
 #include <string>
 #include <utility>
 
@@ -59,8 +62,8 @@ void UsageReader::setCodexLogsEnabled(bool enabled) {
     publish(codexLogsEnabled_, enabled);
     env_.preferences.setBool(defaultsKey::readCodexLogsEnabled, enabled);
     if (!enabled) {
-        newestCodexLogLine_.reset();
-        codexLogLineWaiting_ = false;
+        codexLogReadings_ = CodexLogReadings{};
+        codexLogReadingsWaiting_ = false;
     }
     startCodexLogSource();
 }
@@ -79,7 +82,7 @@ void UsageReader::setCodexLogsFolder(std::string folder) {
         env_.preferences.setString(defaultsKey::codexLogsFolder, codexLogsFolder_);
     }
     // Lines of another folder say nothing about this one.
-    newestCodexLogLine_.reset();
+    codexLogReadings_ = CodexLogReadings{};
     startCodexLogSource();
 }
 
@@ -91,7 +94,7 @@ void UsageReader::startCodexLogSource() {
     }
     codexLogSource_ = std::make_unique<CodexLogSource>(
         codexLogEnvironment_->fileSystem, env_.mainQueue, codexLogsFolderPath(),
-        [this](const CodexLogUsageLine& line) { receiveCodexLogLine(line); },
+        [this](const CodexLogLineDecoding& decoding) { return takeCodexLogLine(decoding); },
         [this] { codexLogSourceLooked(); });
     codexLogSource_->start();
 }
@@ -102,64 +105,111 @@ void UsageReader::codexLogSourceLooked() {
     }
     CodexLogsState state = codexLogSource_->state();
     state.refusal = codexLogsState_.refusal;
+    state.logsPlanType = codexLogReadings_.planType();
     publish(codexLogsState_, std::move(state));
+    if (!codexLogReadings_.isEmpty()) {
+        commitCodexLogReadings();
+    }
+}
+
+std::optional<Date> UsageReader::takeCodexLogLine(const CodexLogLineDecoding& decoding) {
+    switch (decoding.kind) {
+        case CodexLogLineKind::usage:
+            codexLogReadings_.take(*decoding.usage);
+            break;
+        case CodexLogLineKind::tooOld:
+            codexLogReadings_.takeTooOld(*decoding.timestamp);
+            break;
+        case CodexLogLineKind::withoutRateLimits:
+            codexLogReadings_.takeWithoutRateLimits(*decoding.timestamp);
+            break;
+        case CodexLogLineKind::unrelated:
+        case CodexLogLineKind::unrecognised:
+            break;
+    }
+    return codexLogReadings_.settled() ? codexLogReadings_.newestLineAt() : std::nullopt;
 }
 
 void UsageReader::receiveCodexLogLine(const CodexLogUsageLine& line) {
     if (!codexLogsEnabled_) {
         return;
     }
-    if (newestCodexLogLine_ && line.timestamp <= newestCodexLogLine_->timestamp) {
-        return;
-    }
-    newestCodexLogLine_ = line;
-    if (activeRun_) {
-        codexLogLineWaiting_ = true;
-        return;
-    }
-    commitCodexLogLine(line);
+    codexLogReadings_.take(line);
+    commitCodexLogReadings();
 }
 
-void UsageReader::commitCodexLogLine(const CodexLogUsageLine& line) {
-    codexLogLineWaiting_ = false;
-    if (!hasExplicitPlanSelection() || !codexLogEnvironment_) {
+void UsageReader::commitCodexLogReadings() {
+    if (!codexLogsEnabled_ || !codexLogEnvironment_) {
+        return;
+    }
+    if (activeRun_) {
+        codexLogReadingsWaiting_ = true;
+        return;
+    }
+    codexLogReadingsWaiting_ = false;
+    if (!hasExplicitPlanSelection()) {
+        // The plan the logs show is taken as the user's choice; choosing it commits again. A
+        // plan we have no windows for waits for the user's.
+        const auto& planType = codexLogReadings_.planType();
+        if (const auto plan = planType ? codexPlanForLogPlanType(*planType) : std::nullopt) {
+            setCodexPlan(*plan);
+        } else if (planType) {
+            CodexLogsState state = codexLogsState_;
+            state.refusal = CodexLogRefusal::unknownPlan;
+            state.logsPlanType = planType;
+            publish(codexLogsState_, std::move(state));
+        }
         return;
     }
     const CodexPlan plan = codexPlan();
+    const Date now = env_.clock.now();
     const TimeFormatter& formatter = codexLogEnvironment_->timeFormatter;
     const CodexLogSnapshotResult result = codexLogSnapshot(
-        plan, line, env_.clock.now(), [&formatter](Date date, std::string_view pattern) {
+        plan, codexLogReadings_, now, [&formatter](Date date, std::string_view pattern) {
             return formatter.format(date, pattern, resetTextLocale, "").value_or("");
         });
-    const std::string readAt =
-        formatter.format(line.timestamp, "yyyy-MM-dd'T'HH:mm:ss'Z'", "en_US_POSIX", "UTC")
-            .value_or("?");
+    wakeForCodexLogChange();
+    const std::string newestAt = formatter
+                                     .format(codexLogReadings_.newestLineAt().value_or(now),
+                                             "yyyy-MM-dd'T'HH:mm:ss'Z'", "en_US_POSIX", "UTC")
+                                     .value_or("?");
     if (!result.reading) {
         if (codexLogsState_.refusal != result.refusal) {
             env_.log.write(logSubsystem, codexLogsLogCategory, LogLevel::info,
-                           "Reading of " + readAt + " from Codex's logs not committed \u2014 " +
+                           "Reading of " + newestAt + " from Codex's logs not committed \u2014 " +
                                std::string(rawValue(*result.refusal)));
         }
         CodexLogsState state = codexLogsState_;
         state.refusal = result.refusal;
+        state.logsPlanType = codexLogReadings_.planType();
         publish(codexLogsState_, std::move(state));
         return;
     }
-    if (codexLogsState_.refusal) {
+    if (codexLogsState_.refusal || codexLogsState_.logsPlanType != codexLogReadings_.planType()) {
         CodexLogsState state = codexLogsState_;
         state.refusal.reset();
+        state.logsPlanType = codexLogReadings_.planType();
         publish(codexLogsState_, std::move(state));
     }
     const CodexLogSnapshot& reading = *result.reading;
     const auto stored = persistedPlanSnapshots_.snapshot(plan);
-    if (stored && reading.readAt <= stored->lastUpdated) {
-        return;
+    if (stored) {
+        // As late as the stored reading, it is committed only when it shows more of the same
+        // logs: a window an older line filled in, a reset that passed.
+        const bool sameLogsShowingMore =
+            reading.readAt == stored->lastUpdated && snapshotSource() == UsageSource::codexLogs &&
+            (reading.snapshot != stored->snapshot || reading.passedResets != codexLogPassedResets_);
+        if (reading.readAt < stored->lastUpdated ||
+            (reading.readAt == stored->lastUpdated && !sameLogsShowingMore)) {
+            return;
+        }
     }
-    if (!isCompleteUsageSnapshot(reading.snapshot, currentSchema())) {
-        return;
-    }
+    const std::string readAt =
+        formatter.format(reading.readAt, "yyyy-MM-dd'T'HH:mm:ss'Z'", "en_US_POSIX", "UTC")
+            .value_or("?");
     // Before anything is published, so observers see the pace that goes with the reading.
     recordUsageHistory(reading.remainingPercent, reading.resetsAt, reading.readAt);
+    publish(codexLogPassedResets_, reading.passedResets);
     publish(snapshot_, reading.snapshot);
     publish(activeSnapshotPlan_, std::optional<CodexPlan>(plan));
     publish(lastUpdated_, std::optional<Date>(reading.readAt));
@@ -170,6 +220,25 @@ void UsageReader::commitCodexLogLine(const CodexLogUsageLine& line) {
                        std::string(sourceTitle(UsageSource::codexLogs)) +
                        " validated and committed for " + std::string(rawValue(plan)));
     snapshotCommitted(reading.readAt, UsageSource::codexLogs);
+}
+
+void UsageReader::wakeForCodexLogChange() {
+    if (codexLogWake_) {
+        codexLogWake_->cancel();
+        codexLogWake_.reset();
+    }
+    const Date now = env_.clock.now();
+    const std::optional<Date> next = codexLogReadings_.nextChangeAfter(now);
+    if (!next) {
+        return;
+    }
+    codexLogWake_ = env_.mainQueue.asyncAfter(next->timeIntervalSince(now),
+                                              [alive = std::weak_ptr<UsageReader*>(alive_)] {
+                                                  const auto reader = alive.lock();
+                                                  if (reader && *reader) {
+                                                      (*reader)->commitCodexLogReadings();
+                                                  }
+                                              });
 }
 
 void UsageReader::storeSnapshotSource(UsageSource source) {
@@ -201,6 +270,13 @@ void UsageReader::recordUsageHistory(const std::map<QuotaWindow, double>& remain
         env_.log.write(logSubsystem, codexLogsLogCategory, LogLevel::error,
                        "Usage history could not be saved");
     }
+}
+
+bool UsageReader::isDisplayableSnapshot(const UsageSnapshot& snapshot, CodexPlan plan) const {
+    if (snapshotSources_.source(plan) == UsageSource::codexLogs) {
+        return isDisplayableLogSnapshot(snapshot, plan);
+    }
+    return isCompleteUsageSnapshot(snapshot, PlanQuotaConfiguration::configuration(plan).schema);
 }
 
 bool UsageReader::codexLogsAreCurrent() const {

@@ -74,8 +74,7 @@ void UsageReader::setResetNotificationsEnabled(bool enabled) {
 
 void UsageReader::rebaselineLowUsageAlerts(std::optional<std::set<QuotaWindow>> only,
                                            bool clearReminder) {
-    if (activeSnapshotPlan_ != codexPlan() ||
-        !isCompleteUsageSnapshot(snapshot_, currentSchema())) {
+    if (activeSnapshotPlan_ != codexPlan() || !isDisplayableSnapshot(snapshot_, codexPlan())) {
         return;
     }
     lowUsageNotificationState_.rebaseline(rawValue(codexPlan()),
@@ -88,8 +87,7 @@ void UsageReader::rebaselineResetNotifications() {
     if (!PlanQuotaConfiguration::configuration(codexPlan()).supportsResetNotifications) {
         return;
     }
-    if (activeSnapshotPlan_ != codexPlan() ||
-        !isCompleteUsageSnapshot(snapshot_, currentSchema())) {
+    if (activeSnapshotPlan_ != codexPlan() || !isDisplayableSnapshot(snapshot_, codexPlan())) {
         return;
     }
     quotaResetNotificationState_.rebaseline(rawValue(codexPlan()),

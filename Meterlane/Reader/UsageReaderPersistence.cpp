@@ -82,8 +82,10 @@ void UsageReader::migrateLegacyPlanSelectionIfNeeded() {
 }
 
 void UsageReader::presentCachedSnapshot(CodexPlan plan) {
+    // Which windows had reset is known only from the logs, which tell again.
+    publish(codexLogPassedResets_, std::map<QuotaWindow, Date>());
     const auto record = persistedPlanSnapshots_.snapshot(plan);
-    if (record && isCompleteUsageSnapshot(record->snapshot, currentSchema())) {
+    if (record && isDisplayableSnapshot(record->snapshot, plan)) {
         publish(snapshot_, record->snapshot);
         publish(activeSnapshotPlan_, std::optional<CodexPlan>(plan));
         publish(lastUpdated_, std::optional<Date>(record->lastUpdated));
@@ -121,9 +123,9 @@ void UsageReader::setCodexPlan(CodexPlan plan) {
         scheduler_.scheduleNextAutomaticRefresh(env_.clock.now());
     }
     setStatusMessage(std::nullopt);
-    // The follower hands each line over once: the newest one may fit the new plan.
-    if (newestCodexLogLine_ && !activeRun_) {
-        commitCodexLogLine(*newestCodexLogLine_);
+    // The follower hands each line over once: what the logs said may fit the new plan.
+    if (!codexLogReadings_.isEmpty() && !activeRun_) {
+        commitCodexLogReadings();
     }
 }
 

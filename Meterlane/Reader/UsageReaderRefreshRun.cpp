@@ -67,13 +67,13 @@ void UsageReader::refreshRunEnded(std::optional<std::string> statusMessage) {
     if (statusMessage) {
         setStatusMessage(std::move(statusMessage));
     }
-    if (codexLogLineWaiting_) {
+    if (codexLogReadingsWaiting_) {
         // After the run has unwound, so the reading never lands inside it.
         env_.mainQueue.async([alive = std::weak_ptr<UsageReader*>(alive_)] {
             const auto reader = alive.lock();
-            if (reader && *reader && !(*reader)->activeRun_ && (*reader)->codexLogLineWaiting_ &&
-                (*reader)->newestCodexLogLine_) {
-                (*reader)->commitCodexLogLine(*(*reader)->newestCodexLogLine_);
+            if (reader && *reader && !(*reader)->activeRun_ &&
+                (*reader)->codexLogReadingsWaiting_) {
+                (*reader)->commitCodexLogReadings();
             }
         });
     }
@@ -152,6 +152,7 @@ bool UsageReader::commitCompleteUsageSnapshot(const UsageSnapshot& snapshot) {
         remaining[window] = percent;
     }
     recordUsageHistory(remaining, {}, committedAt);
+    publish(codexLogPassedResets_, std::map<QuotaWindow, Date>());
     publish(snapshot_, snapshot);
     publish(activeSnapshotPlan_, std::optional<CodexPlan>(codexPlan()));
     publish(lastUpdated_, std::optional<Date>(committedAt));

@@ -24,8 +24,7 @@ std::optional<Date> UsageReader::currentDisplayLastUpdated() const {
 }
 
 bool UsageReader::hasValidValues() const {
-    return activeSnapshotPlan_ == codexPlan() &&
-           isCompleteUsageSnapshot(snapshot_, currentSchema());
+    return activeSnapshotPlan_ == codexPlan() && isDisplayableSnapshot(snapshot_, codexPlan());
 }
 
 UsageSnapshotPresentationState UsageReader::usageSnapshotPresentationState() const {

@@ -59,11 +59,13 @@ CodexLogsState unrecognised(uint64_t accepted) {
     return state;
 }
 
-CodexLogsState withLine(std::optional<CodexLogRefusal> refusal) {
+CodexLogsState withLine(std::optional<CodexLogRefusal> refusal,
+                        std::optional<std::string> logsPlan = std::nullopt) {
     CodexLogsState state = looked(FileProblem::none, 3);
     state.follower.acceptedLines = 1;
     state.newestLineAt = Date{7440};
     state.refusal = refusal;
+    state.logsPlanType = std::move(logsPlan);
     return state;
 }
 
@@ -76,6 +78,7 @@ TEST(CodexLogsPresentation, TheStatusLineSaysWhereItLookedAndWhyNothingCame) {
         CodexLogsState state;
         CodexPlan plan;
         const char* text;
+        PlanChoiceHint hint = PlanChoiceHint::settings;
     } rows[] = {
         {CodexLogsState{}, CodexPlan::plus, "Looking in ~/.codex/sessions\u2026"},
         {looked(F::notFound, 0), CodexPlan::plus, "No Codex logs in ~/.codex/sessions"},
@@ -99,8 +102,21 @@ TEST(CodexLogsPresentation, TheStatusLineSaysWhereItLookedAndWhyNothingCame) {
          "Codex's logs do not show the Plus plan's windows"},
         {withLine(R::missingWindow), CodexPlan::freeGo,
          "Codex's logs do not show the Free / Go plan's windows"},
-        {withLine(R::staleWindow), CodexPlan::pro,
-         "The newest usage in Codex's logs has already reset"},
+        {withLine(R::noLimits), CodexPlan::pro, "Codex's logs carry no usage limits"},
+        {withLine(R::tooOldVersion), CodexPlan::plus,
+         "Codex's logs in ~/.codex/sessions are from a Codex version too old to read; update "
+         "Codex"},
+        {withLine(R::planMismatch, "plus"), CodexPlan::pro,
+         "Codex's logs show the Plus plan; choose it with --plan plus",
+         PlanChoiceHint::commandLine},
+        {withLine(R::planMismatch, "go"), CodexPlan::plus,
+         "Codex's logs show the Free / Go plan; choose it as your Codex Plan above"},
+        {withLine(R::unknownPlan, "team"), CodexPlan::plus,
+         "Codex's logs show the Team plan; say whose windows to show with --plan freeGo, --plan "
+         "plus or --plan pro",
+         PlanChoiceHint::commandLine},
+        {withLine(R::unknownPlan, "prolite"), CodexPlan::plus,
+         "Codex's logs show the Pro Lite plan; choose the Codex Plan whose windows to show above"},
         {withLine(R::futureTimestamp), CodexPlan::plus,
          "The newest usage in Codex's logs is dated in the future"},
         {withLine(R::unreadablePercent), CodexPlan::plus,
@@ -113,7 +129,7 @@ TEST(CodexLogsPresentation, TheStatusLineSaysWhereItLookedAndWhyNothingCame) {
     };
     for (const auto& row : rows) {
         const std::string text =
-            codexLogsStatusText(row.state, "~/.codex/sessions", row.plan, timeOfDay);
+            codexLogsStatusText(row.state, "~/.codex/sessions", row.plan, timeOfDay, row.hint);
         EXPECT_EQ(text, row.text);
         for (const char* hint :
              {"open codex", "codex is not running", "profile menu", "could not", "did not appear",

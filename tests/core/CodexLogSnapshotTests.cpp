@@ -26,7 +26,7 @@ std::string formatUtc(Date date, std::string_view pattern) {
     return formatter.format(date, pattern, resetTextLocale, "UTC").value_or("");
 }
 
-CodexLogRateWindow window(double used, int minutes, Date resetsAt) {
+CodexLogRateWindow window(double used, std::optional<int> minutes, std::optional<Date> resetsAt) {
     return {used, minutes, resetsAt};
 }
 
@@ -35,13 +35,28 @@ const CodexLogRateWindow weekly = window(40, weeklyWindowMinutes, oct1);
 const CodexLogRateWindow monthly = window(99.9, 43'200, oct9);
 const CodexLogRateWindow hourly = window(1, 60, in2Hours);
 
+CodexLogUsageLine line(Date at, std::optional<CodexLogRateWindow> primary,
+                       std::optional<CodexLogRateWindow> secondary,
+                       std::optional<std::string> plan = std::nullopt,
+                       std::string bucket = "codex") {
+    return CodexLogUsageLine{at, std::move(bucket), std::move(plan), primary, secondary};
+}
+
+CodexLogReadings readingsOf(const std::vector<CodexLogUsageLine>& lines) {
+    CodexLogReadings readings;
+    for (const auto& each : lines) {
+        readings.take(each);
+    }
+    return readings;
+}
+
 TEST(CodexLogSnapshot, GivesEachPlanWhatItsMenuShowsOrSaysWhyNot) {
     using R = CodexLogRefusal;
     const UsageSnapshot plus{
         .fiveHour = "87%", .fiveHourReset = "3:00 PM", .weekly = "60%", .weeklyReset = "Oct 1"};
     const UsageSnapshot freeGo{.monthly = "0%", .monthlyReset = "Oct 9"};
-    const UsageSnapshot pro{.weekly = "60%"};
-    const auto stale = [](CodexLogRateWindow w) {
+    const UsageSnapshot pro{.weekly = "60%", .weeklyReset = "Oct 1"};
+    const auto resetNow = [](CodexLogRateWindow w) {
         w.resetsAt = now;
         return w;
     };
@@ -62,11 +77,18 @@ TEST(CodexLogSnapshot, GivesEachPlanWhatItsMenuShowsOrSaysWhyNot) {
     } cases[] = {
         {"plus", CodexPlan::plus, fiveHour, weekly, 60, plus, accepted},
         {"plus, windows in the other order", CodexPlan::plus, weekly, fiveHour, 60, plus, accepted},
-        {"plus without weekly", CodexPlan::plus, fiveHour, absent, 60, noSnapshot,
-         R::missingWindow},
-        {"plus, 5h has reset", CodexPlan::plus, stale(fiveHour), weekly, 60, noSnapshot,
-         R::staleWindow},
-        {"plus, an hourly window is not a 5h one", CodexPlan::plus, hourly, weekly, 60, noSnapshot,
+        {"plus without weekly shows 5h", CodexPlan::plus, fiveHour, absent, 60,
+         UsageSnapshot{.fiveHour = "87%", .fiveHourReset = "3:00 PM"}, accepted},
+        {"plus, 5h has reset: shown full, with the time it reset", CodexPlan::plus,
+         resetNow(fiveHour), weekly, 60,
+         UsageSnapshot{.fiveHour = "100%",
+                       .fiveHourReset = "1:00 PM",
+                       .weekly = "60%",
+                       .weeklyReset = "Oct 1"},
+         accepted},
+        {"plus, an hourly window is not a 5h one", CodexPlan::plus, hourly, weekly, 60,
+         UsageSnapshot{.weekly = "60%", .weeklyReset = "Oct 1"}, accepted},
+        {"plus, only an hourly window", CodexPlan::plus, hourly, absent, 60, noSnapshot,
          R::missingWindow},
         {"plus, written in the future", CodexPlan::plus, fiveHour, weekly, -121, noSnapshot,
          R::futureTimestamp},
@@ -74,53 +96,218 @@ TEST(CodexLogSnapshot, GivesEachPlanWhatItsMenuShowsOrSaysWhyNot) {
          accepted},
         {"plus, negative share", CodexPlan::plus, fiveHour, used(weekly, -1), 60, noSnapshot,
          R::unreadablePercent},
-        {"plus, missing before unreadable", CodexPlan::plus, used(fiveHour, -1), absent, 60,
-         noSnapshot, R::missingWindow},
+        {"plus, no windows: no limits", CodexPlan::plus, absent, absent, 60, noSnapshot,
+         R::noLimits},
         {"free", CodexPlan::freeGo, monthly, absent, 60, freeGo, accepted},
         {"free beside an hourly window", CodexPlan::freeGo, hourly, monthly, 60, freeGo, accepted},
         {"free without monthly", CodexPlan::freeGo, fiveHour, weekly, 60, noSnapshot,
          R::missingWindow},
-        {"free, monthly has reset", CodexPlan::freeGo, stale(monthly), absent, 60, noSnapshot,
-         R::staleWindow},
+        {"free, monthly has reset", CodexPlan::freeGo, resetNow(monthly), absent, 60,
+         UsageSnapshot{.monthly = "100%", .monthlyReset = "Sep 25"}, accepted},
         {"free, written in the future", CodexPlan::freeGo, monthly, absent, -3600, noSnapshot,
          R::futureTimestamp},
-        {"free, share not a number", CodexPlan::freeGo,
-         used(monthly, std::numeric_limits<double>::quiet_NaN()), absent, 60, noSnapshot,
-         R::unreadablePercent},
-        {"pro", CodexPlan::pro, fiveHour, weekly, 60, pro, accepted},
+        {"pro, with the weekly reset the menu lacks", CodexPlan::pro, fiveHour, weekly, 60, pro,
+         accepted},
         {"pro needs only weekly", CodexPlan::pro, absent, weekly, 60, pro, accepted},
-        {"pro beside an hourly window", CodexPlan::pro, hourly, weekly, 60, pro, accepted},
-        {"pro, a stale 5h does not matter", CodexPlan::pro, stale(fiveHour), weekly, 60, pro,
+        {"pro, a reset 5h does not matter", CodexPlan::pro, resetNow(fiveHour), weekly, 60, pro,
          accepted},
         {"pro without weekly", CodexPlan::pro, fiveHour, absent, 60, noSnapshot, R::missingWindow},
-        {"pro, weekly has reset", CodexPlan::pro, fiveHour, stale(weekly), 60, noSnapshot,
-         R::staleWindow},
-        {"pro, written in the future", CodexPlan::pro, fiveHour, weekly, -121, noSnapshot,
-         R::futureTimestamp},
+        {"pro, weekly has reset", CodexPlan::pro, fiveHour, resetNow(weekly), 60,
+         UsageSnapshot{.weekly = "100%", .weeklyReset = "Sep 25"}, accepted},
         {"pro, share not finite", CodexPlan::pro, fiveHour,
          used(weekly, std::numeric_limits<double>::infinity()), 60, noSnapshot,
          R::unreadablePercent},
     };
     for (const auto& c : cases) {
-        const CodexLogUsageLine line{now.addingTimeInterval(-c.writtenAgo), c.primary, c.secondary};
-        const CodexLogSnapshotResult result = codexLogSnapshot(c.plan, line, now, formatUtc);
+        const Date at = now.addingTimeInterval(-c.writtenAgo);
+        const CodexLogReadings readings = readingsOf({line(at, c.primary, c.secondary)});
+        const CodexLogSnapshotResult result = codexLogSnapshot(c.plan, readings, now, formatUtc);
         EXPECT_EQ(result.refusal, c.refusal) << c.name;
         ASSERT_EQ(result.reading.has_value(), c.expected.has_value()) << c.name;
         if (!result.reading) {
             continue;
         }
         EXPECT_EQ(result.reading->snapshot, *c.expected) << c.name;
-        EXPECT_EQ(result.reading->readAt, line.timestamp) << c.name;
-        const QuotaSchema schema = PlanQuotaConfiguration::configuration(c.plan).schema;
-        EXPECT_TRUE(isCompleteUsageSnapshot(result.reading->snapshot, schema)) << c.name;
-        EXPECT_EQ(result.reading->remainingPercent.size(), requiredWindows(schema).size())
+        EXPECT_EQ(result.reading->readAt,
+                  std::max(at, result.reading->passedResets.empty()
+                                   ? at
+                                   : result.reading->passedResets.begin()->second))
             << c.name;
+        EXPECT_TRUE(isDisplayableLogSnapshot(result.reading->snapshot, c.plan)) << c.name;
     }
 }
 
+// What a sequence of lines, in the order handed over, shows for plus an hour after the first.
+TEST(CodexLogReadings, KeepEachWindowsNewestReadingAcrossLinesBucketsAndNulls) {
+    const Date t0 = now.addingTimeInterval(-3600);
+    const auto at = [&](double minutes) { return t0.addingTimeInterval(minutes * 60); };
+    const Date fiveHourReset = now.addingTimeInterval(1800);  // 1:30 PM
+    const auto fh = [&](double used, std::optional<Date> reset = std::nullopt) {
+        return window(used, fiveHourWindowMinutes, reset);
+    };
+    const auto wk = [&](double used) { return window(used, weeklyWindowMinutes, oct1); };
+    using R = CodexLogRefusal;
+    const struct {
+        const char* name;
+        std::vector<CodexLogUsageLine> lines;
+        std::string fiveHour, fiveHourReset, weekly;
+        std::optional<CodexLogRefusal> refusal;
+        bool settled;
+    } cases[] = {
+        {"the newest line wins, whatever the order",
+         {line(at(10), fh(50, fiveHourReset), wk(70)), line(at(5), fh(20, fiveHourReset), wk(60))},
+         "50%",
+         "1:30 PM",
+         "30%",
+         std::nullopt,
+         true},
+        {"another bucket never stands for the account's",
+         {line(at(5), fh(30, fiveHourReset), wk(45)),
+          line(at(6), fh(88, fiveHourReset), wk(65), std::nullopt, "codex_bengalfox")},
+         "70%",
+         "1:30 PM",
+         "55%",
+         std::nullopt,
+         true},
+        {"another bucket with a 5h window only",
+         {line(at(5), fh(30, fiveHourReset), wk(45)),
+          line(at(6), fh(88, fiveHourReset), std::nullopt, std::nullopt, "codex_bengalfox")},
+         "70%",
+         "1:30 PM",
+         "55%",
+         std::nullopt,
+         true},
+        {"a window of unknown length leaves that window as it was",
+         {line(at(5), fh(30, fiveHourReset), wk(45)),
+          line(at(9), fh(40, fiveHourReset), window(50, std::nullopt, oct1))},
+         "60%",
+         "1:30 PM",
+         "55%",
+         std::nullopt,
+         false},
+        {"at the limit the reset time is null: the last one written is kept",
+         {line(at(5), fh(90, fiveHourReset), wk(45)), line(at(9), fh(100), wk(46))},
+         "0%",
+         "1:30 PM",
+         "54%",
+         std::nullopt,
+         false},
+        {"a kept reset time that has passed shows the window reset",
+         {line(at(5), fh(90, now.addingTimeInterval(-60)), wk(45)), line(at(9), fh(100), wk(46))},
+         "100%",
+         "12:59 PM",
+         "54%",
+         std::nullopt,
+         false},
+        {"a reset time from before the line is no reset time of its period",
+         {line(at(1), fh(90, at(3)), wk(45)), line(at(9), fh(100), wk(46))},
+         "0%",
+         notFoundText.data(),
+         "54%",
+         std::nullopt,
+         false},
+        {"a reset passed with no newer line shows the window full",
+         {line(at(5), fh(97, now.addingTimeInterval(-60)), wk(45))},
+         "100%",
+         "12:59 PM",
+         "55%",
+         std::nullopt,
+         true},
+        {"after a reset, the new period's line wins",
+         {line(at(50), fh(3, now.addingTimeInterval(5 * 3600)), wk(47)),
+          line(at(5), fh(97, now.addingTimeInterval(-60)), wk(45))},
+         "97%",
+         "6:00 PM",
+         "53%",
+         std::nullopt,
+         true},
+        {"no limits stated by the newest line",
+         {line(at(5), fh(30, fiveHourReset), wk(45)), line(at(9), std::nullopt, std::nullopt)},
+         "",
+         "",
+         "",
+         R::noLimits,
+         true},
+        {"limits stated after no limits",
+         {line(at(5), std::nullopt, std::nullopt), line(at(9), fh(30, fiveHourReset), wk(45))},
+         "70%",
+         "1:30 PM",
+         "55%",
+         std::nullopt,
+         true},
+        {"the logs show another plan",
+         {line(at(5), fh(30, fiveHourReset), wk(45), "pro")},
+         "",
+         "",
+         "",
+         R::planMismatch,
+         true},
+        {"the newest plan is the one that counts",
+         {line(at(9), fh(30, fiveHourReset), wk(45), "plus"),
+          line(at(5), fh(30, fiveHourReset), wk(45), "pro")},
+         "70%",
+         "1:30 PM",
+         "55%",
+         std::nullopt,
+         true},
+        {"a plan we have no windows for does not refuse",
+         {line(at(5), fh(30, fiveHourReset), wk(45), "team")},
+         "70%",
+         "1:30 PM",
+         "55%",
+         std::nullopt,
+         true},
+    };
+    for (const auto& c : cases) {
+        const CodexLogReadings readings = readingsOf(c.lines);
+        EXPECT_EQ(readings.settled(), c.settled) << c.name;
+        const auto result = codexLogSnapshot(CodexPlan::plus, readings, now, formatUtc);
+        EXPECT_EQ(result.refusal, c.refusal) << c.name;
+        if (!result.reading) {
+            continue;
+        }
+        EXPECT_EQ(result.reading->snapshot.fiveHour, c.fiveHour) << c.name;
+        EXPECT_EQ(result.reading->snapshot.fiveHourReset, c.fiveHourReset) << c.name;
+        EXPECT_EQ(result.reading->snapshot.weekly, c.weekly) << c.name;
+    }
+}
+
+TEST(CodexLogReadings, OtherShapesSayWhyThereIsNothingToShow) {
+    const Date at = now.addingTimeInterval(-60);
+    CodexLogReadings withoutRateLimits;
+    withoutRateLimits.takeWithoutRateLimits(at);
+    EXPECT_EQ(codexLogSnapshot(CodexPlan::plus, withoutRateLimits, now, formatUtc).refusal,
+              CodexLogRefusal::noLimits);
+    EXPECT_FALSE(withoutRateLimits.settled());
+
+    // A line without rate limits says nothing beside one with them.
+    CodexLogReadings mixed = readingsOf({line(at, fiveHour, weekly)});
+    mixed.takeWithoutRateLimits(now);
+    EXPECT_TRUE(codexLogSnapshot(CodexPlan::plus, mixed, now, formatUtc).reading);
+
+    CodexLogReadings tooOld = readingsOf({line(at.addingTimeInterval(-60), fiveHour, weekly)});
+    tooOld.takeTooOld(at);
+    EXPECT_EQ(codexLogSnapshot(CodexPlan::plus, tooOld, now, formatUtc).refusal,
+              CodexLogRefusal::tooOldVersion);
+    tooOld.take(line(now, fiveHour, weekly));
+    EXPECT_TRUE(codexLogSnapshot(CodexPlan::plus, tooOld, now, formatUtc).reading);
+}
+
+TEST(CodexLogReadings, TellWhenWhatTheyShowChangesByItself) {
+    const Date soon = now.addingTimeInterval(600);
+    const Date later = now.addingTimeInterval(7200);
+    const CodexLogReadings readings = readingsOf(
+        {line(now.addingTimeInterval(-300), window(90, 300, soon), window(40, 10'080, later)),
+         line(now.addingTimeInterval(-60), window(100, 300, std::nullopt), std::nullopt)});
+    EXPECT_EQ(readings.nextChangeAfter(now), soon) << "the kept 5h reset passes";
+    EXPECT_EQ(readings.nextChangeAfter(soon), later);
+    EXPECT_EQ(readings.nextChangeAfter(later), std::nullopt);
+}
+
 TEST(CodexLogSnapshot, KeepsTheExactShareAndResetOfTheWindowsItShows) {
-    const CodexLogUsageLine line{now, window(12.5, 300, in2Hours), window(103, 10'080, oct1)};
-    const auto result = codexLogSnapshot(CodexPlan::plus, line, now, formatUtc);
+    const auto readings =
+        readingsOf({line(now, window(12.5, 300, in2Hours), window(103, 10'080, oct1))});
+    const auto result = codexLogSnapshot(CodexPlan::plus, readings, now, formatUtc);
     ASSERT_TRUE(result.reading);
     EXPECT_EQ(
         result.reading->remainingPercent,
@@ -130,12 +317,24 @@ TEST(CodexLogSnapshot, KeepsTheExactShareAndResetOfTheWindowsItShows) {
                                            {QuotaWindow::weekly, oct1}}));
 }
 
-TEST(CodexLogSnapshot, AFormatterThatWritesNothingGivesNoSnapshot) {
-    const CodexLogUsageLine line{now, fiveHour, weekly};
-    const auto result =
-        codexLogSnapshot(CodexPlan::plus, line, now, [](Date, std::string_view) { return ""; });
-    EXPECT_FALSE(result.reading);
-    EXPECT_EQ(result.refusal, CodexLogRefusal::missingWindow);
+TEST(CodexLogSnapshot, AFormatterThatWritesNothingLeavesTheResetsUnshown) {
+    const auto result = codexLogSnapshot(CodexPlan::plus, readingsOf({line(now, fiveHour, weekly)}),
+                                         now, [](Date, std::string_view) { return ""; });
+    ASSERT_TRUE(result.reading);
+    EXPECT_EQ(result.reading->snapshot, (UsageSnapshot{.fiveHour = "87%", .weekly = "60%"}));
+}
+
+TEST(CodexLogPlanType, NamesThePlansWeHaveWindowsFor) {
+    EXPECT_EQ(codexPlanForLogPlanType("free"), CodexPlan::freeGo);
+    EXPECT_EQ(codexPlanForLogPlanType("go"), CodexPlan::freeGo);
+    EXPECT_EQ(codexPlanForLogPlanType("plus"), CodexPlan::plus);
+    EXPECT_EQ(codexPlanForLogPlanType("pro"), CodexPlan::pro);
+    EXPECT_EQ(codexPlanForLogPlanType("prolite"), std::nullopt);
+    EXPECT_EQ(codexPlanForLogPlanType("team"), std::nullopt);
+    EXPECT_EQ(logPlanTypeTitle("team"), "Team");
+    EXPECT_EQ(logPlanTypeTitle("prolite"), "Pro Lite");
+    EXPECT_EQ(logPlanTypeTitle("self_serve_business_usage_based"),
+              "Self serve business usage based");
 }
 
 TEST(CodexLogRemainingPercent, RoundsDownSoAnAlertIsNeverLate) {
@@ -233,11 +432,11 @@ TEST(CodexLogSnapshot, ReadsTheSameAsTheMenuWithTheSameFigures) {
         {CodexPlan::pro, 0, 0, 0, "", 0, 100, 1767225540, "Dec 31"},
     };
     for (const auto& c : cases) {
-        CodexLogUsageLine line{now, std::nullopt, std::nullopt};
+        CodexLogUsageLine written = line(now, std::nullopt, std::nullopt);
         const int firstLength = c.plan == CodexPlan::freeGo ? 43'200 : fiveHourWindowMinutes;
-        line.primary = window(c.used, firstLength, Date::fromUnixTime(c.resetsAtUnix));
+        written.primary = window(c.used, firstLength, Date::fromUnixTime(c.resetsAtUnix));
         if (c.plan != CodexPlan::freeGo) {
-            line.secondary =
+            written.secondary =
                 window(c.weeklyUsed, weeklyWindowMinutes, Date::fromUnixTime(c.weeklyResetsAtUnix));
         }
         const std::string context =
@@ -248,11 +447,15 @@ TEST(CodexLogSnapshot, ReadsTheSameAsTheMenuWithTheSameFigures) {
                 c.plan == CodexPlan::plus ? fiveHourResetPattern : dateResetPattern;
             EXPECT_EQ(formatUtc(Date::fromUnixTime(c.resetsAtUnix), pattern), c.resetText);
         }
-        const auto fromLog = codexLogSnapshot(c.plan, line, now, formatUtc);
+        const auto fromLog = codexLogSnapshot(c.plan, readingsOf({written}), now, formatUtc);
         ASSERT_TRUE(fromLog.reading) << context;
-        const auto fromMenu =
+        auto fromMenu =
             menuSnapshot(c.plan, c.remaining, c.resetText, c.weeklyRemaining, c.weeklyResetText);
         ASSERT_TRUE(fromMenu) << context;
+        if (c.plan == CodexPlan::pro) {
+            // The logs also give the reset time the pro menu leaves out.
+            fromMenu->weeklyReset = c.weeklyResetText;
+        }
         EXPECT_EQ(fromLog.reading->snapshot, *fromMenu) << context;
     }
 }

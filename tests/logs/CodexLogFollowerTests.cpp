@@ -10,13 +10,13 @@ namespace {
 const std::string logA = day + "/rollout-2026-11-21T09-00-00-a.jsonl";
 const std::string sessions = home + "/sessions";
 
-TEST(CodexLogFollower, AFirstLookReadsBackOnlyAsFarAsTheNewestAcceptedLine) {
+TEST(CodexLogFollower, AFirstLookReadsBackOnlyAsFarAsTheReadingsSettle) {
     const struct {
         const char* name;
         bool accepts;
         std::vector<int> expected;
     } cases[] = {
-        {"the newest line is a reading", true, {3}},
+        {"the newest line settles the readings", true, {3}},
         // Lines the decoder does not take keep the search going, newest first, to the start.
         {"no line is a reading", false, {3, 2, 1}},
     };
@@ -30,9 +30,10 @@ TEST(CodexLogFollower, AFirstLookReadsBackOnlyAsFarAsTheNewestAcceptedLine) {
         EXPECT_EQ(world.taken(), c.expected) << c.name;
         const auto read = world.follower.statistics().bytesRead;
         if (c.accepts) {
-            EXPECT_LE(read, 64u << 10) << c.name << ": one chunk holds the last lines";
+            EXPECT_LE(read, 2 * (64u << 10))
+                << c.name << ": one chunk holds the first line, one the last lines";
         } else {
-            EXPECT_EQ(read, text.size()) << c.name;
+            EXPECT_EQ(read, text.size() + (64u << 10)) << c.name << ": and the head's chunk";
         }
         EXPECT_EQ(world.follower.status().candidateLines, c.expected.size()) << c.name;
     }
@@ -125,8 +126,9 @@ TEST(CodexLogFollower, AHugeLineIsPassedOverInBoundedMemory) {
         EXPECT_EQ(world.taken(), c.later) << c.name;
         EXPECT_LE(world.follower.statistics().largestBuffer, limits.chunkSize + limits.longestLine)
             << c.name;
+        // The search's chunks, the head's first chunk (to tell a fork), and what was appended.
         EXPECT_LE(world.follower.statistics().bytesRead,
-                  limits.backwardSearchLimit + c.appended.size() + 4096)
+                  limits.backwardSearchLimit + c.appended.size() + 2 * 4096)
             << c.name;
     }
 }
@@ -166,32 +168,135 @@ TEST(CodexLogFollower, AFollowedFileThatIsReplacedShrinksOrGoesIsReadAfreshOrDro
     }
 }
 
-TEST(CodexLogFollower, TheMostRecentlyModifiedFilesAreFollowed) {
-    CodexLogFollowerLimits limits;
-    limits.followedFiles = 2;
-    LogWorld world(limits);
-    const std::string older = home + "/sessions/2026/11/20";
-    // By modification time, not by folder: a session resumed in yesterday's folder counts.
-    world.files.writeFile(older + "/rollout-1.jsonl", usageLine(1), at(50));
-    world.files.writeFile(older + "/rollout-2.jsonl", usageLine(2), at(10));
-    world.files.writeFile(day + "/rollout-3.jsonl", usageLine(3), at(20));
-    world.files.writeFile(day + "/rollout-4.jsonl", usageLine(4), at(50));
-    world.files.writeFile(day + "/rollout-5.jsonl", usageLine(5), at(5));
-    world.files.writeFile(day + "/notes.jsonl", usageLine(6), at(99));
-    world.follower.look();
-    auto taken = world.taken();
-    std::sort(taken.begin(), taken.end());
-    EXPECT_EQ(taken, (std::vector<int>{1, 4})) << "a tie goes to the later name";
-    EXPECT_EQ(world.files.counters().opens, 2u);
-    EXPECT_EQ(world.follower.status().sessionFiles, 5u);
+// A usage line stamped `minute` minutes after `at(0)`; `n` tells one from another.
+std::string stampedLine(int n, int minute) {
+    const std::string stamp = "2026-11-21T09:" + std::string(minute < 10 ? "0" : "") +
+                              std::to_string(minute) + ":00.000Z";
+    return R"({"timestamp":")" + stamp +
+           R"(","type":"event_msg","payload":{"type":"token_count","n":)" + std::to_string(n) +
+           "}}\n";
+}
 
-    // The old day's file is still written to; a newer session displaces the other one.
-    world.files.append(older + "/rollout-1.jsonl", usageLine(11), at(60));
-    world.files.writeFile(day + "/rollout-9.jsonl", usageLine(9), at(70));
+std::string sessionMeta(const std::string& id, const std::string& forkedFrom, int minute,
+                        int second = 0) {
+    const std::string stamp = "2026-11-21T09:" + std::string(minute < 10 ? "0" : "") +
+                              std::to_string(minute) + ":" + (second < 10 ? "0" : "") +
+                              std::to_string(second) + ".000Z";
+    return R"({"timestamp":")" + stamp + R"(","type":"session_meta","payload":{"id":")" + id +
+           "\"" + (forkedFrom.empty() ? "" : R"(,"forked_from_id":")" + forkedFrom + "\"") +
+           R"(,"timestamp":")" + stamp + R"(","cwd":"/p","originator":"codex_cli_rs"}})" + "\n";
+}
+
+// Newest first by modification time, whichever day's folder holds the file; a file last written
+// before the time the readings are settled as of holds no newer line and is not read.
+TEST(CodexLogFollower, ASearchGoesNewestFirstAcrossFilesUntilNoOlderLineCanMatter) {
+    const std::string older = home + "/sessions/2026/11/20";
+    const struct {
+        const char* name;
+        bool accepts;
+        std::optional<Date> settledAsOf;
+        std::size_t searchFiles;
+        std::vector<int> expected;
+    } cases[] = {
+        {"settled by the newest reading", true, at(45), 256, {2}},
+        {"files written after the readings' time are still read", true, at(25), 256, {2, 3}},
+        {"nothing settles: every file", false, std::nullopt, 256, {2, 3, 4}},
+        {"at most so many files", false, std::nullopt, 2, {2}},
+    };
+    for (const auto& c : cases) {
+        CodexLogFollowerLimits limits;
+        limits.searchFiles = c.searchFiles;
+        LogWorld world(limits);
+        world.accepts = c.accepts;
+        world.settledAsOf = c.settledAsOf;
+        // A Codex start that wrote only its session's metadata, the newest of all.
+        world.files.writeFile(day + "/rollout-a.jsonl", sessionMeta("a", "", 50), at(50));
+        world.files.writeFile(day + "/rollout-b.jsonl", usageLine(2), at(40));
+        world.files.writeFile(older + "/rollout-c.jsonl", usageLine(3), at(30));
+        world.files.writeFile(older + "/rollout-d.jsonl", usageLine(4), at(20));
+        world.follower.look();
+        EXPECT_EQ(world.taken(), c.expected) << c.name;
+        EXPECT_EQ(world.follower.statistics().searchedFiles,
+                  std::min<std::size_t>(c.searchFiles, 1 + c.expected.size()))
+            << c.name;
+        EXPECT_EQ(world.follower.status().sessionFiles, 4u) << c.name;
+    }
+}
+
+TEST(CodexLogFollower, ASearchReadsAtMostItsBytes) {
+    CodexLogFollowerLimits limits;
+    limits.chunkSize = 4096;
+    limits.searchBytes = 50000;
+    LogWorld world(limits);
+    world.accepts = false;
+    world.files.writeFile(day + "/rollout-a.jsonl", conversationOf(40000) + usageLine(1), at(50));
+    world.files.writeFile(day + "/rollout-b.jsonl", usageLine(2) + conversationOf(40000), at(40));
+    world.files.writeFile(day + "/rollout-c.jsonl", usageLine(3), at(30));
     world.follower.look();
-    taken = world.taken();
-    std::sort(taken.begin(), taken.end());
-    EXPECT_EQ(taken, (std::vector<int>{9, 11}));
+    EXPECT_EQ(world.taken(), std::vector<int>{1});
+    EXPECT_LE(world.follower.statistics().bytesRead, limits.searchBytes);
+    // What the search passed over is still followed from where it stood.
+    world.files.append(day + "/rollout-c.jsonl", usageLine(5), at(60));
+    world.follower.look();
+    EXPECT_EQ(world.taken(), std::vector<int>{5});
+}
+
+// Codex resumes a session by appending to its file, in the folder of the day it began.
+TEST(CodexLogFollower, AnAppendToAnyFileIsReadAtTheNextLookWhicheverDayHoldsIt) {
+    const std::string older = home + "/sessions/2026/10/02";
+    const struct {
+        const char* name;
+        std::string initial;
+        std::string appended;
+        std::vector<int> expected;
+    } cases[] = {
+        {"after a whole line", usageLine(1), usageLine(2), {2}},
+        {"after a cut line, whose rest is passed over",
+         usageLine(1).substr(0, 30),
+         usageLine(1).substr(30) + usageLine(3),
+         {3}},
+    };
+    for (const auto& c : cases) {
+        LogWorld world;
+        world.files.writeFile(older + "/rollout-old.jsonl", c.initial, at(5));
+        world.files.writeFile(day + "/rollout-new.jsonl", usageLine(9), at(50));
+        world.follower.look();
+        EXPECT_EQ(world.taken(), std::vector<int>{9}) << c.name;
+        const auto opens = world.follower.statistics().opens;
+
+        world.files.append(older + "/rollout-old.jsonl", c.appended, at(60));
+        world.follower.look();
+        EXPECT_EQ(world.taken(), c.expected) << c.name;
+        EXPECT_EQ(world.follower.statistics().opens, opens + 1) << c.name;
+        EXPECT_EQ(world.follower.statistics().fullScans, 1u) << c.name << ": no folder changed";
+    }
+}
+
+// Every line of a fork goes to the handler with the time its copies of the parent's lines end.
+TEST(CodexLogFollower, AForksCopiesAreToldFromItsOwnLines) {
+    const struct {
+        const char* name;
+        std::string head;
+        std::optional<Date> copiesUntil;
+    } cases[] = {
+        {"a session of its own", sessionMeta("b", "", 10), std::nullopt},
+        {"a fork naming its parent",
+         sessionMeta("b", "a", 10) + sessionMeta("a", "", 10, 1) + stampedLine(1, 10), at(601)},
+        {"a fork by an older Codex", sessionMeta("b", "", 10) + sessionMeta("a", "", 10, 1),
+         at(601)},
+    };
+    for (const auto& c : cases) {
+        LogWorld world;
+        world.accepts = false;
+        world.files.writeFile(logA, c.head + stampedLine(2, 20), at(1200));
+        world.follower.look();
+        world.files.append(logA, stampedLine(3, 30), at(1800));
+        world.follower.look();
+        ASSERT_FALSE(world.copies.empty()) << c.name;
+        for (const auto& copiesUntil : world.copies) {
+            EXPECT_EQ(copiesUntil, c.copiesUntil) << c.name;
+        }
+    }
 }
 
 TEST(CodexLogFollower, ProblemsInTheTreeAreNamedAndNeverStopTheOthers) {
@@ -290,7 +395,7 @@ TEST(CodexLogFollower, ProblemsInTheTreeAreNamedAndNeverStopTheOthers) {
     }
 }
 
-TEST(CodexLogFollower, LooksBetweenScansStatOnlyTheFollowedFilesAndTheFoldersThatGainEntries) {
+TEST(CodexLogFollower, LooksBetweenScansStatTheTreeAndReadNothingUnchanged) {
     CodexLogFollowerLimits limits;
     limits.looksPerFullScan = 10;
     LogWorld world(limits);
@@ -309,10 +414,10 @@ TEST(CodexLogFollower, LooksBetweenScansStatOnlyTheFollowedFilesAndTheFoldersTha
     world.follower.look();
     const auto quiet = world.follower.statistics();
     EXPECT_EQ(quiet.lists, afterScan.lists);
-    // sessions, 2026, two months, the newest day, the older day of three followed files, and
-    // the four files.
-    EXPECT_EQ(quiet.statuses - afterScan.statuses, 6u + 4u);
+    // sessions, 2026, two months and 21 days, then the 101 files.
+    EXPECT_EQ(quiet.statuses - afterScan.statuses, 25u + 101u);
     EXPECT_EQ(quiet.opens, afterScan.opens);
+    EXPECT_EQ(quiet.bytesRead, afterScan.bytesRead);
 
     // A new session in today's folder is seen at the next look, not the next full scan.
     world.files.writeFile(day + "/rollout-b.jsonl", usageLine(2), at(200));
@@ -324,6 +429,8 @@ TEST(CodexLogFollower, LooksBetweenScansStatOnlyTheFollowedFilesAndTheFoldersTha
         world.follower.look();
     }
     EXPECT_EQ(world.follower.statistics().fullScans, 3u);
+    const auto watched = world.follower.foldersToWatch();
+    EXPECT_EQ(watched.size(), 25u) << "every folder of the tree";
 }
 
 TEST(CodexLogFollower, AHostileTreeEndsWithinItsLimits) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -41,15 +42,22 @@ struct LogWorld {
     explicit LogWorld(CodexLogFollowerLimits limits = {})
         : follower(
               files, home,
-              [this](std::string_view line) {
+              [this](std::string_view line, std::optional<Date> copiesUntil) {
                   lines.emplace_back(line);
-                  return accepts;
+                  copies.push_back(copiesUntil);
+                  return CodexLogFollower::LineVerdict{
+                      accepts, accepts ? settledAsOf : std::optional<Date>()};
               },
               limits) {}
 
     FakeFileSystem files;
     std::vector<std::string> lines;
+    // The time each line's file said its fork's copies end.
+    std::vector<std::optional<Date>> copies;
+    // Whether each line is taken; a taken line settles the readings as of `settledAsOf` (by
+    // default after every file's time, so no other file is searched).
     bool accepts = true;
+    std::optional<Date> settledAsOf = at(1e6);
     CodexLogFollower follower;
 
     // The lines handed over since the last call, as the `n` of each usage line (-1 otherwise).
@@ -60,6 +68,7 @@ struct LogWorld {
             numbers.push_back(at == std::string::npos ? -1 : std::stoi(line.substr(at + 4)));
         }
         lines.clear();
+        copies.clear();
         return numbers;
     }
 };

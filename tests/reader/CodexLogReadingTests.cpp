@@ -17,7 +17,8 @@ struct LogWorld : ReaderWorld {
 
     explicit LogWorld(CodexPlan plan) : ReaderWorld(plan) {}
 
-    UsageReader& makeLogReader(CodexPlan plan, bool automaticRefresh = false, bool logsOn = true) {
+    UsageReader& makeLogReader(std::optional<CodexPlan> plan, bool automaticRefresh = false,
+                               bool logsOn = true) {
         UsageReader& made = makeReader(plan, automaticRefresh);
         made.setCodexLogsEnabled(logsOn);
         made.attachCodexLogs(CodexLogEnvironment{files, history, formatter, "/home/someone"});
@@ -27,9 +28,14 @@ struct LogWorld : ReaderWorld {
     // A line of both windows, `secondsAgo` before now, resetting well after now.
     CodexLogUsageLine line(double secondsAgo, double fiveHourUsed, double weeklyUsed = 60) {
         const Date at = time.now().addingTimeInterval(-secondsAgo);
-        return CodexLogUsageLine{
-            at, CodexLogRateWindow{fiveHourUsed, 300, at.addingTimeInterval(3 * 3600)},
-            CodexLogRateWindow{weeklyUsed, 10'080, at.addingTimeInterval(4 * 86'400)}};
+        return usage(at, CodexLogRateWindow{fiveHourUsed, 300, at.addingTimeInterval(3 * 3600)},
+                     CodexLogRateWindow{weeklyUsed, 10'080, at.addingTimeInterval(4 * 86'400)});
+    }
+
+    static CodexLogUsageLine usage(Date at, std::optional<CodexLogRateWindow> primary,
+                                   std::optional<CodexLogRateWindow> secondary,
+                                   std::optional<std::string> plan = std::nullopt) {
+        return CodexLogUsageLine{at, "codex", std::move(plan), primary, secondary};
     }
 };
 
@@ -165,8 +171,8 @@ TEST(CodexLogReading, HistoryKeepsBothSourcesAndFeedsThePace) {
         const Date at = start.addingTimeInterval(minute * 60);
         world.time.advance(at.timeIntervalSince(world.time.now()));
         reader.receiveCodexLogLine(
-            CodexLogUsageLine{at, CodexLogRateWindow{50 + minute / 2.0, 300, reset},
-                              CodexLogRateWindow{20, 10'080, start.addingTimeInterval(86'400)}});
+            LogWorld::usage(at, CodexLogRateWindow{50 + minute / 2.0, 300, reset},
+                            CodexLogRateWindow{20, 10'080, start.addingTimeInterval(86'400)}));
     }
     EXPECT_EQ(reader.usageHistory().points(CodexPlan::plus, QuotaWindow::fiveHour).size(), 5u);
     EXPECT_EQ(reader.windowResetsAt(QuotaWindow::fiveHour), reset);
@@ -181,6 +187,86 @@ TEST(CodexLogReading, HistoryKeepsBothSourcesAndFeedsThePace) {
     world.runUntilRunEnds();
     EXPECT_FALSE(
         reader.usageHistory().points(CodexPlan::plus, QuotaWindow::fiveHour).back().resetsAt);
+}
+
+// A window whose reset time passes with no newer line is shown full from that moment, and the
+// reset notification follows its usual rule; the other window stays as read.
+TEST(CodexLogReading, AResetThatPassesWithNoNewerLineShowsTheWindowFull) {
+    LogWorld world(CodexPlan::plus);
+    UsageReader& reader = world.makeLogReader(CodexPlan::plus);
+    const Date at = world.time.now().addingTimeInterval(-60);
+    const Date fiveHourReset = world.time.now().addingTimeInterval(600);
+    reader.receiveCodexLogLine(
+        LogWorld::usage(at, CodexLogRateWindow{90, 300, fiveHourReset},
+                        CodexLogRateWindow{30, 10'080, at.addingTimeInterval(4 * 86'400)}));
+    EXPECT_EQ(reader.snapshot().fiveHour, "10%");
+    EXPECT_TRUE(reader.windowsShownAsReset().empty());
+
+    world.time.advance(601);
+    EXPECT_EQ(reader.snapshot().fiveHour, "100%");
+    EXPECT_EQ(reader.snapshot().weekly, "70%");
+    EXPECT_EQ(reader.lastUpdated(), fiveHourReset);
+    EXPECT_EQ(reader.windowsShownAsReset(),
+              (std::map<QuotaWindow, Date>{{QuotaWindow::fiveHour, fiveHourReset}}));
+    ASSERT_FALSE(world.notifications.requests().empty());
+    EXPECT_EQ(world.notifications.requests().back().title, "Codex Usage Reset");
+
+    // The next line of the new period replaces it.
+    reader.receiveCodexLogLine(world.line(0, 4, 31));
+    EXPECT_EQ(reader.snapshot().fiveHour, "96%");
+    EXPECT_TRUE(reader.windowsShownAsReset().empty());
+}
+
+TEST(CodexLogReading, TheLogsPlanIsChosenWhenNoneIsAndNamedWhenAnotherIs) {
+    const Date reset = Date::fromUnixTime(4'000'000'000);
+    const auto planLine = [&](LogWorld& world, const char* plan) {
+        return LogWorld::usage(world.time.now().addingTimeInterval(-30),
+                               CodexLogRateWindow{20, 300, reset},
+                               CodexLogRateWindow{40, 10'080, reset}, std::string(plan));
+    };
+    {
+        LogWorld world(CodexPlan::pro);
+        UsageReader& reader = world.makeLogReader(std::nullopt);
+        ASSERT_FALSE(reader.hasExplicitPlanSelection());
+        reader.receiveCodexLogLine(planLine(world, "pro"));
+        EXPECT_TRUE(reader.hasExplicitPlanSelection());
+        EXPECT_EQ(reader.codexPlan(), CodexPlan::pro);
+        EXPECT_EQ(reader.snapshot().weekly, "60%");
+        EXPECT_EQ(reader.snapshot().weeklyReset, "Oct 2");
+    }
+    {
+        LogWorld world(CodexPlan::plus);
+        UsageReader& reader = world.makeLogReader(std::nullopt);
+        reader.receiveCodexLogLine(planLine(world, "team"));
+        EXPECT_FALSE(reader.hasExplicitPlanSelection());
+        EXPECT_EQ(reader.codexLogsState().refusal, CodexLogRefusal::unknownPlan);
+        EXPECT_EQ(reader.codexLogsState().logsPlanType, "team");
+    }
+    {
+        LogWorld world(CodexPlan::plus);
+        UsageReader& reader = world.makeLogReader(CodexPlan::freeGo);
+        reader.receiveCodexLogLine(planLine(world, "plus"));
+        EXPECT_EQ(reader.codexPlan(), CodexPlan::freeGo);
+        EXPECT_EQ(reader.codexLogsState().refusal, CodexLogRefusal::planMismatch);
+        EXPECT_EQ(reader.activeSnapshotPlan(), std::nullopt);
+    }
+}
+
+// A log reading may lack a window; it is shown, and shown again after a restart.
+TEST(CodexLogReading, AReadingWithAWindowMissingIsShownAndRestored) {
+    LogWorld world(CodexPlan::plus);
+    UsageReader& reader = world.makeLogReader(CodexPlan::plus);
+    const Date at = world.time.now().addingTimeInterval(-30);
+    reader.receiveCodexLogLine(
+        LogWorld::usage(at, CodexLogRateWindow{25, 300, at.addingTimeInterval(3600)},
+                        CodexLogRateWindow{50, std::nullopt, std::nullopt}));
+    EXPECT_EQ(reader.snapshot().fiveHour, "75%");
+    EXPECT_EQ(reader.snapshot().weekly, "Not Found");
+    EXPECT_TRUE(reader.hasValidValues());
+
+    UsageReader& restarted = world.makeLogReader(CodexPlan::plus, false, false);
+    EXPECT_EQ(restarted.snapshot().fiveHour, "75%");
+    EXPECT_EQ(restarted.lastUpdated(), at);
 }
 
 // The whole way: a session file under the chosen folder, read by the follower, decoded, committed.

@@ -49,7 +49,8 @@ constexpr const char* usageHelp =
     "kept or shown, and Codex's menu is never touched.\n"
     "\n"
     "  --plan PLAN        your Codex plan: freeGo, plus or pro (default: the plan an earlier\n"
-    "                     run saved, else plus); saved for the next run\n"
+    "                     run saved, else the plan Codex's logs show, else plus); saved for\n"
+    "                     the next run\n"
     "  --codex-home DIR   Codex's folder, the one that holds sessions/ (default: $CODEX_HOME,\n"
     "                     else ~/.codex)\n"
     "  --watch            stay live: show each new reading, with low-usage and reset\n"
@@ -99,9 +100,9 @@ constexpr const char* usageHelp =
     "modes, standard output holds nothing else: errors and notices go to standard error, and\n"
     "so do notifications beside --format and --waybar.\n"
     "\n"
-    "Exit status: 0 shown; 1 no usage found in the logs (it says where it looked and why, and\n"
-    "--format and --waybar still print their line without a reading); 2 bad arguments; 128 +\n"
-    "the signal's number when --watch is stopped.\n";
+    "Exit status: 0 shown; 1 no usage found in the logs, or none for this plan (it says where\n"
+    "it looked and why, and --format and --waybar still print their line without a reading);\n"
+    "2 bad arguments; 128 + the signal's number when --watch is stopped.\n";
 
 struct UsageOptions {
     std::optional<CodexPlan> plan;
@@ -189,10 +190,21 @@ std::string codexFolder(const UsageOptions& options) {
     return fromEnvironment.empty() ? std::string(defaultCodexFolder) : fromEnvironment;
 }
 
-// Whether the reader now shows a reading of the chosen plan taken from the logs.
+// Whether the reader now shows a reading of the chosen plan taken from the logs. A reading an
+// earlier run saved is not passed off as current when the logs now refuse it.
 bool showsLogReading(const UsageReader& reader) {
-    return reader.activeSnapshotPlan() == reader.codexPlan() &&
-           reader.snapshotSource() == UsageSource::codexLogs;
+    return reader.hasExplicitPlanSelection() && reader.activeSnapshotPlan() == reader.codexPlan() &&
+           reader.snapshotSource() == UsageSource::codexLogs &&
+           reader.codexLogsState().newestLineAt && !reader.codexLogsState().refusal;
+}
+
+// Logs written before Codex named the plan leave it to the user: plus until they choose, as
+// this command always did. (Logs that name one have chosen it already, through the reader.)
+void choosePlusForLogsWithoutPlan(UsageReader& reader) {
+    const CodexLogsState& state = reader.codexLogsState();
+    if (!reader.hasExplicitPlanSelection() && state.newestLineAt && !state.logsPlanType) {
+        reader.setCodexPlan(CodexPlan::plus);
+    }
 }
 
 UsageView::Style viewStyle(const UsageOptions& options) {
@@ -313,20 +325,18 @@ int runUsageCommand(const std::vector<std::string>& arguments, CommandStreams st
     reader.setAutomaticRefreshEnabled(false);
     if (options.plan) {
         reader.setCodexPlan(*options.plan);
-    } else if (!reader.hasExplicitPlanSelection()) {
-        reader.setCodexPlan(CodexPlan::plus);
     }
     reader.setCodexLogsFolder(folder);
     reader.setCodexLogsEnabled(true);
 
     reader.attachCodexLogs(CodexLogEnvironment{files, history, formatter, home});
+    choosePlusForLogsWithoutPlan(reader);
     const auto showReading = [&] {
         rememberReadingHome(defaults, codexHome);
         view.reading(reader);
     };
     if (!options.watch) {
-        // A reading saved by an earlier run is not shown when the logs are gone now.
-        if (!showsLogReading(reader) || !reader.codexLogsState().newestLineAt) {
+        if (!showsLogReading(reader)) {
             view.nothingFound(reader);
             return exitNoResult;
         }
@@ -338,6 +348,7 @@ int runUsageCommand(const std::vector<std::string>& arguments, CommandStreams st
     std::optional<Date> shown;
     std::optional<CodexLogsState> shownState;
     const auto update = [&] {
+        choosePlusForLogsWithoutPlan(reader);
         if (showsLogReading(reader)) {
             if (shown != reader.lastUpdated()) {
                 shown = reader.lastUpdated();

@@ -106,6 +106,8 @@ Json readingJson(const UsageReader& reader, const UsageFormatContext& context) {
         entry["text"] = text;
         entry["reset"] = reader.snapshot().reset(window);
         entry["resetsAt"] = optionalIsoText(reader.windowResetsAt(window), formatter);
+        // The window's reset time has passed with no newer line: shown as reset.
+        entry["resetPassed"] = reader.windowsShownAsReset().contains(window);
         const UsagePaceEstimate pace = reader.usagePace(window);
         if (pace.kind == UsagePaceEstimate::Kind::noEstimate) {
             entry["pace"] = Json();

@@ -34,7 +34,8 @@ std::string UsageView::statusLine(const UsageReader& reader) const {
         reader.codexLogsState(),
         codexSessionsFolder(abbreviatedCodexFolder(reader.codexLogsFolderPath(), homeFolder_)),
         reader.codexPlan(),
-        [this, now](Date date) { return datedTimeText(date, now, false, formatter_); });
+        [this, now](Date date) { return datedTimeText(date, now, false, formatter_); },
+        PlanChoiceHint::commandLine);
 }
 
 void UsageView::reading(const UsageReader& reader) {
