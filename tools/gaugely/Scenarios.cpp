@@ -156,7 +156,7 @@ void ScenarioScript::grantAccessibility(double seconds) {
 }
 
 void ScenarioScript::at(double seconds, std::string what, std::function<void()> action) {
-    world_.time.asyncAfter(seconds, [this, what = std::move(what), action = std::move(action)] {
+    actions_.after(seconds, [this, what = std::move(what), action = std::move(action)] {
         if (!what.empty()) {
             narrate_(what);
         }
@@ -217,7 +217,7 @@ void ScenarioScript::clickRefreshWhenEnabled(bool waited) {
         if (!waited) {
             narrate_("You go to click the refresh item, but a refresh is running; you wait.");
         }
-        world_.time.asyncAfter(0.5, [this] { clickRefreshWhenEnabled(true); });
+        actions_.after(0.5, [this] { clickRefreshWhenEnabled(true); });
         return;
     }
     narrate_("You click the refresh item.");

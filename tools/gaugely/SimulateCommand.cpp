@@ -358,7 +358,7 @@ int runSimulateCommand(const std::vector<std::string>& arguments, CommandStreams
         showScreen();
     });
     // On a terminal the panel's clock moves on every second, even when nothing else happens.
-    std::shared_ptr<Cancellable> clock;
+    TaskHandle clock;
     if (live) {
         clock = world.time.scheduleRepeating(1, 1, 0, [] {});
     }
@@ -370,7 +370,7 @@ int runSimulateCommand(const std::vector<std::string>& arguments, CommandStreams
     if (ending == SimulationClockDriver::Ending::timeLimit && reader.automationInProgress()) {
         ending = driver.run(120, [&] { return !reader.automationInProgress(); });
     }
-    clock.reset();
+    clock.cancel();
     defaults.synchronize();
     showScreen();
     view.close();
