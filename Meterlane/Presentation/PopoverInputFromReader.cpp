@@ -1,5 +1,7 @@
 #include "Meterlane/Presentation/PopoverInputFromReader.h"
 
+#include "Meterlane/Presentation/StatusPresentation.h"
+
 namespace gaugely {
 
 PopoverInput popoverInput(const UsageReader& reader) {
@@ -14,7 +16,7 @@ PopoverInput popoverInput(const UsageReader& reader) {
     for (const QuotaWindow window : allCases<QuotaWindow>()) {
         input.usagePace[window] = reader.usagePace(window);
     }
-    input.statusMessage = reader.userFacingStatusMessage();
+    input.statusMessage = userFacingStatusMessage(reader);
     input.refreshFrequency = reader.refreshFrequency();
     input.automaticRefreshEnabled = reader.automaticRefreshEnabled();
     input.automaticRefreshIsPending = reader.automaticRefreshIsPending();

@@ -5,7 +5,7 @@
 
 #include "LowUsageNotificationSupport/QuotaSchema.h"
 #include "LowUsageNotificationSupport/Text.h"
-#include "LowUsageNotificationSupport/UsageStatusPresentationPolicy.h"
+#include "Meterlane/Presentation/StatusPresentation.h"
 
 namespace gaugely {
 

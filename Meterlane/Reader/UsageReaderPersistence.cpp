@@ -120,7 +120,7 @@ void UsageReader::setCodexPlan(CodexPlan plan) {
     if (automaticRefreshEnabled_) {
         scheduler_.scheduleNextAutomaticRefresh(env_.clock.now());
     }
-    setStatusMessage(std::nullopt);
+    setStatus(std::nullopt);
     // The follower hands each line over once: the newest one may fit the new plan.
     if (newestCodexLogLine_ && !activeRun_) {
         commitCodexLogLine(*newestCodexLogLine_);
