@@ -138,6 +138,18 @@ TEST_F(Usage, WatchShowsEachNewReadingWithItsNotifications) {
     EXPECT_TRUE(waitFor(" ◔ 5h 15% · W 39%"));
     EXPECT_TRUE(waitFor("Codex Usage Low: 5h usage remaining: 15%"));
 
+    // A session resumed in the previous day's file: Codex appends to it where it began.
+    std::ofstream(
+        path("codex/sessions/2026/11/20/rollout-2026-11-20T09-00-00-0199a7f2-sample.jsonl"),
+        std::ios::app)
+        << "{\"timestamp\":\"2026-11-21T14:20:00.000Z\",\"type\":\"event_msg\",\"payload\":{"
+           "\"type\":\"token_count\",\"info\":null,\"rate_limits\":{\"primary\":{\"used_percent\":"
+           "90.0,\"window_minutes\":300,\"resets_at\":"
+        << now + 3600
+        << "},\"secondary\":{\"used_percent\":62.0,\"window_minutes\":10080,\"resets_at\":"
+        << now + 86'400 << "},\"credits\":null,\"plan_type\":\"plus\"}}}\n";
+    EXPECT_TRUE(waitFor(" ◔ 5h 10% · W 38%"));
+
     const pid_t pid = std::stoi(readFile(path("pid")));
     ::kill(pid, SIGINT);
     for (int i = 0; i < 100 && ::kill(pid, 0) == 0; ++i) {
