@@ -1,10 +1,13 @@
 // A committed manual refresh on a real Mac, where every accessibility read is a blocking message
 // that Codex's main thread must answer: played against the simulated Codex with 1 ms charged per
-// round trip, on the reference window, for the second refresh of a session (the first has no
-// menu location to start from). Reported per plan and lookup mode: round trips, request-to-end
+// round trip, on the reference window, for the second refresh of a session (the first of the
+// very first session has no menu location to start from) and for the first refresh after Gaugely
+// restarts on the same defaults. Reported per plan and lookup mode: round trips, request-to-end
 // time and how long Codex's profile menu stayed open. Goals: at most 9,000 round trips, 400 of
 // them while the menu is open, 10 s from request to end and 1 s of menu dwell.
 #include <benchmark/benchmark.h>
+
+#include <memory>
 
 #include "Meterlane/Simulation/FakeUserNotificationCenter.h"
 #include "Meterlane/Simulation/MemoryPreferences.h"
@@ -55,6 +58,46 @@ BENCHMARK(BM_SecondManualRefresh)
                    {static_cast<int>(ElementLookupMode::fast),
                     static_cast<int>(ElementLookupMode::literal)},
                    {1, 0}})
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(1);
+
+// Arguments: the plan and the milliseconds charged per round trip.
+void BM_FirstManualRefreshAfterRestart(benchmark::State& state) {
+    const CodexPlan plan = allCases<CodexPlan>()[static_cast<std::size_t>(state.range(0))];
+    const double roundTripSeconds = static_cast<double>(state.range(1)) / 1000.0;
+    RefreshCost cost;
+    for (auto _ : state) {
+        Simulation sim(plan);
+        MemoryPreferences preferences;
+        FakeUserNotificationCenter notifications{sim.time};
+        int uuids = 0;
+        const auto launch = [&] {
+            auto reader = std::make_unique<UsageReader>(ReaderEnvironment{
+                sim.codex, sim.input, sim.workspace, sim.time, sim.time, sim.log, preferences,
+                notifications, [&uuids] { return std::to_string(++uuids) + "-bench"; }});
+            reader->setCodexPlan(plan);
+            reader->setAutomaticRefreshEnabled(false);
+            return reader;
+        };
+        sim.codex.setRoundTripCost(&sim.time, roundTripSeconds);
+        measureManualRefresh(*launch(), sim.codex, sim.time);
+        sim.time.advance(5);
+        cost = measureManualRefresh(*launch(), sim.codex, sim.time);
+        if (!cost.committed) {
+            state.SkipWithError("refresh did not commit");
+            break;
+        }
+    }
+    state.SetLabel(std::string(rawValue(plan)) + " after a restart at " +
+                   std::to_string(state.range(1)) + " ms");
+    state.counters["round_trips"] = static_cast<double>(cost.roundTrips);
+    state.counters["trips_menu_open"] = static_cast<double>(cost.roundTripsWhileMenuOpen);
+    state.counters["request_to_end_s"] = cost.requestToEndSeconds;
+    state.counters["menu_dwell_s"] = cost.menuDwellSeconds;
+    state.counters["blocked_s"] = cost.blockedSeconds;
+}
+BENCHMARK(BM_FirstManualRefreshAfterRestart)
+    ->ArgsProduct({{0, 1, 2}, {1, 10}})
     ->Unit(benchmark::kMillisecond)
     ->Iterations(1);
 

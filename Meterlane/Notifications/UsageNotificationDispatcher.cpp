@@ -113,16 +113,22 @@ void UsageNotificationDispatcher::schedule(const std::vector<Event>& events) {
     std::vector<const Reset*> resets;
     for (const Event& event : events) {
         if (const auto* low = std::get_if<LowUsage>(&event)) {
-            post({"low-usage-" + std::string(rawValue(low->window)) + "-" + makeUUID_(),
-                  std::string(lowUsageTitle),
-                  low->title + " usage remaining: " + std::to_string(low->remainingPercentage) +
-                      "%"});
+            post(
+                {"low-usage-" + std::string(rawValue(low->window)) + "-" + makeUUID_(),
+                 std::string(lowUsageTitle),
+                 low->title + " usage remaining: " + std::to_string(low->remainingPercentage) + "%",
+                 {{std::string(notificationKindKey), "lowUsage"},
+                  {std::string(notificationWindowsKey), std::string(rawValue(low->window))}}});
         } else {
             resets.push_back(&std::get<Reset>(event));
         }
     }
     if (resets.empty()) {
         return;
+    }
+    std::string windows;
+    for (const Reset* reset : resets) {
+        windows += (windows.empty() ? "" : " ") + std::string(rawValue(reset->window));
     }
     std::string body;
     if (resets.size() == 1) {
@@ -137,7 +143,11 @@ void UsageNotificationDispatcher::schedule(const std::vector<Event>& events) {
         }
         body += " usage reset \u2014 100% available";
     }
-    post({"usage-reset-" + makeUUID_(), std::string(resetTitle), std::move(body)});
+    post({"usage-reset-" + makeUUID_(),
+          std::string(resetTitle),
+          std::move(body),
+          {{std::string(notificationKindKey), "reset"},
+           {std::string(notificationWindowsKey), std::move(windows)}}});
 }
 
 void UsageNotificationDispatcher::post(NotificationRequest request) {

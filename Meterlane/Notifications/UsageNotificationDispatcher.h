@@ -21,6 +21,11 @@ namespace gaugely {
 //
 // Lives on the main queue. The center's completions only hold it weakly: one that arrives after
 // the dispatcher is gone does nothing. The center and the main queue must outlive it.
+// The user info of each request: its kind ("lowUsage" or "reset") and the raw values of the
+// windows it tells of, separated by spaces ("fiveHour weekly").
+inline constexpr std::string_view notificationKindKey = "kind";
+inline constexpr std::string_view notificationWindowsKey = "windows";
+
 class UsageNotificationDispatcher
     : public std::enable_shared_from_this<UsageNotificationDispatcher> {
     struct Passkey {};

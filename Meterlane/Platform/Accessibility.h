@@ -144,6 +144,13 @@ class Accessibility {
     virtual ~Accessibility() = default;
 
     virtual AXElement applicationElement(ProcessID pid) = 0;
+    // The element that stands for the whole system; a messaging timeout set on it is this
+    // process's default for every element.
+    virtual AXElement systemWideElement() = 0;
+
+    // How long a call on `element` waits for the target's answer before it fails with
+    // `cannotComplete` (0: the system's default). Local: no round trip. Returns the error code.
+    virtual int32_t setMessagingTimeout(const AXElement& element, double seconds) = 0;
 
     virtual AXAttributeResult copyAttributeValue(const AXElement& element,
                                                  std::string_view attribute) = 0;

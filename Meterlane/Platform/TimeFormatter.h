@@ -14,8 +14,9 @@ namespace gaugely {
 // Dates as people read them. Two kinds of text come through here:
 //
 // - the time of day in the user's own locale and 12/24-hour choice (the popover's "Last updated"
-//   and next-refresh times), which only the platform knows: on a Mac the system's formatter, which
-//   honours the choice made in System Settings; on Linux ICU with the locale of LC_TIME;
+//   and next-refresh times), alone or with its day, which only the platform knows: on a Mac the
+//   system's formatter, which honours the choice made in System Settings; on Linux ICU with the
+//   locale of LC_TIME;
 // - fixed patterns in a fixed locale and time zone (a release date as "MMMM d, yyyy" in
 //   "en_US_POSIX" and "America/Edmonton"; reset times as Codex's menu writes them), which must read
 //   the same on every machine.
@@ -29,6 +30,17 @@ class TimeFormatter {
     // The time of day without a date: the medium style (with seconds) when `includesSeconds`,
     // the short style otherwise.
     [[nodiscard]] virtual std::string timeOfDay(Date date, bool includesSeconds) const = 0;
+
+    // The day and the time of day, for a time that is not today, in the user's locale and with
+    // the same 12/24-hour clock as `timeOfDay`: the month abbreviated ("Nov 21, 2:04 PM",
+    // "21. Nov., 14:04"), the year too when `includesYear` ("Nov 21, 2099, 2:04 PM"). The
+    // platforms write it as their locales do; this form is for those that cannot.
+    [[nodiscard]] virtual std::string dayAndTimeOfDay(Date date, bool includesSeconds,
+                                                      bool includesYear) const {
+        const auto day =
+            format(date, includesYear ? "MMM d, y" : "MMM d", "en_US_POSIX", "").value_or("");
+        return day + ", " + timeOfDay(date, includesSeconds);
+    }
 
     // `date` written with `pattern` in the locale `localeIdentifier` ("en_US_POSIX") and the time
     // zone `timeZoneIdentifier` ("America/Edmonton"; empty for the system's zone). None when the

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <functional>
 #include <initializer_list>
+#include <map>
 #include <optional>
 #include <string>
 
@@ -55,6 +56,9 @@ struct NotificationRequest {
     std::string identifier;
     std::string title;
     std::string body;
+    // What the notification is about, for whoever handles it besides the user (the platform's
+    // user info): the command line's JSON reads it rather than the identifier or the text.
+    std::map<std::string, std::string> userInfo = {};
 
     bool operator==(const NotificationRequest&) const = default;
 };

@@ -8,6 +8,7 @@
 
 #include "LowUsageNotificationSupport/ApplicationActivation.h"
 #include "Meterlane/Platform/Accessibility.h"
+#include "Meterlane/Platform/BundleInformation.h"
 #include "Meterlane/Platform/Subscription.h"
 
 namespace gaugely {
@@ -28,6 +29,9 @@ class Workspace {
     // In the order the platform lists them.
     virtual std::vector<RunningApplication> runningApplications() = 0;
     virtual std::optional<RunningApplication> frontmostApplication() = 0;
+    // The bundle a running application was started from (its version is there); none when the
+    // process is gone or was not started from a bundle.
+    virtual std::unique_ptr<BundleInformation> applicationBundle(ProcessID pid) = 0;
     // Asks for the application to come to the front in the given way; false when the platform
     // refused at once (the application is gone, or the system declined the request). Coming to
     // the front takes a moment even when the answer is true.

@@ -2,6 +2,7 @@
 
 #include <unicode/ucal.h>
 #include <unicode/udat.h>
+#include <unicode/udatpg.h>
 
 #include <cstdlib>
 
@@ -93,6 +94,41 @@ std::string IcuTimeFormatter::timeOfDay(Date date, bool includesSeconds) const {
     const int32_t length =
         udat_format(made->handle, date.unixTime() * 1000.0, buffer, 128, nullptr, &status);
     return U_SUCCESS(status) ? utf16::toUtf8(buffer, length) : std::string();
+}
+
+std::string IcuTimeFormatter::dayAndTimeOfDay(Date date, bool includesSeconds,
+                                              bool includesYear) const {
+    if (locale_.empty()) {
+        std::string pattern = includesYear ? "MMM d, y, " : "MMM d, ";
+        pattern += includesSeconds ? twentyFourHourWithSeconds : twentyFourHour;
+        return format(date, pattern, "en_US_POSIX", "").value_or("");
+    }
+    std::string skeleton = includesYear ? "yMMMd" : "MMMd";
+    skeleton += includesSeconds ? "jmmss" : "jmm";
+    auto found = skeletonPatterns_.find(skeleton);
+    if (found == skeletonPatterns_.end()) {
+        std::string pattern;
+        UErrorCode status = U_ZERO_ERROR;
+        UDateTimePatternGenerator* generator = udatpg_open(locale_.c_str(), &status);
+        if (U_SUCCESS(status)) {
+            const std::u16string skeleton16 = utf16::fromUtf8(skeleton);
+            UChar best[128];
+            const int32_t length =
+                udatpg_getBestPattern(generator, skeleton16.data(),
+                                      static_cast<int32_t>(skeleton16.size()), best, 128, &status);
+            if (U_SUCCESS(status)) {
+                pattern = utf16::toUtf8(best, length);
+            }
+        }
+        if (generator != nullptr) {
+            udatpg_close(generator);
+        }
+        found = skeletonPatterns_.emplace(skeleton, std::move(pattern)).first;
+    }
+    if (found->second.empty()) {
+        return TimeFormatter::dayAndTimeOfDay(date, includesSeconds, includesYear);
+    }
+    return format(date, found->second, locale_, "").value_or("");
 }
 
 std::optional<std::string> IcuTimeFormatter::format(Date date, std::string_view pattern,

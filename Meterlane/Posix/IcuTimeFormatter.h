@@ -13,7 +13,10 @@ namespace gaugely {
 // (LC_ALL, then LC_TIME, then LANG, as POSIX orders them) and the process's time zone (TZ).
 //
 // Under the C or POSIX locale, or none, times are written 24-hour as "HH:mm" and "HH:mm:ss", the
-// form a terminal user of that locale expects and the one our golden output is written in.
+// form a terminal user of that locale expects and the one our golden output is written in; with
+// their day as "Nov 21, 14:04". Elsewhere the day comes from the locale's own pattern for an
+// abbreviated month and day, joined to a time of day in its preferred clock (ICU's "j"), which is
+// the clock of its short time style.
 // Formatters are opened once per style and pattern and kept; main queue only.
 class IcuTimeFormatter final : public TimeFormatter {
   public:
@@ -24,6 +27,7 @@ class IcuTimeFormatter final : public TimeFormatter {
     IcuTimeFormatter& operator=(const IcuTimeFormatter&) = delete;
 
     std::string timeOfDay(Date date, bool includesSeconds) const override;
+    std::string dayAndTimeOfDay(Date date, bool includesSeconds, bool includesYear) const override;
     std::optional<std::string> format(Date date, std::string_view pattern,
                                       std::string_view localeIdentifier,
                                       std::string_view timeZoneIdentifier) const override;
@@ -40,6 +44,8 @@ class IcuTimeFormatter final : public TimeFormatter {
 
     std::string locale_;
     mutable std::map<Key, std::unique_ptr<Formatter>> formatters_;
+    // The locale's pattern for each skeleton ("MMMdjmm"), found once.
+    mutable std::map<std::string, std::string> skeletonPatterns_;
 };
 
 }  // namespace gaugely

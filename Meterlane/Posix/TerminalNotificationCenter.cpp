@@ -3,9 +3,14 @@
 namespace gaugely {
 
 TerminalNotificationCenter::TerminalNotificationCenter(std::ostream& out)
-    : print_([&out](const std::string& line) {
+    : TerminalNotificationCenter(LinePrinter([&out](const std::string& line) {
           out << line << '\n';
           out.flush();
+      })) {}
+
+TerminalNotificationCenter::TerminalNotificationCenter(LinePrinter print)
+    : print_([print = std::move(print)](const NotificationRequest& request) {
+          print(line(request));
       }) {}
 
 std::string TerminalNotificationCenter::line(const NotificationRequest& request) {
@@ -30,7 +35,7 @@ void TerminalNotificationCenter::requestAuthorization(
 void TerminalNotificationCenter::add(
     const NotificationRequest& request,
     std::function<void(std::optional<std::string> error)> completion) {
-    print_(line(request));
+    print_(request);
     if (completion) {
         completion(std::nullopt);
     }

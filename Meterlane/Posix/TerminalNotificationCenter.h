@@ -15,8 +15,12 @@ class TerminalNotificationCenter final : public UserNotificationCenter {
   public:
     using LinePrinter = std::function<void(const std::string& line)>;
 
+    // Or the whole request, for whoever writes it in a shape of its own (JSON).
+    using RequestPrinter = std::function<void(const NotificationRequest& request)>;
+
     explicit TerminalNotificationCenter(std::ostream& out);
-    explicit TerminalNotificationCenter(LinePrinter print) : print_(std::move(print)) {}
+    explicit TerminalNotificationCenter(LinePrinter print);
+    explicit TerminalNotificationCenter(RequestPrinter print) : print_(std::move(print)) {}
 
     // "notification [<identifier>] <title>: <body>"
     static std::string line(const NotificationRequest& request);
@@ -30,7 +34,7 @@ class TerminalNotificationCenter final : public UserNotificationCenter {
              std::function<void(std::optional<std::string> error)> completion) override;
 
   private:
-    LinePrinter print_;
+    RequestPrinter print_;
 };
 
 }  // namespace gaugely

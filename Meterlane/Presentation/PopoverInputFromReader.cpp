@@ -16,6 +16,9 @@ PopoverInput popoverInput(const UsageReader& reader) {
     }
     for (const QuotaWindow window : allCases<QuotaWindow>()) {
         input.usagePace[window] = reader.usagePace(window);
+        if (const auto resetsAt = reader.windowResetsAt(window)) {
+            input.resetsAt[window] = *resetsAt;
+        }
     }
     input.statusMessage = reader.userFacingStatusMessage();
     input.refreshFrequency = reader.refreshFrequency();

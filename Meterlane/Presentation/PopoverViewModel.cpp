@@ -6,6 +6,7 @@
 #include "LowUsageNotificationSupport/QuotaSchema.h"
 #include "LowUsageNotificationSupport/Text.h"
 #include "LowUsageNotificationSupport/UsageStatusPresentationPolicy.h"
+#include "Meterlane/Presentation/DatedTimeText.h"
 
 namespace gaugely {
 
@@ -94,17 +95,27 @@ UsageSection usageSection(std::string title, const std::string& percentage,
     section.percentage = percentage;
     section.progress = usageProgress(percentage);
     // A log reading may lack a window, or a window's reset time.
-    if (reset && *reset != notFoundText) {
+    const std::string lead =
+        input.windowsShownAsReset.contains(window) ? "Was reset at " : "Reset ";
+    const auto resetsAt = input.resetsAt.find(window);
+    if (!reset || *reset == notFoundText) {
+    } else if (input.datedTimesNow && input.source == UsageSource::codexLogs &&
+               resetsAt != input.resetsAt.end()) {
         section.resetLine =
-            (input.windowsShownAsReset.contains(window) ? "Was reset at " : "Reset ") + *reset;
+            lead + datedTimeText(resetsAt->second, *input.datedTimesNow, false, formatter);
+    } else {
+        section.resetLine = lead + *reset;
     }
     if (const auto pace = input.usagePace.find(window); pace != input.usagePace.end()) {
         const UsagePaceEstimate& estimate = pace->second;
-        section.paceLine = usagePaceText(
-            window, estimate,
-            estimate.runsOutAt
-                ? usagePaceTimeText(*estimate.runsOutAt, input.currentDisplayLastUpdated, formatter)
-                : std::string());
+        std::string runsOut;
+        if (estimate.runsOutAt && input.datedTimesNow) {
+            runsOut = datedTimeText(*estimate.runsOutAt, *input.datedTimesNow, false, formatter);
+        } else if (estimate.runsOutAt) {
+            runsOut =
+                usagePaceTimeText(*estimate.runsOutAt, input.currentDisplayLastUpdated, formatter);
+        }
+        section.paceLine = usagePaceText(window, estimate, runsOut);
     }
     return section;
 }
@@ -172,9 +183,13 @@ PopoverViewModel PopoverViewModel::make(const PopoverInput& input, const TimeFor
                                                  : StatusLineStyle::secondary};
     }
     if (input.currentDisplayLastUpdated) {
+        const bool withSeconds = input.refreshFrequency == RefreshFrequency::thirtySeconds;
         model.lastUpdatedText =
-            "Last updated: " +
-            formattedTimestamp(*input.currentDisplayLastUpdated, input.refreshFrequency, formatter);
+            "Last updated: " + (input.datedTimesNow
+                                    ? datedTimeText(*input.currentDisplayLastUpdated,
+                                                    *input.datedTimesNow, withSeconds, formatter)
+                                    : formattedTimestamp(*input.currentDisplayLastUpdated,
+                                                         input.refreshFrequency, formatter));
         if (input.source == UsageSource::codexLogs) {
             *model.lastUpdatedText += " \u00B7 from " + std::string(sourceTitle(input.source));
         }

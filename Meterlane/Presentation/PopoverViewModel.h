@@ -48,6 +48,13 @@ struct PopoverInput {
     std::set<QuotaWindow> windowsShownAsReset;
     // The pace of each window of the plan; a window without an entry has no estimate.
     std::map<QuotaWindow, UsagePaceEstimate> usagePace;
+    // When each window resets, as the logs said.
+    std::map<QuotaWindow, Date> resetsAt;
+    // The terminal views' way with times, set to now: each time not on this day carries its day
+    // (the popover, looked at when it opens, keeps times of day), and for a reading from the logs
+    // the reset is written in the user's clock from `resetsAt` rather than as Codex's menu
+    // writes it. A reading from the menu keeps Codex's own reset texts either way.
+    std::optional<Date> datedTimesNow;
     // The reader's `userFacingStatusMessage`.
     std::optional<std::string> statusMessage;
     RefreshFrequency refreshFrequency = defaultRefreshFrequency;

@@ -40,6 +40,14 @@ class CodexElementSearch {
     static constexpr int menuSearchBudget = 300;
     static constexpr int pressableClimbSteps = 12;
     static constexpr int descendantClimbSteps = 20;
+    // How long one call waits for Codex before it fails (a failed read, which every search
+    // already treats as unreadable, so a walk that meets it ends as `unavailable`). Codex answers
+    // in 10–50 ms as a rule, but more slowly while it streams an agent's output, which is when
+    // refreshes tend to run, and the first question after it builds its web content's tree can
+    // take far longer. Two seconds is where macOS itself starts to treat an application as not
+    // responding (the spinning wait cursor): a Codex that is only busy still answers, while a
+    // hung one costs a walk one call of 2 s rather than the system's default of about 6 s.
+    static constexpr double messagingTimeoutSeconds = 2.0;
 
     CodexElementSearch(Accessibility& accessibility, Workspace& workspace)
         : ax_(accessibility), workspace_(workspace) {}
@@ -61,6 +69,10 @@ class CodexElementSearch {
     [[nodiscard]] std::optional<Rect> frame(const AXElement& element);
 
     [[nodiscard]] std::optional<RunningApplication> findCodexApplication();
+    // Codex's application element, made afresh, with the messaging timeout set on it. A timeout
+    // covers only the element it is set on, not the elements read through it, so the first call
+    // also sets it as this process's default.
+    [[nodiscard]] AXElement applicationElement(const RunningApplication& codex);
     [[nodiscard]] bool isCodexFrontmost();
 
     [[nodiscard]] AXElement profileMenuControl(const AXElement& application);
@@ -110,6 +122,7 @@ class CodexElementSearch {
 
     Accessibility& ax_;
     Workspace& workspace_;
+    bool processTimeoutSet_ = false;
     std::unordered_map<AXElement, ElementReads, AXElementHash> reads_;
 };
 

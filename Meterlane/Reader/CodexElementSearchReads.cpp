@@ -76,6 +76,18 @@ std::optional<RunningApplication> CodexElementSearch::findCodexApplication() {
     return std::nullopt;
 }
 
+AXElement CodexElementSearch::applicationElement(const RunningApplication& codex) {
+    if (!processTimeoutSet_) {
+        processTimeoutSet_ = ax_.setMessagingTimeout(ax_.systemWideElement(),
+                                                     messagingTimeoutSeconds) == ax::success;
+    }
+    AXElement application = ax_.applicationElement(codex.processIdentifier);
+    if (application) {
+        (void)ax_.setMessagingTimeout(application, messagingTimeoutSeconds);
+    }
+    return application;
+}
+
 bool CodexElementSearch::isCodexFrontmost() {
     const auto frontmost = workspace_.frontmostApplication();
     return frontmost && frontmost->bundleIdentifier == codexVocabulary::bundleIdentifier;

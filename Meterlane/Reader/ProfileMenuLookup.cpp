@@ -46,12 +46,17 @@ bool ProfileMenuLookup::usageRemainingIsExpanded(const AXElement& application,
     return search_.usageRemainingIsExpanded(application, schema);
 }
 
-AXElement ProfileMenuLookup::menuAfterClick(const AXElement& application, int attempt,
+AXElement ProfileMenuLookup::menuAfterClick(const RunningApplication& codex,
+                                            const AXElement& application, int attempt,
                                             int lastAttempt) {
-    if (mode_ == ElementLookupMode::literal || !remembered_.known) {
+    if (mode_ == ElementLookupMode::literal) {
         return search_.profileMenuElement(application);
     }
-    const std::vector<AXElement> menus = menusAtRememberedLocation(application);
+    const ProfileMenuMemory::Where where = memory_.locate(codex);
+    if (!where.handles && !where.path) {
+        return search_.profileMenuElement(application);
+    }
+    const std::vector<AXElement> menus = menusAtRememberedLocation(application, where);
     if (menus.size() == 1) {
         return menus.front();
     }
@@ -64,41 +69,78 @@ AXElement ProfileMenuLookup::menuAfterClick(const AXElement& application, int at
     return {};
 }
 
-std::vector<AXElement> ProfileMenuLookup::menusAtRememberedLocation(const AXElement& application) {
+std::vector<AXElement> ProfileMenuLookup::menusAtRememberedLocation(
+    const AXElement& application, const ProfileMenuMemory::Where& where) {
+    if (where.handles) {
+        const std::vector<AXElement>& containers = where.handles->containers;
+        return menusAlongTheWay(
+            application, containers.size(),
+            [&](std::size_t depth,
+                const std::vector<AXElement>& children) -> std::optional<std::size_t> {
+                const auto found = std::find(children.begin(), children.end(), containers[depth]);
+                if (found == children.end()) {
+                    return std::nullopt;
+                }
+                return static_cast<std::size_t>(found - children.begin());
+            });
+    }
+    // A way from an earlier launch holds where each container is still at its place with its
+    // role; what is then found below it is checked as this process's own handles would be.
+    const std::vector<ProfileMenuPathStep>& steps = where.path->containers;
+    return menusAlongTheWay(
+        application, steps.size(),
+        [&](std::size_t depth,
+            const std::vector<AXElement>& children) -> std::optional<std::size_t> {
+            const ProfileMenuPathStep& step = steps[depth];
+            if (step.index >= children.size()) {
+                return std::nullopt;
+            }
+            const auto role = textOf(search_.reads(children[step.index]).role);
+            if (role != step.role) {
+                return std::nullopt;
+            }
+            return step.index;
+        });
+}
+
+template <class FindNext>
+std::vector<AXElement> ProfileMenuLookup::menusAlongTheWay(const AXElement& application,
+                                                           std::size_t depth, FindNext&& next) {
     std::vector<AXElement> menus;
     AXElement container = application;
     // The containers of a real window hold a handful of children; a hostile list is not scanned.
     int budget = CodexElementSearch::menuSearchBudget;
-    for (size_t depth = 0; depth <= remembered_.containers.size(); ++depth) {
+    for (std::size_t level = 0; level <= depth; ++level) {
         const auto* children = search_.reads(container).children.get<std::vector<AXElement>>();
         if (children == nullptr) {
             return {};
         }
-        const AXElement next =
-            depth < remembered_.containers.size() ? remembered_.containers[depth] : AXElement();
-        bool nextFound = !next;
         budget -= static_cast<int>(children->size());
         if (budget < 0) {
             return {};
         }
-        for (const AXElement& child : *children) {
-            if (next && child == next) {
-                nextFound = true;
-                continue;
-            }
-            if (readsAsProfileMenu(search_.reads(child))) {
-                menus.push_back(child);
+        std::optional<std::size_t> nextIndex;
+        if (level < depth) {
+            nextIndex = next(level, *children);
+            if (!nextIndex) {
+                return {};
             }
         }
-        if (!nextFound) {
-            return {};
+        for (std::size_t i = 0; i < children->size(); ++i) {
+            if (i != nextIndex && readsAsProfileMenu(search_.reads((*children)[i]))) {
+                menus.push_back((*children)[i]);
+            }
         }
-        container = next;
+        if (nextIndex) {
+            container = (*children)[*nextIndex];
+        }
     }
     return menus;
 }
 
-void ProfileMenuLookup::remember(const AXElement& application, const AXElement& menu) {
+void ProfileMenuLookup::remember(const RunningApplication& codex, const AXElement& application,
+                                 const AXElement& menu) {
+    // From the menu's parent up to the container just below the application.
     std::vector<AXElement> chain;
     AXElement current = menu;
     for (int step = 0; step < CodexElementSearch::descendantClimbSteps; ++step) {
@@ -108,12 +150,34 @@ void ProfileMenuLookup::remember(const AXElement& application, const AXElement& 
         }
         if (*parent == application) {
             std::reverse(chain.begin(), chain.end());
-            remembered_ = ProfileMenuLocation{std::move(chain), true};
+            memory_.learn(codex, chain, wayByPosition(application, chain));
             return;
         }
         chain.push_back(*parent);
         current = *parent;
     }
+}
+
+std::optional<std::vector<ProfileMenuPathStep>> ProfileMenuLookup::wayByPosition(
+    const AXElement& application, const std::vector<AXElement>& containers) {
+    // The climb read each container with its children, and the walk that found the menu read
+    // the application: this costs no round trip of its own as a rule.
+    std::vector<ProfileMenuPathStep> way;
+    AXElement parent = application;
+    for (const AXElement& container : containers) {
+        const auto* children = search_.reads(parent).children.get<std::vector<AXElement>>();
+        const auto role = textOf(search_.reads(container).role);
+        if (children == nullptr || !role) {
+            return std::nullopt;
+        }
+        const auto found = std::find(children->begin(), children->end(), container);
+        if (found == children->end()) {
+            return std::nullopt;
+        }
+        way.push_back({static_cast<std::size_t>(found - children->begin()), *role});
+        parent = container;
+    }
+    return way;
 }
 
 }  // namespace gaugely

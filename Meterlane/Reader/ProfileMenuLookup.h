@@ -5,6 +5,7 @@
 #include "LowUsageNotificationSupport/QuotaSchema.h"
 #include "Meterlane/Platform/Accessibility.h"
 #include "Meterlane/Reader/CodexElementSearch.h"
+#include "Meterlane/Reader/ProfileMenuMemory.h"
 
 namespace gaugely {
 
@@ -14,26 +15,18 @@ namespace gaugely {
 // every run the same way; the literal mode stays for the tests that prove it.
 enum class ElementLookupMode { literal, fast };
 
-// Where the profile menu appeared the last time a run of this process found it: the containers
-// from the application element down to the menu's parent (the application element itself is
-// not kept; it is made afresh for each look).
-struct ProfileMenuLocation {
-    std::vector<AXElement> containers;
-    bool known = false;
-};
-
 // The lookups of the steps after the run's own click. Each accessibility read is a blocking round
 // trip to Codex, and Codex's window has thousands of elements; the menu the run opened has a few
 // dozen. So, in the fast mode, the menu the run keeps (`openedMenu`) is asked first: it still
 // counts as the profile menu when its role and title read without error as a menu titled "Open
-// profile menu". Before the menu appears, the polls look where it appeared last time, walking
-// the whole application only on every third attempt and on the last one. Everything that decides
-// whether the run may type stays a complete walk, in the run itself.
+// profile menu". Before the menu appears, the polls look where it appeared last time (in this
+// process, or by the way stored at an earlier launch), walking the whole application only on
+// every third attempt and on the last one. Everything that decides whether the run may type
+// stays a complete walk, in the run itself.
 class ProfileMenuLookup {
   public:
-    ProfileMenuLookup(CodexElementSearch& search, ElementLookupMode mode,
-                      ProfileMenuLocation& remembered)
-        : search_(search), mode_(mode), remembered_(remembered) {}
+    ProfileMenuLookup(CodexElementSearch& search, ElementLookupMode mode, ProfileMenuMemory& memory)
+        : search_(search), mode_(mode), memory_(memory) {}
 
     ElementLookupMode mode() const { return mode_; }
 
@@ -46,22 +39,33 @@ class ProfileMenuLookup {
                                                 const AXElement& openedMenu, QuotaSchema schema);
     // One poll for the menu after the click; none while it has not appeared (as far as this
     // attempt looks).
-    [[nodiscard]] AXElement menuAfterClick(const AXElement& application, int attempt,
+    [[nodiscard]] AXElement menuAfterClick(const RunningApplication& codex,
+                                           const AXElement& application, int attempt,
                                            int lastAttempt);
-    // Keeps where `menu` sits below `application`, for the polls of later runs.
-    void remember(const AXElement& application, const AXElement& menu);
+    // Keeps where `menu` sits below `application`, for the polls of later runs and launches.
+    void remember(const RunningApplication& codex, const AXElement& application,
+                  const AXElement& menu);
 
     // Whether `menu` still reads as the profile menu: role and title read without error.
     [[nodiscard]] bool isStillProfileMenu(const AXElement& menu);
 
   private:
-    // The profile menus among the children of the remembered containers; none when the remembered
-    // chain no longer holds.
-    std::vector<AXElement> menusAtRememberedLocation(const AXElement& application);
+    // The profile menus among the children of the containers on the way down; none when the way
+    // no longer holds. `next(depth, children)` finds the container of that depth among the
+    // children, for each of the `depth` containers.
+    template <class FindNext>
+    std::vector<AXElement> menusAlongTheWay(const AXElement& application, std::size_t depth,
+                                            FindNext&& next);
+    std::vector<AXElement> menusAtRememberedLocation(const AXElement& application,
+                                                     const ProfileMenuMemory::Where& where);
+    // Each container's place among its parent's children, with its role; none when the tree
+    // cannot say (a child that its parent does not list).
+    std::optional<std::vector<ProfileMenuPathStep>> wayByPosition(
+        const AXElement& application, const std::vector<AXElement>& containers);
 
     CodexElementSearch& search_;
     ElementLookupMode mode_;
-    ProfileMenuLocation& remembered_;
+    ProfileMenuMemory& memory_;
 };
 
 }  // namespace gaugely

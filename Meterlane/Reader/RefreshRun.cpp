@@ -15,10 +15,10 @@ constexpr double activationWait = 0.4;
 }  // namespace
 
 RefreshRun::RefreshRun(UsageReader& reader, RefreshRunKind kind, ElementLookupMode lookupMode,
-                       ProfileMenuLocation& rememberedMenuLocation)
+                       ProfileMenuMemory& profileMenuMemory)
     : reader_(reader),
       kind_(kind),
-      lookup_(reader.search_, lookupMode, rememberedMenuLocation),
+      lookup_(reader.search_, lookupMode, profileMenuMemory),
       alive_(std::make_shared<RefreshRun*>(this)) {}
 
 RefreshRun::~RefreshRun() {
@@ -43,7 +43,7 @@ void RefreshRun::start() {
 }
 
 AXElement RefreshRun::applicationElement(const RunningApplication& codex) {
-    return reader_.env_.accessibility.applicationElement(codex.processIdentifier);
+    return reader_.search_.applicationElement(codex);
 }
 
 double RefreshRun::pollDelay(int attempt) {
@@ -263,13 +263,13 @@ void RefreshRun::verifySyntheticClickProfileMenu(const RunningApplication& codex
         return;
     }
     const AXElement application = applicationElement(codex);
-    const AXElement menu = lookup_.menuAfterClick(application, attempt, lastPollAttempt);
+    const AXElement menu = lookup_.menuAfterClick(codex, application, attempt, lastPollAttempt);
     if (!menu) {
         pollAgain(attempt,
                   [this, codex](int next) { verifySyntheticClickProfileMenu(codex, next); });
         return;
     }
-    lookup_.remember(application, menu);
+    lookup_.remember(codex, application, menu);
     markProfileMenuOpenedByMonitor(menu);
     recordRefreshTiming("Profile menu first detected as open");
     if (profileUsageReadStrategy(reader_.codexPlan()) ==

@@ -36,7 +36,7 @@ class UsageReader;
 class RefreshRun {
   public:
     RefreshRun(UsageReader& reader, RefreshRunKind kind, ElementLookupMode lookupMode,
-               ProfileMenuLocation& rememberedMenuLocation);
+               ProfileMenuMemory& profileMenuMemory);
     ~RefreshRun();
     RefreshRun(const RefreshRun&) = delete;
     RefreshRun& operator=(const RefreshRun&) = delete;

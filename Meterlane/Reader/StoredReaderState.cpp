@@ -27,6 +27,7 @@ void forEachValue(State& state, Visit&& visit) {
     visit(state.readCodexLogsEnabled, key::readCodexLogsEnabled);
     visit(state.codexLogsFolder, key::codexLogsFolder);
     visit(state.snapshotSources, key::usageSnapshotSources);
+    visit(state.profileMenuLocation, key::profileMenuLocation);
 }
 
 }  // namespace
@@ -69,6 +70,8 @@ StoredReaderState StoredReaderState::read(Preferences& defaults) {
     state.codexLogsFolder = stored::text(defaults, key::codexLogsFolder);
     state.snapshotSources =
         stored::record<UsageSnapshotSources>(defaults, key::usageSnapshotSources);
+    state.profileMenuLocation =
+        stored::record<StoredProfileMenuLocation>(defaults, key::profileMenuLocation);
     return state;
 }
 

@@ -15,6 +15,7 @@
 #include "LowUsageNotificationSupport/ResetNotificationSettings.h"
 #include "LowUsageNotificationSupport/UsageSnapshotSources.h"
 #include "Meterlane/Platform/StoredValue.h"
+#include "Meterlane/Reader/ProfileMenuMemory.h"
 
 namespace gaugely {
 
@@ -46,6 +47,7 @@ struct StoredReaderState {
     Stored<bool> readCodexLogsEnabled;
     Stored<std::string> codexLogsFolder;
     Stored<UsageSnapshotSources> snapshotSources;
+    Stored<StoredProfileMenuLocation> profileMenuLocation;
 
     [[nodiscard]] static StoredReaderState read(Preferences& defaults);
 

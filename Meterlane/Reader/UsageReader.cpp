@@ -62,7 +62,7 @@ void UsageReader::dismissAccessibilityGuidanceForCurrentSession() {
 }
 
 AXElement UsageReader::applicationElement(const RunningApplication& codex) {
-    return env_.accessibility.applicationElement(codex.processIdentifier);
+    return search_.applicationElement(codex);
 }
 
 QuotaSchema UsageReader::currentSchema() const {

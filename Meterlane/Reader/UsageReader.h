@@ -328,8 +328,8 @@ class UsageReader {
     std::unique_ptr<RefreshRun> activeRun_;
     std::unique_ptr<RefreshRun> endedRun_;
     ElementLookupMode elementLookupMode_ = ElementLookupMode::fast;
-    // Where runs of this process found the profile menu, for the next run's polls.
-    ProfileMenuLocation profileMenuLocation_;
+    // Where runs found the profile menu, for the next run's polls, in this process and the next.
+    ProfileMenuMemory profileMenuMemory_{env_.preferences, env_.workspace};
 
     // The automatic refresh schedule; it lives as long as the reader.
     AutomaticRefreshScheduler scheduler_{*this};

@@ -118,8 +118,7 @@ void UsageReader::beginReadCountdown(bool isAutomatic) {
     refreshRun_.begin();
     search_.forgetReads();
     endedRun_.reset();
-    activeRun_ =
-        std::make_unique<RefreshRun>(*this, kind, elementLookupMode_, profileMenuLocation_);
+    activeRun_ = std::make_unique<RefreshRun>(*this, kind, elementLookupMode_, profileMenuMemory_);
     activeRun_->start();
     publish(automationInProgress_, true);
 

@@ -21,4 +21,5 @@ inline constexpr std::string_view quotaResetNotificationState = "quota-reset-not
 inline constexpr std::string_view readCodexLogsEnabled = "read-codex-logs-enabled-v1";
 inline constexpr std::string_view codexLogsFolder = "codex-logs-folder-v1";
 inline constexpr std::string_view usageSnapshotSources = "usage-snapshot-sources-v1";
+inline constexpr std::string_view profileMenuLocation = "profile-menu-location-v1";
 }  // namespace gaugely::defaultsKey

@@ -16,6 +16,23 @@ std::optional<RunningApplication> FakeWorkspace::frontmostApplication() {
     return std::nullopt;
 }
 
+std::unique_ptr<BundleInformation> FakeWorkspace::applicationBundle(ProcessID pid) {
+    const auto found = bundles_.find(pid);
+    if (found == bundles_.end() || !isRunning(pid)) {
+        return nullptr;
+    }
+    return std::make_unique<MemoryBundleInformation>(found->second);
+}
+
+void FakeWorkspace::setApplicationBundle(ProcessID pid,
+                                         std::optional<MemoryBundleInformation> bundle) {
+    if (bundle) {
+        bundles_.insert_or_assign(pid, std::move(*bundle));
+    } else {
+        bundles_.erase(pid);
+    }
+}
+
 bool FakeWorkspace::activate(ProcessID pid, ActivationStyle style) {
     activations_.push_back({pid, style});
     if (!isRunning(pid)) {

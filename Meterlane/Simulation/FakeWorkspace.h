@@ -1,11 +1,13 @@
 #pragma once
 
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "Meterlane/Platform/MainQueue.h"
 #include "Meterlane/Platform/Workspace.h"
+#include "Meterlane/Simulation/MemoryBundleInformation.h"
 #include "Meterlane/Simulation/ObserverList.h"
 
 namespace gaugely {
@@ -21,6 +23,8 @@ class FakeWorkspace final : public Workspace {
 
     std::vector<RunningApplication> runningApplications() override { return applications_; }
     std::optional<RunningApplication> frontmostApplication() override;
+    // A copy of the bundle set for a running process.
+    std::unique_ptr<BundleInformation> applicationBundle(ProcessID pid) override;
     // Records the request; false for a process that is not running, or a request the system
     // declines. Otherwise the application comes to the front after `activationDelay` if it is
     // still running then. From macOS 14 on, a request that ignores other applications is
@@ -37,6 +41,8 @@ class FakeWorkspace final : public Workspace {
     void addApplication(const RunningApplication& application);
     // Leaves the list and, when it was in front, the front (nothing is frontmost then).
     void removeApplication(ProcessID pid);
+    // The bundle `applicationBundle` answers for the process while it runs; none: no bundle.
+    void setApplicationBundle(ProcessID pid, std::optional<MemoryBundleInformation> bundle);
     bool isRunning(ProcessID pid) const;
     // Immediately; none for no frontmost application. An unknown pid is ignored.
     void setFrontmost(std::optional<ProcessID> pid);
@@ -64,6 +70,7 @@ class FakeWorkspace final : public Workspace {
   private:
     MainQueue& queue_;
     std::vector<RunningApplication> applications_;
+    std::map<ProcessID, MemoryBundleInformation> bundles_;
     std::optional<ProcessID> frontmost_;
     bool settingsWindowIsKey_ = false;
     std::vector<Activation> activations_;

@@ -33,6 +33,28 @@ AXElement SimulatedAccessibility::applicationElement(ProcessID pid) {
     return tree_.element(tree_.root());
 }
 
+AXElement SimulatedAccessibility::systemWideElement() {
+    // Of no tree: reading it fails, as only a few system-wide attributes exist on the platform.
+    return AXElement(std::make_shared<SimulatedElement>(0, 1));
+}
+
+int32_t SimulatedAccessibility::setMessagingTimeout(const AXElement& element, double seconds) {
+    if (!element || !(seconds >= 0)) {
+        return ax::illegalArgument;
+    }
+    messagingTimeouts_.emplace_back(element, seconds);
+    return ax::success;
+}
+
+std::optional<double> SimulatedAccessibility::messagingTimeout(const AXElement& element) const {
+    for (auto set = messagingTimeouts_.rbegin(); set != messagingTimeouts_.rend(); ++set) {
+        if (set->first == element) {
+            return set->second;
+        }
+    }
+    return std::nullopt;
+}
+
 AXAttributeResult SimulatedAccessibility::readUncounted(NodeId node,
                                                         std::string_view attribute) const {
     if (const auto failure = processFailure()) {

@@ -60,6 +60,9 @@ class SimulatedAccessibility : public Accessibility {
     void setProcessAlive(bool alive) { alive_ = alive; }
 
     AXElement applicationElement(ProcessID pid) override;
+    AXElement systemWideElement() override;
+    // Recorded, not counted: the call is local.
+    int32_t setMessagingTimeout(const AXElement& element, double seconds) override;
     AXAttributeResult copyAttributeValue(const AXElement& element,
                                          std::string_view attribute) override;
     std::vector<AXAttributeResult> copyMultipleAttributeValues(
@@ -81,6 +84,9 @@ class SimulatedAccessibility : public Accessibility {
 
     // The time the caller's main thread has spent blocked in round trips.
     double blockedSeconds() const { return blockedSeconds_; }
+
+    // The last timeout set on an element equal to `element`; none when none was.
+    std::optional<double> messagingTimeout(const AXElement& element) const;
 
     std::size_t callCount(AXCall call) const;
     std::size_t roundTrips() const;
@@ -110,6 +116,7 @@ class SimulatedAccessibility : public Accessibility {
     VirtualTime* costClock_ = nullptr;
     double roundTripSeconds_ = 0;
     double blockedSeconds_ = 0;
+    std::vector<std::pair<AXElement, double>> messagingTimeouts_;
     std::array<std::size_t, 6> counts_{};
     std::size_t trustPrompts_ = 0;
 };

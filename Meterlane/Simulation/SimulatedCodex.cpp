@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "Meterlane/Simulation/MemoryBundleInformation.h"
+
 namespace gaugely {
 
 namespace {
@@ -68,11 +70,27 @@ SimulatedCodex::SimulatedCodex(VirtualTime& time, FakeWorkspace& workspace, Fake
       plan_(plan) {
     auto built = buildCodexTree(shape_);
     adoptTree(std::move(built.tree), built.window, built.control);
-    workspace_.addApplication({std::string(bundleIdentifier), pid, ActivationPolicy::regular});
+    registerProcess();
     listening_ = input_.addListener([this](const InputEvent& event) { onInput(event); });
 }
 
 SimulatedCodex::~SimulatedCodex() = default;
+
+void SimulatedCodex::registerProcess() {
+    workspace_.addApplication({std::string(bundleIdentifier), pid(), ActivationPolicy::regular});
+    MemoryBundleInformation bundle(std::string(bundleIdentifier), "/Applications/Codex.app");
+    bundle.set("CFBundleShortVersionString", version_);
+    bundle.set("CFBundleVersion", build_);
+    workspace_.setApplicationBundle(pid(), std::move(bundle));
+}
+
+void SimulatedCodex::setVersion(std::string version, std::string build) {
+    version_ = std::move(version);
+    build_ = std::move(build);
+    if (running_) {
+        registerProcess();
+    }
+}
 
 void SimulatedCodex::setUsage(const CodexUsage& usage) {
     usage_ = usage;
@@ -103,6 +121,7 @@ void SimulatedCodex::quit() {
     ++generation_;
     setProcessAlive(false);
     workspace_.removeApplication(pid());
+    workspace_.setApplicationBundle(pid(), std::nullopt);
 }
 
 void SimulatedCodex::launch() {
@@ -113,7 +132,7 @@ void SimulatedCodex::launch() {
     rebuild(shape_);
     setProcessAlive(true);
     running_ = true;
-    workspace_.addApplication({std::string(bundleIdentifier), pid(), ActivationPolicy::regular});
+    registerProcess();
     bringToFront();
 }
 

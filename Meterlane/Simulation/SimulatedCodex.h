@@ -105,6 +105,13 @@ class SimulatedCodex final : public SimulatedAccessibility {
     // Replaces the plan's usage rows with any text (none: back to the plan's rows).
     void setUsageRows(std::optional<std::vector<std::string>> rows);
 
+    // The version its bundle carries (CFBundleShortVersionString, CFBundleVersion), as the
+    // workspace tells it for the running process; an update installed changes it at once.
+    static constexpr std::string_view defaultVersion = "1.0.0";
+    static constexpr std::string_view defaultBuild = "100";
+    void setVersion(std::string version, std::string build);
+    const std::string& version() const { return version_; }
+
     // The process. Quitting leaves the workspace and invalidates every handle; launching again
     // gives a new process (a new pid) with a fresh tree, in front.
     bool isRunning() const { return running_; }
@@ -183,6 +190,10 @@ class SimulatedCodex final : public SimulatedAccessibility {
     CodexUsage usage_;
     std::optional<std::vector<std::string>> rowsOverride_;
 
+    void registerProcess();
+
+    std::string version_{defaultVersion};
+    std::string build_{defaultBuild};
     bool running_ = true;
     uint64_t generation_ = 0;  // bumped when the process or its tree is replaced
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);

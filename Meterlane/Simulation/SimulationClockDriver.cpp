@@ -67,13 +67,16 @@ SimulationClockDriver::Ending SimulationClockDriver::run(double seconds,
         if (!waitUntil(*next)) {
             return Ending::stopped;
         }
+        // An item that fell due while the one before it blocked runs late, at once.
+        const double startsAt = std::max(*next, time_.monotonicSeconds());
         const double before = real_.cpuSeconds();
         time_.runNext();
         const double cost = real_.cpuSeconds() - before;
         ++itemsRun_;
         cpuSecondsInItems_ += cost;
         if (afterEachItem_) {
-            afterEachItem_(WorkItemReport{time_.monotonicSeconds(), cost});
+            afterEachItem_(WorkItemReport{time_.monotonicSeconds(), cost,
+                                          time_.monotonicSeconds() - startsAt});
         }
     }
 }

@@ -30,6 +30,9 @@ struct WorkItemReport {
     double virtualTime = 0;
     // Process CPU time it took.
     double cpuSeconds = 0;
+    // Virtual time that passed while it ran: the main thread was blocked that long (in round
+    // trips to a slow Codex, in a modal session), and nothing else on the queue could run.
+    double blockedSeconds = 0;
 };
 
 // Plays the virtual main queue at a human pace: each work item runs when its due time comes on

@@ -49,6 +49,11 @@ class TimedAccessibility final : public Accessibility {
     [[nodiscard]] LatencySummary roundTripLatencySince(std::size_t mark) const;
 
     AXElement applicationElement(ProcessID pid) override;
+    // Local calls, passed on untimed.
+    AXElement systemWideElement() override { return platform_.systemWideElement(); }
+    int32_t setMessagingTimeout(const AXElement& element, double seconds) override {
+        return platform_.setMessagingTimeout(element, seconds);
+    }
     AXAttributeResult copyAttributeValue(const AXElement& element,
                                          std::string_view attribute) override;
     std::vector<AXAttributeResult> copyMultipleAttributeValues(

@@ -194,7 +194,8 @@ void VerificationRun::recordTree() {
 
     const std::size_t mark = env_.accessibility.mark();
     const TreeWhereabouts::URLAnswers urlsBefore = env_.whereabouts.urlAnswers();
-    const AXElement application = env_.accessibility.applicationElement(codex_->processIdentifier);
+    // With the messaging timeout the reader's own calls have.
+    const AXElement application = search.applicationElement(*codex_);
     TreeRecordingOptions recordingOptions;
     recordingOptions.elementCap = options_.recordingCap;
     const TreeRecording recording =

@@ -17,12 +17,6 @@ static_assert(ax::noValue == kAXErrorNoValue);
 
 namespace {
 
-// Every call is a synchronous round trip on the main thread, so a busy or hung target freezes our
-// menu bar item until the call times out, and the system default is around six seconds. Codex
-// normally answers within 10–50 ms; one second still covers a slow moment, and a call that runs
-// out fails with kAXErrorCannotComplete, which the reader treats as an unreadable value.
-constexpr float messagingTimeoutSeconds = 1.0f;
-
 AXValue translate(CFTypeRef value) {
     if (!value) {
         return std::monostate{};
@@ -118,21 +112,11 @@ AXUIElementRef MacAXElement::unwrap(const AXElement& element) {
     return platform ? platform->ref() : nullptr;
 }
 
-MacAccessibility::MacAccessibility() {
-    // A timeout set on an element covers only that element, not the children read from it, so
-    // the process-wide default is lowered too.
-    const auto systemWide = CFRef<AXUIElementRef>::adopt(AXUIElementCreateSystemWide());
-    if (systemWide) {
-        AXUIElementSetMessagingTimeout(systemWide.get(), messagingTimeoutSeconds);
-    }
-}
-
 AXElement MacAccessibility::applicationElement(ProcessID pid) {
     const auto application = CFRef<AXUIElementRef>::adopt(AXUIElementCreateApplication(pid));
     if (!application) {
         return AXElement();
     }
-    AXUIElementSetMessagingTimeout(application.get(), messagingTimeoutSeconds);
     // Electron apps keep their web content's tree sparse until an assistive client asks for it;
     // an app that does not know the attribute just returns an error, which changes nothing. Once
     // a process has accepted it, asking again would only cost a round trip per step.
@@ -142,6 +126,22 @@ AXElement MacAccessibility::applicationElement(ProcessID pid) {
         manualAccessibilityEnabled_.insert(pid);
     }
     return AXElement(std::make_shared<MacAXElement>(application));
+}
+
+AXElement MacAccessibility::systemWideElement() {
+    const auto systemWide = CFRef<AXUIElementRef>::adopt(AXUIElementCreateSystemWide());
+    if (!systemWide) {
+        return AXElement();
+    }
+    return AXElement(std::make_shared<MacAXElement>(systemWide));
+}
+
+int32_t MacAccessibility::setMessagingTimeout(const AXElement& element, double seconds) {
+    const AXUIElementRef ref = MacAXElement::unwrap(element);
+    if (!ref) {
+        return kAXErrorIllegalArgument;
+    }
+    return AXUIElementSetMessagingTimeout(ref, static_cast<float>(seconds));
 }
 
 AXAttributeResult MacAccessibility::copyAttributeValue(const AXElement& element,

@@ -30,9 +30,9 @@ class MacAXElement final : public AXElement::Impl {
 // The Accessibility port over the HIServices C API.
 class MacAccessibility final : public Accessibility {
   public:
-    MacAccessibility();
-
     AXElement applicationElement(ProcessID pid) override;
+    AXElement systemWideElement() override;
+    int32_t setMessagingTimeout(const AXElement& element, double seconds) override;
     AXAttributeResult copyAttributeValue(const AXElement& element,
                                          std::string_view attribute) override;
     std::vector<AXAttributeResult> copyMultipleAttributeValues(

@@ -79,6 +79,7 @@ void MacTimeFormatter::conventionsDidChange(bool timeZoneChanged) {
     }
     shortTime_.reset();
     mediumTime_.reset();
+    dayAndTime_.clear();
     const auto watchers = watchers_;
     for (const auto& weak : watchers) {
         if (const auto handler = weak.lock(); handler && *handler) {
@@ -109,6 +110,46 @@ std::string MacTimeFormatter::timeOfDay(Date date, bool includesSeconds) const {
         }
     }
     return slot ? formatted(slot.get(), date) : std::string();
+}
+
+std::string MacTimeFormatter::dayAndTimeOfDay(Date date, bool includesSeconds,
+                                              bool includesYear) const {
+    // The clock is the one the time of day is written in, so the two never disagree: the short
+    // style carries the 12/24-hour choice made in System Settings, which a template alone would
+    // not.
+    (void)timeOfDay(date, false);
+    bool twentyFourHour = false;
+    if (shortTime_) {
+        const std::string pattern = stringFromCFString(CFDateFormatterGetFormat(shortTime_.get()));
+        twentyFourHour = pattern.find_first_of("Hk") != std::string::npos;
+    }
+    std::string templateText = includesYear ? "yMMMd" : "MMMd";
+    templateText += twentyFourHour ? "HHmm" : "hmm";
+    if (includesSeconds) {
+        templateText += "ss";
+    }
+    auto found = dayAndTime_.find(templateText);
+    if (found == dayAndTime_.end()) {
+        CFRef<CFLocaleRef> locale = CFRef<CFLocaleRef>::adopt(CFLocaleCopyCurrent());
+        CFRef<CFStringRef> templateString = makeCFString(templateText);
+        if (!templateString) {
+            return TimeFormatter::dayAndTimeOfDay(date, includesSeconds, includesYear);
+        }
+        CFRef<CFStringRef> pattern =
+            CFRef<CFStringRef>::adopt(CFDateFormatterCreateDateFormatFromTemplate(
+                kCFAllocatorDefault, templateString.get(), 0, locale.get()));
+        CFRef<CFDateFormatterRef> formatter = CFRef<CFDateFormatterRef>::adopt(
+            CFDateFormatterCreate(kCFAllocatorDefault, locale.get(), kCFDateFormatterNoStyle,
+                                  kCFDateFormatterNoStyle));
+        if (!pattern || !formatter) {
+            return TimeFormatter::dayAndTimeOfDay(date, includesSeconds, includesYear);
+        }
+        CFDateFormatterSetFormat(formatter.get(), pattern.get());
+        const auto zone = CFRef<CFTimeZoneRef>::adopt(CFTimeZoneCopySystem());
+        CFDateFormatterSetProperty(formatter.get(), kCFDateFormatterTimeZone, zone.get());
+        found = dayAndTime_.emplace(templateText, formatter).first;
+    }
+    return formatted(found->second.get(), date);
 }
 
 std::optional<std::string> MacTimeFormatter::format(Date date, std::string_view pattern,

@@ -28,6 +28,7 @@ class MacTimeFormatter final : public TimeFormatter {
     MacTimeFormatter& operator=(const MacTimeFormatter&) = delete;
 
     std::string timeOfDay(Date date, bool includesSeconds) const override;
+    std::string dayAndTimeOfDay(Date date, bool includesSeconds, bool includesYear) const override;
     std::optional<std::string> format(Date date, std::string_view pattern,
                                       std::string_view localeIdentifier,
                                       std::string_view timeZoneIdentifier) const override;
@@ -45,6 +46,8 @@ class MacTimeFormatter final : public TimeFormatter {
     mutable CFRef<CFDateFormatterRef> shortTime_;
     mutable CFRef<CFDateFormatterRef> mediumTime_;
     mutable std::map<Key, CFRef<CFDateFormatterRef>> patterns_;
+    // Day-and-time formatters by template ("MMMdHHmm"), in the current locale.
+    mutable std::map<std::string, CFRef<CFDateFormatterRef>> dayAndTime_;
     mutable std::vector<std::weak_ptr<std::function<void()>>> watchers_;
     // Lets a notification that hops to the main queue find the formatter gone.
     std::shared_ptr<MacTimeFormatter*> alive_;

@@ -18,6 +18,8 @@ class MacWorkspace final : public Workspace {
 
     std::vector<RunningApplication> runningApplications() override;
     std::optional<RunningApplication> frontmostApplication() override;
+    // From NSRunningApplication's bundle URL, read through CFBundle.
+    std::unique_ptr<BundleInformation> applicationBundle(ProcessID pid) override;
     // Cooperatively from macOS 14 on (this app yields its activation to the target, then asks
     // for the target on its own behalf); at once, ignoring other applications, on macOS 13.
     bool activate(ProcessID pid, ActivationStyle style) override;

@@ -2,6 +2,8 @@
 
 #import <AppKit/AppKit.h>
 
+#include "Meterlane/macOS/MacBundleInformation.h"
+
 namespace gaugely {
 
 namespace {
@@ -67,6 +69,21 @@ std::optional<RunningApplication> MacWorkspace::frontmostApplication() {
         return std::nullopt;
     }
     return describe(application);
+}
+
+std::unique_ptr<BundleInformation> MacWorkspace::applicationBundle(ProcessID pid) {
+    NSRunningApplication* application =
+        [NSRunningApplication runningApplicationWithProcessIdentifier:pid];
+    NSURL* url = application.bundleURL;
+    if (!url) {
+        return nullptr;
+    }
+    const auto bundle =
+        CFRef<CFBundleRef>::adopt(CFBundleCreate(kCFAllocatorDefault, (__bridge CFURLRef)url));
+    if (!bundle.get()) {
+        return nullptr;
+    }
+    return std::make_unique<MacBundleInformation>(bundle.get());
 }
 
 bool MacWorkspace::activate(ProcessID pid, ActivationStyle style) {

@@ -79,7 +79,11 @@ TEST_F(AppcastCommand, ExitStatusAndErrors) {
         const std::string& text = row.status == 2 ? result.err : result.out;
         EXPECT_NE(text.find(row.expected), std::string::npos) << row.what << "\n" << text;
     }
-    EXPECT_EQ(run({"appcast", "check", path("missing.xml").string()}).status, 2);
+    // A file that cannot be read says why.
+    const ToolResult missing = run({"appcast", "check", path("missing.xml").string()});
+    EXPECT_EQ(missing.status, 2);
+    EXPECT_EQ(missing.err, "gaugely appcast: cannot read " + path("missing.xml").string() +
+                               ": No such file or directory\n");
 }
 
 }  // namespace

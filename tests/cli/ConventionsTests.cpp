@@ -115,6 +115,17 @@ TEST_F(Conventions, TheReadmesExamplesPrintWhatTheyShow) {
         std::istringstream words(example->substr(std::string("$ gaugely ").size()));
         bool throwAwayState = false;
         for (std::string word; words >> word;) {
+            // A word in single quotes keeps its spaces, as the shell keeps them.
+            while (word.starts_with('\'') && (word.size() < 2 || !word.ends_with('\''))) {
+                std::string more;
+                if (!std::getline(words, more, '\'')) {
+                    break;
+                }
+                word += more + "'";
+            }
+            if (word.size() >= 2 && word.starts_with('\'') && word.ends_with('\'')) {
+                word = word.substr(1, word.size() - 2);
+            }
             if (word == "<") {
                 words >> word;
                 input = readFile(source / word);

@@ -62,6 +62,12 @@ TEST_F(Parse, ProReadsTheLegacyFileOnlyWhenNoTitleCarriesTheValue) {
     EXPECT_EQ(none.status, 1);
     EXPECT_EQ(none.out, "");
     EXPECT_EQ(none.err, "gaugely parse: no unambiguous supported usage value\n");
+
+    const ToolResult missing =
+        run({"parse", "--plan", "pro", "--legacy", path("missing.txt").string()}, "Settings\n");
+    EXPECT_EQ(missing.status, 2);
+    EXPECT_EQ(missing.err, "gaugely parse: cannot read " + path("missing.txt").string() +
+                               ": No such file or directory\n");
 }
 
 TEST_F(Parse, NothingReadGivesAReasonAndStatusOne) {

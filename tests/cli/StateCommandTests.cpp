@@ -33,6 +33,7 @@ TEST_F(State, ShowsWhatARunSavedWithoutChangingTheFile) {
              "  Plus                    5h 18% (reset 3:45 PM) · Weekly 40% (reset Sep 12), read "
              "2026-11-21 09:00:05 UTC from Codex's menu\n",
              "Codex's logs              off (default), folder ~/.codex (default)\n",
+             "Profile menu              below AXWindow 1, for Codex 1.0.0 (100)\n",
              "Next automatic refresh    2026-11-21 09:01:05 UTC (overdue)\n",
              "Low-usage alert state     plus.fiveHour low, notified 2026-11-21 09:00:05 UTC · "
              "plus.weekly not low\n",
@@ -53,6 +54,7 @@ TEST_F(State, ShowsWhatARunSavedWithoutChangingTheFile) {
     EXPECT_EQ(
         (*parsed)["lowUsageNotificationState"]["stateByPlanAndWindow"]["plus.fiveHour"]["isLow"],
         true);
+    EXPECT_EQ((*parsed)["profileMenuLocation"]["codexVersion"], "1.0.0 (100)");
     EXPECT_EQ((*parsed)["onLaunch"]["menuBarText"], "5h 18% · W 40%");
     EXPECT_EQ((*parsed)["onLaunch"]["presentationState"], "dataAvailable");
 
@@ -73,6 +75,7 @@ TEST_F(State, MissingOddAndBrokenFiles) {
          0,
          {"(no such file yet: everything is at its default)",
           "Plan                      none chosen (default)",
+          "Profile menu              not known yet (default)",
           "  Menu bar                ◔ Set plan"},
          ""},
         {"odd values",

@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <ctime>
+#include <sstream>
 #include <thread>
 
 #include "LowUsageNotificationSupport/Json.h"
@@ -40,8 +41,10 @@ TEST_F(Usage, ReadsTheNewestUsageLineOrSaysWhereItLooked) {
         {"plus, from the newest of two days",
          {"--codex-home", fixture("plus")},
          0,
-         {" ◔ 5h 72% · W 40%\n", " 5h      72%", "Reset 3:45 PM", "Reset Sep 12",
-          "Last updated: 14:02 · from Codex's logs\n"},
+         // Times derived from the logs in the one clock of the locale, each with its day.
+         {" ◔ 5h 72% · W 40%\n", " 5h      72%", "Reset Jan 1, 2099, 15:45\n",
+          "Reset Sep 12, 2099, 09:00\n", "Last updated: Nov 21, 14:02 · from Codex's logs\n",
+          "newest usage line at Nov 21, 14:02\n"},
          {}},
         {"logs that show another plan say which",
          {"--codex-home", fixture("plus"), "--plan", "pro"},
@@ -58,11 +61,26 @@ TEST_F(Usage, ReadsTheNewestUsageLineOrSaysWhereItLooked) {
          1,
          {},
          {"Codex's logs do not show the Plus plan's windows", "--plan freeGo"}},
-        {"no Codex folder: CODEX_HOME is where it looks",
+        {"no Codex folder: CODEX_HOME is where it looks, and it says how to name another",
          {},
          1,
          {},
-         {"No Codex logs in ", "no-codex/sessions\n"}},
+         {"No Codex logs in ", "no-codex/sessions\n",
+          "; name another with --codex-home DIR or the CODEX_HOME environment variable\n"}},
+        {"the sessions folder named for Codex's",
+         {"--codex-home", fixture("plus") + "/sessions/"},
+         1,
+         {},
+         {"plus/sessions/sessions\n",
+          "plus/sessions/ looks like the sessions folder inside "
+          "Codex's folder; try --codex-home " +
+              fixture("plus") + "\n"}},
+        {"--format with a placeholder it does not know",
+         {"--format", "{5h} {5h.left}"},
+         2,
+         {},
+         {"--format: unknown placeholder {5h.left}"}},
+        {"--json and a status line", {"--json", "--waybar"}, 2, {}, {"do not go together"}},
         {"a bad plan", {"--plan", "team"}, 2, {}, {"unknown plan \"team\""}},
     };
     for (const auto& c : cases) {
@@ -86,10 +104,12 @@ TEST_F(Usage, JsonIsOneObjectAReadingAndStateIsKeptBesideTheDefaults) {
     ASSERT_EQ(result.status, 0) << result.err;
     ASSERT_EQ(std::count(result.out.begin(), result.out.end(), '\n'), 1);
     const Json json = Json::parse(result.out);
+    EXPECT_EQ(json["type"], "reading");
     EXPECT_EQ(json["plan"], "plus");
     EXPECT_EQ(json["source"], "codexLogs");
     EXPECT_EQ(json["readAt"], "2026-11-21T14:02:55Z");
-    EXPECT_EQ(json["windows"][0]["remaining"], "72%");
+    EXPECT_EQ(json["windows"][0]["remaining"], 72);
+    EXPECT_EQ(json["windows"][0]["text"], "72%");
     EXPECT_EQ(json["windows"][0]["resetsAt"], "2099-01-01T15:45:00Z");
     EXPECT_TRUE(json["windows"][1]["pace"].is_null());  // the sample is long past its last hour
     EXPECT_TRUE(fs::exists(path("usage.json")));
@@ -105,57 +125,162 @@ TEST_F(Usage, JsonIsOneObjectAReadingAndStateIsKeptBesideTheDefaults) {
     EXPECT_NE(gone.err.find("No Codex logs in "), std::string::npos) << gone.err;
 }
 
-// Live: a line Codex appends shows at once, with its notification. The test only waits for what
-// it expects (up to a generous limit); it never times anything.
+// One line for a prompt or a bar, from the same reading; without one, the line still comes (a
+// bar shows something) with the reason on standard error.
+TEST_F(Usage, StatusLinesForPromptsAndBars) {
+    const ToolResult line = usage({"--codex-home", fixture("plus"), "--format",
+                                   "{plan}: 5h {5h} ({5h.reset}) W {weekly}{monthly} {{{age}}}"});
+    ASSERT_EQ(line.status, 0) << line.err;
+    // The sample's reading is days old; its age says so in whole days.
+    EXPECT_TRUE(line.out.starts_with("Plus: 5h 72% (Jan 1, 2099, 15:45) W 40%— {")) << line.out;
+    EXPECT_TRUE(line.out.ends_with("d}\n")) << line.out;
+    EXPECT_EQ(line.err, "");
+
+    const ToolResult bar = usage({"--codex-home", fixture("plus"), "--waybar"});
+    ASSERT_EQ(bar.status, 0) << bar.err;
+    const Json waybar = Json::parse(bar.out);
+    EXPECT_EQ(waybar["text"], "5h 72% \u00B7 W 40%");
+    EXPECT_EQ(waybar["alt"], "normal");
+    EXPECT_EQ(waybar["class"], Json::array({"normal", "stale"}));
+    EXPECT_EQ(waybar["percentage"], 40);
+    EXPECT_EQ(waybar["tooltip"],
+              "Plus\n5h 72% \u00B7 Reset Jan 1, 2099, 15:45\nWeekly 40% \u00B7 Reset Sep 12, 2099, "
+              "09:00\nData may be outdated\nLast updated: Nov 21, 14:02 \u00B7 from Codex's logs");
+    // --format gives the bar its text.
+    EXPECT_EQ(Json::parse(usage({"--codex-home", fixture("free-go"), "--plan", "freeGo", "--waybar",
+                                 "--format", "<{monthly}>"})
+                              .out)["text"],
+              "&lt;85%&gt;");
+
+    const ToolResult none =
+        usage({"--codex-home", path("gone").string(), "--plan", "plus", "--waybar"});
+    EXPECT_EQ(none.status, 1);
+    const Json unavailable = Json::parse(none.out);
+    EXPECT_EQ(unavailable["text"], "5h \u2014 \u00B7 W \u2014");
+    EXPECT_EQ(unavailable["class"], Json::array({"unavailable"}));
+    EXPECT_FALSE(unavailable.contains("percentage"));
+    EXPECT_NE(none.err.find("No Codex logs in "), std::string::npos) << none.err;
+}
+
+// A reading saved from one Codex folder is never shown for another, even when it is the newer.
+TEST_F(Usage, AReadingBelongsToTheCodexFolderItCameFrom) {
+    // Another Codex folder whose one reading is older than the sample's.
+    fs::create_directories(path("older/sessions/2026/11/21"));
+    writeFile(path("older/sessions/2026/11/21/rollout-2026-11-21T12-00-00-older.jsonl"),
+              "{\"timestamp\":\"2026-11-21T12:00:00Z\",\"type\":\"event_msg\",\"payload\":{"
+              "\"type\":\"token_count\",\"rate_limits\":{\"primary\":{\"used_percent\":5,"
+              "\"window_minutes\":300,\"resets_at\":4070965500},\"secondary\":{"
+              "\"used_percent\":50,\"window_minutes\":10080,\"resets_at\":4092886800}}}}\n");
+    ASSERT_EQ(usage({"--codex-home", fixture("plus"), "--format", "{5h}"}).out, "72%\n");
+    const ToolResult other = usage({"--codex-home", path("older").string(), "--format", "{5h}"});
+    EXPECT_EQ(other.out, "95%\n") << other.err;
+    // And back: the first folder's reading again, not the second's.
+    EXPECT_EQ(usage({"--codex-home", fixture("plus"), "--format", "{5h}"}).out, "72%\n");
+    // The same folder named another way is the same folder.
+    EXPECT_EQ(usage({"--codex-home", fixture("plus") + "/sessions/..", "--format", "{5h} {age}"})
+                  .out.substr(0, 4),
+              "72% ");
+}
+
+// Live: a line Codex appends shows at once, with its notification, in each output's shape. The
+// test only waits for what it expects (up to a generous limit); it never times anything.
 TEST_F(Usage, WatchShowsEachNewReadingWithItsNotifications) {
-    fs::copy(fixture("plus"), path("codex"), fs::copy_options::recursive);
-    const fs::path log =
-        path("codex/sessions/2026/11/21/rollout-2026-11-21T13-40-00-0199b311-sample.jsonl");
-    const std::string command =
-        "sh -c 'echo $$ > " + path("pid").string() + "; exec env TZ=UTC LC_ALL=C " +
-        std::string(GAUGELY_TOOL_PATH) + " usage --watch --codex-home " + path("codex").string() +
-        " --defaults " + path("usage.json").string() + " > " + path("out").string() + " 2>&1' &";
-    ASSERT_EQ(std::system(command.c_str()), 0);
-    const auto waitFor = [&](const std::string& text) {
-        for (int i = 0; i < 400; ++i) {
-            if (readFile(path("out")).find(text) != std::string::npos) {
-                return true;
+    const struct {
+        const char* name;
+        std::vector<std::string> arguments;
+        const char* first;
+        const char* second;
+        const char* notification;
+    } modes[] = {
+        {"text",
+         {},
+         " ◔ 5h 72% · W 40%",
+         " ◔ 5h 15% · W 39%",
+         "notification: Codex Usage Low: 5h usage remaining: 15%"},
+        {"json",
+         {"--json"},
+         R"("menuBar":"5h 72% · W 40%")",
+         R"("menuBar":"5h 15% · W 39%")",
+         R"({"type":"notification","kind":"lowUsage","window":"fiveHour","windows":["fiveHour"],)"
+         R"("title":"Codex Usage Low","body":"5h usage remaining: 15%"})"},
+        // A status line's notifications go beside it, to standard error.
+        {"format",
+         {"--format", "5h={5h}"},
+         "5h=72%\n",
+         "5h=72%\n5h=15%\n",
+         "gaugely usage: notification: Codex Usage Low: 5h usage remaining: 15%"},
+    };
+    for (const auto& mode : modes) {
+        fs::remove_all(path("codex"));
+        fs::remove(path("usage.json"));
+        fs::remove(path("usage.json.history.json"));
+        fs::copy(fixture("plus"), path("codex"), fs::copy_options::recursive);
+        const fs::path log =
+            path("codex/sessions/2026/11/21/rollout-2026-11-21T13-40-00-0199b311-sample.jsonl");
+        std::string command = "sh -c 'echo $$ > " + path("pid").string() +
+                              "; exec env TZ=UTC LC_ALL=C " + std::string(GAUGELY_TOOL_PATH) +
+                              " usage --watch --codex-home " + path("codex").string() +
+                              " --defaults " + path("usage.json").string();
+        for (const std::string& argument : mode.arguments) {
+            command += " " + argument;
+        }
+        command += " > " + path("out").string() + " 2>" + path("err").string() + "' &";
+        ASSERT_EQ(std::system(command.c_str()), 0);
+        const auto waitFor = [&](const std::string& text) {
+            for (int i = 0; i < 400; ++i) {
+                if ((readFile(path("out")) + readFile(path("err"))).find(text) !=
+                    std::string::npos) {
+                    return true;
+                }
+                std::this_thread::sleep_for(std::chrono::milliseconds(50));
             }
+            return false;
+        };
+        EXPECT_TRUE(waitFor(mode.first)) << mode.name << "\n" << readFile(path("err"));
+
+        const long long now = std::time(nullptr);
+        std::ofstream(log, std::ios::app)
+            << "\n{\"timestamp\":\"2026-11-21T14:10:00Z\",\"type\":\"event_msg\",\"payload\":{"
+               "\"type\":\"token_count\",\"rate_limits\":{\"primary\":{\"used_percent\":85,"
+               "\"window_minutes\":300,\"resets_at\":"
+            << now + 3600
+            << "},\"secondary\":{\"used_percent\":61,\"window_minutes\":10080,\"resets_at\":"
+            << now + 86'400 << "}}}}\n";
+        EXPECT_TRUE(waitFor(mode.second)) << mode.name << "\n" << readFile(path("out"));
+        EXPECT_TRUE(waitFor(mode.notification)) << mode.name << "\n" << readFile(path("out"));
+        if (std::string(mode.name) == "text") {
+            // A session resumed in the previous day's file: Codex appends where it began.
+            std::ofstream(
+                path("codex/sessions/2026/11/20/rollout-2026-11-20T09-00-00-0199a7f2-sample.jsonl"),
+                std::ios::app)
+                << "{\"timestamp\":\"2026-11-21T14:20:00.000Z\",\"type\":\"event_msg\","
+                   "\"payload\":{\"type\":\"token_count\",\"info\":null,\"rate_limits\":{"
+                   "\"primary\":{\"used_percent\":90.0,\"window_minutes\":300,\"resets_at\":"
+                << now + 3600
+                << "},\"secondary\":{\"used_percent\":62.0,\"window_minutes\":10080,"
+                   "\"resets_at\":"
+                << now + 86'400 << "},\"credits\":null,\"plan_type\":\"plus\"}}}\n";
+            EXPECT_TRUE(waitFor(" ◔ 5h 10% · W 38%")) << readFile(path("out"));
+        }
+        if (std::string(mode.name) != "text") {
+            // Standard output holds only the mode's own lines.
+            std::istringstream lines(readFile(path("out")));
+            for (std::string line; std::getline(lines, line);) {
+                if (std::string(mode.name) == "json") {
+                    EXPECT_TRUE(Json::parse(line).contains("type")) << line;
+                } else {
+                    EXPECT_TRUE(line.starts_with("5h=")) << line;
+                }
+            }
+        }
+
+        const pid_t pid = std::stoi(readFile(path("pid")));
+        ::kill(pid, SIGINT);
+        for (int i = 0; i < 100 && ::kill(pid, 0) == 0; ++i) {
             std::this_thread::sleep_for(std::chrono::milliseconds(50));
         }
-        return false;
-    };
-    ASSERT_TRUE(waitFor(" ◔ 5h 72% · W 40%"));
-
-    const long long now = std::time(nullptr);
-    std::ofstream(log, std::ios::app)
-        << "\n{\"timestamp\":\"2026-11-21T14:10:00Z\",\"type\":\"event_msg\",\"payload\":{"
-           "\"type\":\"token_count\",\"rate_limits\":{\"primary\":{\"used_percent\":85,"
-           "\"window_minutes\":300,\"resets_at\":"
-        << now + 3600
-        << "},\"secondary\":{\"used_percent\":61,\"window_minutes\":10080,\"resets_at\":"
-        << now + 86'400 << "}}}}\n";
-    EXPECT_TRUE(waitFor(" ◔ 5h 15% · W 39%"));
-    EXPECT_TRUE(waitFor("Codex Usage Low: 5h usage remaining: 15%"));
-
-    // A session resumed in the previous day's file: Codex appends to it where it began.
-    std::ofstream(
-        path("codex/sessions/2026/11/20/rollout-2026-11-20T09-00-00-0199a7f2-sample.jsonl"),
-        std::ios::app)
-        << "{\"timestamp\":\"2026-11-21T14:20:00.000Z\",\"type\":\"event_msg\",\"payload\":{"
-           "\"type\":\"token_count\",\"info\":null,\"rate_limits\":{\"primary\":{\"used_percent\":"
-           "90.0,\"window_minutes\":300,\"resets_at\":"
-        << now + 3600
-        << "},\"secondary\":{\"used_percent\":62.0,\"window_minutes\":10080,\"resets_at\":"
-        << now + 86'400 << "},\"credits\":null,\"plan_type\":\"plus\"}}}\n";
-    EXPECT_TRUE(waitFor(" ◔ 5h 10% · W 38%"));
-
-    const pid_t pid = std::stoi(readFile(path("pid")));
-    ::kill(pid, SIGINT);
-    for (int i = 0; i < 100 && ::kill(pid, 0) == 0; ++i) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        EXPECT_NE(::kill(pid, 0), 0) << mode.name << ": still running after Ctrl-C";
     }
-    EXPECT_NE(::kill(pid, 0), 0) << "still running after Ctrl-C";
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 #include <unicode/ucal.h>
 
 #include "Meterlane/Posix/IcuTimeFormatter.h"
+#include "Meterlane/Presentation/DatedTimeText.h"
 
 namespace gaugely {
 namespace {
@@ -62,6 +63,54 @@ TEST_F(IcuTimeFormatterTest, FixedPatternsIgnoreTheUserAndRefuseUnknownZones) {
     EXPECT_TRUE(formatter.knowsTimeZone("America/Edmonton"));
     EXPECT_FALSE(formatter.knowsTimeZone("America/Atlantis"));
     EXPECT_FALSE(formatter.knowsTimeZone(""));
+}
+
+// A time with its day keeps the clock of the time alone, whatever the locale writes around it.
+TEST_F(IcuTimeFormatterTest, DayAndTimeKeepTheLocalesOneClock) {
+    const struct {
+        const char* locale;
+        const char* day;
+        const char* withYear;
+    } rows[] = {
+        {"C", "Sep 22, 13:05", "Sep 22, 2026, 13:05"},
+        {"en_US.UTF-8", "Sep 22, 1:05\u202fPM", "Sep 22, 2026, 1:05\u202fPM"},
+        {"de_DE", "22. Sept., 13:05", "22. Sept. 2026, 13:05"},
+        {"en_GB", "22 Sept, 13:05", "22 Sept 2026, 13:05"},
+    };
+    for (const auto& row : rows) {
+        const IcuTimeFormatter formatter{std::string(row.locale)};
+        EXPECT_EQ(formatter.dayAndTimeOfDay(afternoon, false, false), row.day) << row.locale;
+        EXPECT_EQ(formatter.dayAndTimeOfDay(afternoon, false, true), row.withYear) << row.locale;
+        const std::string time = formatter.timeOfDay(afternoon, false);
+        EXPECT_NE(formatter.dayAndTimeOfDay(afternoon, false, false).find(time), std::string::npos)
+            << row.locale;
+    }
+    EXPECT_EQ(IcuTimeFormatter{std::string("C")}.dayAndTimeOfDay(afternoon, true, false),
+              "Sep 22, 13:05:09");
+}
+
+// The terminal's times: the day only when it is not today, the year only for a later year.
+TEST_F(IcuTimeFormatterTest, DatedTimesCarryTheirDayWhenItIsNotToday) {
+    const IcuTimeFormatter formatter{std::string("C")};
+    constexpr double hour = 3600;
+    const struct {
+        double after;  // seconds after `afternoon`
+        const char* text;
+    } rows[] = {
+        {0, "13:05"},
+        {10 * hour, "23:05"},
+        {11 * hour, "Sep 23, 00:05"},
+        {-14 * hour, "Sep 21, 23:05"},
+        {-400 * 24 * hour, "Aug 18, 13:05"},
+        {100 * 24 * hour, "Dec 31, 13:05"},
+        {101 * 24 * hour, "Jan 1, 2027, 13:05"},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(
+            datedTimeText(afternoon.addingTimeInterval(row.after), afternoon, false, formatter),
+            row.text)
+            << row.after;
+    }
 }
 
 }  // namespace

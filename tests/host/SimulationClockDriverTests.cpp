@@ -101,18 +101,28 @@ TEST(SimulationClockDriver, EndsOnThePredicateOrAStopAndReportsEachItemsCost) {
     auto timer = time.scheduleRepeating(1, 1, 0, [&] {
         ++ticks;
         real.cpu += 0.002;
+        // The second tick blocks the main thread, as a slow round trip does.
+        if (ticks == 2) {
+            time.block(0.5);
+        }
     });
+    // Falls due during that block: it runs late, and blocks nothing itself.
+    time.asyncAfter(2.2, [] {});
     std::vector<WorkItemReport> reports;
     SimulationClockDriver driver(time, std::nullopt, real.source());
     driver.setAfterEachItem([&](const WorkItemReport& report) { reports.push_back(report); });
 
     EXPECT_EQ(driver.run(100, [&] { return ticks == 3; }), SimulationClockDriver::Ending::finished);
     EXPECT_EQ(time.monotonicSeconds(), 1003);
-    ASSERT_EQ(reports.size(), 3u);
-    EXPECT_EQ(reports[1].virtualTime, 1002);
+    ASSERT_EQ(reports.size(), 4u);
+    EXPECT_EQ(reports[1].virtualTime, 1002.5);
     EXPECT_DOUBLE_EQ(reports[1].cpuSeconds, 0.002);
+    EXPECT_DOUBLE_EQ(reports[0].blockedSeconds, 0);
+    EXPECT_DOUBLE_EQ(reports[1].blockedSeconds, 0.5);
+    EXPECT_EQ(reports[2].virtualTime, 1002.5);
+    EXPECT_DOUBLE_EQ(reports[2].blockedSeconds, 0);
     EXPECT_DOUBLE_EQ(driver.cpuSecondsInItems(), 0.006);
-    EXPECT_EQ(driver.itemsRun(), 3u);
+    EXPECT_EQ(driver.itemsRun(), 4u);
 
     // A stop during a wait ends the run before the next item; virtual time stays where it was.
     SimulationClockDriver paced(time, 1.0, real.source());

@@ -15,6 +15,14 @@ namespace {
 using Status = NotificationAuthorizationStatus;
 using Requests = std::vector<NotificationRequest>;
 
+// The user info that says what a request is about.
+std::map<std::string, std::string> low(const std::string& window) {
+    return {{"kind", "lowUsage"}, {"windows", window}};
+}
+std::map<std::string, std::string> reset(const std::string& windows) {
+    return {{"kind", "reset"}, {"windows", windows}};
+}
+
 const PlanQuotaConfiguration plus = PlanQuotaConfiguration::configuration(CodexPlan::plus);
 const PlanQuotaConfiguration pro = PlanQuotaConfiguration::configuration(CodexPlan::pro);
 const PlanQuotaConfiguration freeGo = PlanQuotaConfiguration::configuration(CodexPlan::freeGo);
@@ -40,15 +48,18 @@ TEST_F(DeliveryTest, NotificationTextsAndIdentifiers) {
     dispatcher->deliverLowUsage({}, plus);
     dispatcher->deliverResets({});
     time.runUntilIdle();
-    EXPECT_EQ(
-        center.requests(),
-        (Requests{
-            {"low-usage-weekly-UUID-1", "Codex Usage Low", "Weekly usage remaining: 0%"},
-            {"low-usage-fiveHour-UUID-2", "Codex Usage Low", "5h usage remaining: 20%"},
-            {"low-usage-monthly-UUID-3", "Codex Usage Low", "Monthly usage remaining: 3%"},
-            {"low-usage-weekly-UUID-4", "Codex Usage Low", "General Weekly usage remaining: 9%"},
-            {"usage-reset-UUID-5", "Codex Usage Reset",
-             "5h and Weekly and Monthly usage reset \u2014 100% available"}}));
+    EXPECT_EQ(center.requests(),
+              (Requests{{"low-usage-weekly-UUID-1", "Codex Usage Low", "Weekly usage remaining: 0%",
+                         low("weekly")},
+                        {"low-usage-fiveHour-UUID-2", "Codex Usage Low", "5h usage remaining: 20%",
+                         low("fiveHour")},
+                        {"low-usage-monthly-UUID-3", "Codex Usage Low",
+                         "Monthly usage remaining: 3%", low("monthly")},
+                        {"low-usage-weekly-UUID-4", "Codex Usage Low",
+                         "General Weekly usage remaining: 9%", low("weekly")},
+                        {"usage-reset-UUID-5", "Codex Usage Reset",
+                         "5h and Weekly and Monthly usage reset \u2014 100% available",
+                         reset("fiveHour weekly monthly")}}));
     EXPECT_TRUE(center.authorizationRequests().empty());
 }
 
@@ -56,11 +67,11 @@ TEST_F(DeliveryTest, ScheduleTellsLowUsageAndResetsApart) {
     dispatcher->schedule({UsageNotificationDispatcher::Reset{QuotaWindow::fiveHour, 100},
                           UsageNotificationDispatcher::LowUsage{QuotaWindow::weekly, 12, "Weekly"},
                           UsageNotificationDispatcher::Reset{QuotaWindow::weekly, 100}});
-    EXPECT_EQ(
-        center.requests(),
-        (Requests{{"low-usage-weekly-UUID-1", "Codex Usage Low", "Weekly usage remaining: 12%"},
-                  {"usage-reset-UUID-2", "Codex Usage Reset",
-                   "5h and Weekly usage reset \u2014 100% available"}}));
+    EXPECT_EQ(center.requests(), (Requests{{"low-usage-weekly-UUID-1", "Codex Usage Low",
+                                            "Weekly usage remaining: 12%", low("weekly")},
+                                           {"usage-reset-UUID-2", "Codex Usage Reset",
+                                            "5h and Weekly usage reset \u2014 100% available",
+                                            reset("fiveHour weekly")}}));
 }
 
 TEST_F(DeliveryTest, DeliveriesWhilePermissionIsUndeterminedWaitForOneAnswer) {
@@ -84,12 +95,13 @@ TEST_F(DeliveryTest, DeliveriesWhilePermissionIsUndeterminedWaitForOneAnswer) {
     EXPECT_FALSE(dispatcher->authorizationRequestInProgress());
     EXPECT_TRUE(dispatcher->pendingEvents().empty());
     EXPECT_EQ(center.authorizationRequests().size(), 1u);
-    EXPECT_EQ(
-        center.requests(),
-        (Requests{{"low-usage-fiveHour-UUID-1", "Codex Usage Low", "5h usage remaining: 18%"},
-                  {"low-usage-weekly-UUID-2", "Codex Usage Low", "Weekly usage remaining: 9%"},
-                  {"usage-reset-UUID-3", "Codex Usage Reset",
-                   "Weekly usage reset \u2014 100% available"}}));
+    EXPECT_EQ(center.requests(),
+              (Requests{{"low-usage-fiveHour-UUID-1", "Codex Usage Low", "5h usage remaining: 18%",
+                         low("fiveHour")},
+                        {"low-usage-weekly-UUID-2", "Codex Usage Low", "Weekly usage remaining: 9%",
+                         low("weekly")},
+                        {"usage-reset-UUID-3", "Codex Usage Reset",
+                         "Weekly usage reset \u2014 100% available", reset("weekly")}}));
 }
 
 TEST_F(DeliveryTest, NothingIsPostedOrAskedWithoutALastingPermission) {

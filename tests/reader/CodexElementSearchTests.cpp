@@ -343,5 +343,20 @@ TEST(ElementSearch, OneRoundTripPerElementWithinAStep) {
     EXPECT_EQ(world.ax.roundTrips(), 2 * world.ax.tree().size());
 }
 
+// Codex's application element carries the messaging timeout, and so does this process's default
+// (a timeout covers only the element it is set on); making the element costs no round trip.
+TEST(ElementSearch, TheApplicationElementCarriesTheMessagingTimeout) {
+    SearchWorld world(plainTree(10));
+    const RunningApplication codex{"com.openai.codex", world.ax.pid()};
+    EXPECT_EQ(world.ax.messagingTimeout(world.ax.systemWideElement()), std::nullopt);
+    world.ax.resetCallCounts();
+    const AXElement application = world.search.applicationElement(codex);
+    EXPECT_EQ(application, world.app());
+    EXPECT_EQ(world.ax.messagingTimeout(application), CodexElementSearch::messagingTimeoutSeconds);
+    EXPECT_EQ(world.ax.messagingTimeout(world.ax.systemWideElement()),
+              CodexElementSearch::messagingTimeoutSeconds);
+    EXPECT_EQ(world.ax.roundTrips(), 0u);
+}
+
 }  // namespace
 }  // namespace gaugely

@@ -7,6 +7,7 @@
 
 #include "Meterlane/Reader/ProfileMenuLookup.h"
 #include "Meterlane/Simulation/FakeWorkspace.h"
+#include "Meterlane/Simulation/MemoryBundleInformation.h"
 #include "Meterlane/Simulation/SimulatedAccessibility.h"
 #include "ReaderWorld.h"
 
@@ -58,20 +59,40 @@ TEST(ProfileMenuLookup, EndsWithinItsBudgetOnHostileTreesInBothModes) {
     // A whole-window walk, with the menu text it reads on the way.
     const std::size_t bound =
         CodexElementSearch::applicationBudget + CodexElementSearch::menuTextBudget;
+    // What the polls start from: this process's handles, or the way an earlier launch stored.
+    const struct {
+        ElementLookupMode mode;
+        bool storedWay;
+    } starts[] = {{ElementLookupMode::literal, false},
+                  {ElementLookupMode::fast, false},
+                  {ElementLookupMode::fast, true}};
     for (const Case& c : cases) {
-        for (const ElementLookupMode mode : {ElementLookupMode::literal, ElementLookupMode::fast}) {
+        for (const auto [mode, storedWay] : starts) {
             auto tree = SimulatedTree::fromFixture(menuFixture);
             ASSERT_TRUE(tree);
             const AXElement menu = tree->element(*tree->findByRole("AXMenu"));
             c.harden(*tree);
             VirtualTime time;
             FakeWorkspace workspace{time};
+            MemoryPreferences defaults;
             SimulatedAccessibility ax(std::move(*tree));
+            const RunningApplication codex{"com.openai.codex", ax.pid()};
+            if (storedWay) {
+                workspace.addApplication(codex);
+                MemoryBundleInformation bundle("com.openai.codex", "/Applications/Codex.app");
+                bundle.set("CFBundleShortVersionString", std::string("1.0.0"));
+                workspace.setApplicationBundle(codex.processIdentifier, bundle);
+                defaults.setData("profile-menu-location-v1",
+                                 R"({"codexVersion": "1.0.0", "containers": [)"
+                                 R"({"index": 0, "role": "AXWindow"}]})");
+            }
             CodexElementSearch search(ax, workspace);
-            ProfileMenuLocation location;
-            ProfileMenuLookup lookup(search, mode, location);
+            ProfileMenuMemory memory(defaults, workspace);
+            ProfileMenuLookup lookup(search, mode, memory);
             const AXElement app = ax.applicationElement(ax.pid());
-            lookup.remember(app, menu);
+            if (!storedWay) {
+                lookup.remember(codex, app, menu);
+            }
             const std::function<void()> lookups[] = {
                 [&] { (void)lookup.profileMenu(app, menu); },
                 [&] { (void)lookup.usageRemainingMenu(app, menu); },
@@ -79,7 +100,7 @@ TEST(ProfileMenuLookup, EndsWithinItsBudgetOnHostileTreesInBothModes) {
                 [&] {
                     for (int attempt = 0; attempt <= 13; ++attempt) {
                         search.forgetReads();
-                        (void)lookup.menuAfterClick(app, attempt, 13);
+                        (void)lookup.menuAfterClick(codex, app, attempt, 13);
                     }
                 },
             };

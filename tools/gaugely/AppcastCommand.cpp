@@ -1,6 +1,8 @@
 // `gaugely appcast check FILE [--feed-url URL]`: reads a Sparkle appcast as the update framework
 // reads it and says, item by item, whether the production rule would offer it. Reads a local
 // file only; nothing is fetched.
+#include <cerrno>
+#include <cstring>
 #include <fstream>
 #include <iterator>
 #include <optional>
@@ -100,9 +102,11 @@ int runAppcastCommand(const std::vector<std::string>& arguments, CommandStreams 
     }
     const std::string host = feedURL ? hostOf(*feedURL) : std::string();
 
+    errno = 0;
     std::ifstream stream(file, std::ios::binary);
     if (!stream) {
-        streams.err << "gaugely appcast: cannot read " << file << "\n";
+        streams.err << "gaugely appcast: cannot read " << file << ": "
+                    << (errno != 0 ? std::strerror(errno) : "not readable") << "\n";
         return exitUsage;
     }
     // One byte past the limit is enough to know the file is too large.

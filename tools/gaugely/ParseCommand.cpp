@@ -1,5 +1,7 @@
 #include <unistd.h>
 
+#include <cerrno>
+#include <cstring>
 #include <fstream>
 #include <iostream>
 #include <iterator>
@@ -106,9 +108,11 @@ int runParseCommand(const std::vector<std::string>& arguments, CommandStreams st
 
     std::vector<std::string> legacyLines;
     if (options.legacyPath) {
+        errno = 0;
         std::ifstream file(*options.legacyPath, std::ios::binary);
         if (!file) {
-            streams.err << "gaugely parse: cannot read " << *options.legacyPath << "\n";
+            streams.err << "gaugely parse: cannot read " << *options.legacyPath << ": "
+                        << (errno != 0 ? std::strerror(errno) : "not readable") << "\n";
             return exitUsage;
         }
         legacyLines = text::splitLines(readAll(file));

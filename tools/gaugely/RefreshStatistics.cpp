@@ -53,7 +53,10 @@ void RefreshStatistics::itemRan(const WorkItemReport& report) {
         touchedInItem_ = running_;
     }
     if (touchedInItem_) {
-        refreshes_[*touchedInItem_].cpuSeconds += report.cpuSeconds;
+        Refresh& refresh = refreshes_[*touchedInItem_];
+        refresh.cpuSeconds += report.cpuSeconds;
+        refresh.mainBlockedSeconds += report.blockedSeconds;
+        refresh.longestBlockSeconds = std::max(refresh.longestBlockSeconds, report.blockedSeconds);
     }
     // An automatic run starts its countdown in the same step that starts it; a manual one has
     // none.
@@ -101,29 +104,35 @@ void RefreshStatistics::print(std::ostream& out) const {
     if (refreshes_.empty()) {
         return;
     }
-    char line[192];
-    out << "   #  started       kind       AX round trips  engine CPU   AX blocked  request→end"
-           "    menu open  in menu  outcome\n";
+    char line[256];
+    out << "   #  started       kind       AX round trips  engine CPU   AX blocked  main blocked"
+           "  longest block  request→end    menu open  in menu  outcome\n";
     std::size_t totalTrips = 0;
     double totalCPU = 0;
     std::size_t fewest = SIZE_MAX;
     std::size_t most = 0;
     double slowest = 0;
+    double totalMainBlocked = 0;
+    double longestBlock = 0;
     for (std::size_t i = 0; i < refreshes_.size(); ++i) {
         const Refresh& refresh = refreshes_[i];
-        std::snprintf(line, sizeof line,
-                      "%4zu  %-12s  %-9s  %14zu  %7.2f ms  %9.3f s  %11s  %11s  %7zu  ", i + 1,
-                      elapsedStamp(refresh.startedAt).c_str(),
-                      std::string(rawValue(refresh.kind)).c_str(), refresh.roundTrips,
-                      refresh.cpuSeconds * 1000.0, refresh.blockedSeconds,
-                      seconds(refresh.requestToEnd).c_str(), seconds(refresh.menuDwell).c_str(),
-                      refresh.roundTripsWhileMenuOpen);
+        std::snprintf(
+            line, sizeof line,
+            "%4zu  %-12s  %-9s  %14zu  %7.2f ms  %9.3f s  %10.3f s  %11.3f s  %11s  %11s  "
+            "%7zu  ",
+            i + 1, elapsedStamp(refresh.startedAt).c_str(),
+            std::string(rawValue(refresh.kind)).c_str(), refresh.roundTrips,
+            refresh.cpuSeconds * 1000.0, refresh.blockedSeconds, refresh.mainBlockedSeconds,
+            refresh.longestBlockSeconds, seconds(refresh.requestToEnd).c_str(),
+            seconds(refresh.menuDwell).c_str(), refresh.roundTripsWhileMenuOpen);
         out << line << refresh.outcome.value_or("still running") << "\n";
         totalTrips += refresh.roundTrips;
         totalCPU += refresh.cpuSeconds;
         fewest = std::min(fewest, refresh.roundTrips);
         most = std::max(most, refresh.roundTrips);
         slowest = std::max(slowest, refresh.cpuSeconds);
+        totalMainBlocked += refresh.mainBlockedSeconds;
+        longestBlock = std::max(longestBlock, refresh.longestBlockSeconds);
     }
     const double count = static_cast<double>(refreshes_.size());
     std::snprintf(line, sizeof line, "%.1f on average (fewest %zu, most %zu)",
@@ -132,6 +141,9 @@ void RefreshStatistics::print(std::ostream& out) const {
     std::snprintf(line, sizeof line, "%.2f ms on average (most %.2f ms)", totalCPU / count * 1000.0,
                   slowest * 1000.0);
     out << "  engine CPU time per refresh: " << line << "\n";
+    std::snprintf(line, sizeof line, "%.3f s on average (longest single block %.3f s)",
+                  totalMainBlocked / count, longestBlock);
+    out << "  main thread blocked per refresh: " << line << "\n";
 }
 
 }  // namespace gaugely::tool

@@ -14,11 +14,13 @@
 namespace gaugely::tool {
 
 // What each refresh of a simulated run cost: the accessibility round trips to Codex (the cost
-// that dominates on a real Mac), the time the main thread was blocked in them (with
-// --ax-latency), the time from the request to the run's end, how long Codex's profile menu stayed
-// open and the round trips made meanwhile, and the CPU time of the engine's own work items. A
-// refresh lasts from its request until the reader reports no run in progress; work items during
-// which a run was in progress at any moment count towards it.
+// that dominates on a real Mac), the time spent waiting for their answers (with --ax-latency),
+// how long the main thread was blocked in all and at most at once (while it is blocked the menu
+// bar item, popover and settings window cannot answer), the time from the request to the run's
+// end, how long Codex's profile menu stayed open and the round trips made meanwhile, and the CPU
+// time of the engine's own work items. A refresh lasts from its request until the reader reports
+// no run in progress; work items during which a run was in progress at any moment count towards
+// it.
 class RefreshStatistics {
   public:
     struct Refresh {
@@ -28,6 +30,9 @@ class RefreshStatistics {
         std::size_t roundTrips = 0;
         double cpuSeconds = 0;
         double blockedSeconds = 0;
+        // The main thread's blocks: all of them, and the longest single one (one work item).
+        double mainBlockedSeconds = 0;
+        double longestBlockSeconds = 0;
         std::optional<double> requestToEnd;
         std::optional<double> menuDwell;
         std::size_t roundTripsWhileMenuOpen = 0;

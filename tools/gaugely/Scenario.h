@@ -18,6 +18,11 @@ namespace gaugely::tool {
 // What a scenario does to the simulated world and when. Every action is a work item on the
 // world's main queue at its moment, so it runs in order with the reader's own work and the
 // same way on every run.
+//
+// Moments are on the story's clock, which stands still while Codex answers the reader's
+// accessibility calls: with --ax-latency a refresh takes longer, and the story waits for it, so
+// each step still falls between the same steps of a refresh as it does with instant answers, and
+// a scenario tells the same story (the same notifications) at any latency.
 class ScenarioScript {
   public:
     ScenarioScript(SimulatedWorld& world, CodexPlan plan,
@@ -30,8 +35,11 @@ class ScenarioScript {
     // The user's plan (and Codex's).
     CodexPlan plan() const { return plan_; }
 
-    // `seconds` after the start, tells `what` happened (nothing when empty), then does it.
+    // `seconds` from now on the story's clock (the script is written at its start), tells `what`
+    // happened (nothing when empty), then does it.
     void at(double seconds, std::string what, std::function<void()> action = {});
+    // Seconds since the script was made, less the time Codex has spent answering meanwhile.
+    double storyTime() const;
 
     // The user chooses the plan in Settings (first run).
     void choosePlan(double seconds);
@@ -59,18 +67,29 @@ class ScenarioScript {
     // After the script's first manual refresh, `count - 1` more, each `gap` seconds after the
     // previous one ended; the script then ends as a single refresh's does.
     void repeatRefreshes(int count, double gap);
-    // Whether a script of repeated refreshes has done them all and reached its end.
-    bool isOver(double elapsed) const { return repeatsLeft_ == 0 && elapsed >= duration_; }
+    // Whether the script has done all it has to do (repeated refreshes included) and reached its
+    // end on the story's clock.
+    bool isOver() const { return repeatsLeft_ == 0 && storyTime() >= duration_ - storyTolerance; }
+    // Whether a refresh is running or a click on the refresh item is waiting for one to end: the
+    // scenario goes on until neither is so.
+    bool hasRunsUnderWay() const;
 
-    // Where the script ends; a refresh still running then is allowed to finish.
+    // Where the script ends, on the story's clock.
     void endAt(double seconds) { duration_ = seconds; }
     double duration() const { return duration_; }
+
+    // Story moments this close count as the same: sums of the same seconds may differ in the
+    // last bit.
+    static constexpr double storyTolerance = 1e-9;
 
     // "5h", "Monthly" or "General Weekly".
     std::string primaryWindowTitle() const;
 
   private:
     void clickRefreshWhenEnabled(bool waited);
+    // Runs `step` once the story's clock reads `moment`, looking first `after` seconds from now.
+    void atStoryMoment(double after, double moment, std::function<void()> step);
+    double codexAnsweringSeconds() const;
 
     // Shows each alert in the view and answers as the script says.
     class ScriptedAlerts final : public AlertPresenter {
@@ -82,6 +101,9 @@ class ScenarioScript {
 
     SimulatedWorld& world_;
     CodexPlan plan_;
+    double origin_;
+    double codexAnsweringAtOrigin_;
+    int clicksWaiting_ = 0;
     std::function<void(std::string_view)> narrate_;
     ScriptedAlerts alerts_;
     std::unique_ptr<FirstRunPlanSelectionPresenter> planPresenter_;

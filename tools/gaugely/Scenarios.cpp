@@ -113,8 +113,25 @@ const Scenario* findScenario(std::string_view name) {
 ScenarioScript::ScenarioScript(SimulatedWorld& world, CodexPlan plan,
                                std::function<void(std::string_view)> narrate,
                                std::function<void(const AlertRequest&)> showAlert)
-    : world_(world), plan_(plan), narrate_(std::move(narrate)) {
+    : world_(world),
+      plan_(plan),
+      origin_(world.time.monotonicSeconds()),
+      codexAnsweringAtOrigin_(codexAnsweringSeconds()),
+      narrate_(std::move(narrate)) {
     alerts_.show = std::move(showAlert);
+}
+
+double ScenarioScript::codexAnsweringSeconds() const {
+    return world_.codex.blockedSeconds();
+}
+
+double ScenarioScript::storyTime() const {
+    return world_.time.monotonicSeconds() - origin_ -
+           (codexAnsweringSeconds() - codexAnsweringAtOrigin_);
+}
+
+bool ScenarioScript::hasRunsUnderWay() const {
+    return world_.reader->automationInProgress() || clicksWaiting_ > 0;
 }
 
 ScenarioScript::~ScenarioScript() = default;
@@ -156,13 +173,26 @@ void ScenarioScript::grantAccessibility(double seconds) {
 }
 
 void ScenarioScript::at(double seconds, std::string what, std::function<void()> action) {
-    world_.time.asyncAfter(seconds, [this, what = std::move(what), action = std::move(action)] {
-        if (!what.empty()) {
-            narrate_(what);
+    atStoryMoment(seconds, storyTime() + seconds,
+                  [this, what = std::move(what), action = std::move(action)] {
+                      if (!what.empty()) {
+                          narrate_(what);
+                      }
+                      if (action) {
+                          action();
+                      }
+                  });
+}
+
+void ScenarioScript::atStoryMoment(double after, double moment, std::function<void()> step) {
+    world_.time.asyncAfter(after, [this, moment, step = std::move(step)]() mutable {
+        // Codex answered the reader meanwhile, and the story waits as long as that took.
+        const double left = moment - storyTime();
+        if (left > storyTolerance) {
+            atStoryMoment(left, moment, std::move(step));
+            return;
         }
-        if (action) {
-            action();
-        }
+        step();
     });
 }
 
@@ -187,20 +217,18 @@ void ScenarioScript::repeatRefreshes(int count, double gap) {
     // A single manual refresh's script ends this long after its refresh began.
     const double tail = duration_;
     repeatsLeft_ = count;
-    const double origin = world_.time.monotonicSeconds();
     // The reader calls a copy of its observer each time: what must last is kept here.
-    observer_ = reader().addObserver([this, gap, tail, origin] {
+    observer_ = reader().addObserver([this, gap, tail] {
         const bool now = reader().automationInProgress();
         const bool ended = repeatRunning_ && !now;
         repeatRunning_ = now;
         if (ended && repeatsLeft_ > 0) {
             --repeatsLeft_;
-            const double elapsed = world_.time.monotonicSeconds() - origin;
             // `at` counts from now.
             if (repeatsLeft_ > 0) {
                 pressRefresh(gap);
             } else {
-                endAt(elapsed + tail - 1);
+                endAt(storyTime() + tail - 1);
                 // Something to run at the end, so the clock stops exactly there.
                 at(tail - 1, "");
             }
@@ -213,10 +241,14 @@ void ScenarioScript::pressRefresh(double seconds) {
 }
 
 void ScenarioScript::clickRefreshWhenEnabled(bool waited) {
+    if (waited) {
+        --clicksWaiting_;
+    }
     if (reader().automationInProgress()) {
         if (!waited) {
             narrate_("You go to click the refresh item, but a refresh is running; you wait.");
         }
+        ++clicksWaiting_;
         world_.time.asyncAfter(0.5, [this] { clickRefreshWhenEnabled(true); });
         return;
     }

@@ -53,9 +53,10 @@ constexpr const char* simulateHelp =
     "                      com.vostrel.gaugely.json, or ~/.config/gaugely/ without it)\n"
     "  --duration SECONDS  simulated seconds to run instead of the scenario's own length\n"
     "  --stats             at the end, for each refresh: the accessibility round trips, the\n"
-    "                      engine's CPU time, the time the main thread was blocked in round\n"
-    "                      trips, the time from the request to the end, and how long Codex's\n"
-    "                      profile menu stayed open (with the round trips made meanwhile)\n"
+    "                      engine's CPU time, the time spent in round trips, how long the main\n"
+    "                      thread was blocked in all and in its longest single block, the time\n"
+    "                      from the request to the end, and how long Codex's profile menu\n"
+    "                      stayed open (with the round trips made meanwhile)\n"
     "  --ax-latency MS     every accessibility round trip blocks the main thread MS\n"
     "                      milliseconds of simulated time, as a busy Codex does (default 0)\n"
     "  --refreshes N       with the manual scenario: N refreshes, each 5 s after the previous\n"
@@ -363,12 +364,22 @@ int runSimulateCommand(const std::vector<std::string>& arguments, CommandStreams
         clock = world.time.scheduleRepeating(1, 1, 0, [] {});
     }
 
-    // Repeated refreshes end when they end: the script's length is known only then.
-    auto ending = options.refreshes > 1 && !options.duration
-                      ? driver.run(24 * 3600, [&] { return script.isOver(elapsed()); })
-                      : driver.run(options.duration.value_or(script.duration()));
-    if (ending == SimulationClockDriver::Ending::timeLimit && reader.automationInProgress()) {
-        ending = driver.run(120, [&] { return !reader.automationInProgress(); });
+    SimulationClockDriver::Ending ending = SimulationClockDriver::Ending::timeLimit;
+    if (options.duration) {
+        ending = driver.run(*options.duration);
+    } else if (options.refreshes > 1) {
+        // Repeated refreshes end when they end: the script's length is known only then.
+        ending = driver.run(24 * 3600, [&] { return script.isOver(); });
+    } else {
+        // The script's end is on the story's clock, which stands still while Codex answers.
+        while (ending == SimulationClockDriver::Ending::timeLimit && !script.isOver()) {
+            ending = driver.run(script.duration() - script.storyTime());
+        }
+    }
+    // A refresh still running at the end, or a click waiting for one, is allowed to finish; at
+    // 10 ms a round trip that may take a few minutes.
+    if (ending != SimulationClockDriver::Ending::stopped && script.hasRunsUnderWay()) {
+        ending = driver.run(3600, [&] { return !script.hasRunsUnderWay(); });
     }
     clock.reset();
     defaults.synchronize();

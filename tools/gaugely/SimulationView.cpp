@@ -18,17 +18,21 @@ constexpr std::size_t stampWidth = 13;
 constexpr std::size_t barWidth = 20;
 constexpr std::string_view gaugeGlyph = "\u25D4";  // ◔
 
-std::string sectionLine(const UsageSection& section, std::size_t titleWidth) {
+// The title, share, bar and reset on one line; the pace, a sentence of its own, on the next,
+// under the bar, so neither runs off an 80-column terminal.
+std::vector<std::string> sectionLines(const UsageSection& section, std::size_t titleWidth) {
     std::string line = paddedToWidth(section.title, titleWidth) + "  " +
-                       paddedToWidth(section.percentage, 4) + "  " +
-                       progressBar(section.progress, barWidth);
+                       paddedToWidth(section.percentage, 4) + "  ";
+    const std::size_t barColumn = displayWidth(line);
+    line += progressBar(section.progress, barWidth);
     if (section.resetLine) {
         line += "  " + *section.resetLine;
     }
+    std::vector<std::string> lines{line};
     if (section.paceLine) {
-        line += "  " + *section.paceLine;
+        lines.push_back(std::string(barColumn, ' ') + *section.paceLine);
     }
-    return line;
+    return lines;
 }
 
 }  // namespace
@@ -72,7 +76,9 @@ std::vector<std::string> popoverLines(const PopoverViewModel& popover) {
         titleWidth = std::max(titleWidth, displayWidth(section.title));
     }
     for (const UsageSection& section : popover.sections) {
-        lines.push_back(sectionLine(section, titleWidth));
+        for (std::string& line : sectionLines(section, titleWidth)) {
+            lines.push_back(std::move(line));
+        }
     }
     if (popover.showsFooter) {
         if (popover.statusLine) {

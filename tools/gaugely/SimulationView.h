@@ -32,7 +32,8 @@ GaugelyScreen captureScreen(const UsageReader& reader, const TimeFormatter& form
 std::string menuBarLabelText(const std::string& summary);
 // The refresh item: its symbol drawn as ↻ or ◌, and its tooltip.
 std::string refreshItemText(bool refreshing);
-// The popover's content, one line per row; a usage section is one line with its bar.
+// The popover's content, one line per row; a usage section is one line with its bar, and its pace
+// on a line of its own below.
 std::vector<std::string> popoverLines(const PopoverViewModel& popover);
 // A bar of `width` cells, filled in proportion to `progress` (0 to 1).
 std::string progressBar(double progress, std::size_t width);

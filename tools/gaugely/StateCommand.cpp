@@ -233,6 +233,20 @@ void row(std::ostream& out, std::string_view label, const std::string& value) {
     out << paddedToWidth(label, labelWidth) << value << "\n";
 }
 
+// "below AXWindow 2 › AXGroup 1, for Codex 1.0.0 (100)": each container's role and its place
+// among its parent's children, counted from 1.
+std::string profileMenuLocationText(const Stored<StoredProfileMenuLocation>& stored) {
+    if (!stored.value) {
+        return marked(stored, "not known yet");
+    }
+    std::string way;
+    for (const ProfileMenuPathStep& step : stored.value->containers) {
+        way += (way.empty() ? "" : " \u203A ") + step.role + " " + std::to_string(step.index + 1);
+    }
+    return (way.empty() ? std::string("directly below the application") : "below " + way) +
+           ", for Codex " + stored.value->codexVersion;
+}
+
 std::string deadlineText(Date deadline, Date now) {
     return localDateTimeText(deadline) + (deadline <= now ? " (overdue)" : "");
 }
@@ -306,6 +320,7 @@ void printText(std::ostream& out, const ShownFiles& shown, bool exists,
             ", folder " +
             marked(state.codexLogsFolder,
                    state.codexLogsFolder.value.value_or(std::string(defaultCodexFolder))));
+    row(out, "Profile menu", profileMenuLocationText(state.profileMenuLocation));
 
     out << "\nReadings\n";
     if (state.planSnapshots.unreadable) {
@@ -426,6 +441,8 @@ void printJson(std::ostream& out, const ShownFiles& shown, bool exists,
     logs["enabled"] = state.readCodexLogsEnabled.value.value_or(false);
     logs["folder"] = state.codexLogsFolder.value.value_or(std::string(defaultCodexFolder));
     json["codexLogs"] = logs;
+    json["profileMenuLocation"] =
+        storedJson(state.profileMenuLocation, [](const auto& record) { return record.toJson(); });
     Json history = Json::object();
     history["file"] = saved.file;
     history["readable"] = saved.history.has_value();

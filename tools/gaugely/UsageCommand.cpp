@@ -16,6 +16,7 @@
 #include "Meterlane/Posix/PosixFileSystem.h"
 #include "Meterlane/Posix/PosixRunLoop.h"
 #include "Meterlane/Posix/StopSignals.h"
+#include "Meterlane/Presentation/StatusLinePresentation.h"
 #include "Meterlane/Reader/UsageReader.h"
 #include "Meterlane/Simulation/FakeInput.h"
 #include "Meterlane/Simulation/FakeWorkspace.h"
@@ -27,6 +28,7 @@
 #include "tools/gaugely/Command.h"
 #include "tools/gaugely/FileLocations.h"
 #include "tools/gaugely/HostTimeFormatter.h"
+#include "tools/gaugely/ReadingHome.h"
 #include "tools/gaugely/StateText.h"
 #include "tools/gaugely/Terminal.h"
 #include "tools/gaugely/UsageNotifications.h"
@@ -37,8 +39,9 @@ namespace gaugely::tool {
 namespace {
 
 constexpr const char* usageHelp =
-    "Usage: gaugely usage [--plan freeGo|plus|pro] [--codex-home DIR] [--watch] [--json]\n"
-    "                     [--notify] [--defaults FILE] [--install-service | --uninstall-service]\n"
+    "Usage: gaugely usage [--plan freeGo|plus|pro] [--codex-home DIR] [--watch]\n"
+    "                     [--json | --format TEMPLATE | --waybar] [--notify] [--defaults FILE]\n"
+    "                     [--install-service | --uninstall-service]\n"
     "\n"
     "Shows your real Codex usage, read from Codex's own session logs: the menu bar text, the\n"
     "popover and the pace at which each window is being used, as the app would show them.\n"
@@ -48,10 +51,23 @@ constexpr const char* usageHelp =
     "  --plan PLAN        your Codex plan: freeGo, plus or pro (default: the plan an earlier\n"
     "                     run saved, else the plan Codex's logs show, else plus); saved for\n"
     "                     the next run\n"
-    "  --codex-home DIR   Codex's folder (default: $CODEX_HOME, else ~/.codex)\n"
+    "  --codex-home DIR   Codex's folder, the one that holds sessions/ (default: $CODEX_HOME,\n"
+    "                     else ~/.codex)\n"
     "  --watch            stay live: show each new reading, with low-usage and reset\n"
     "                     notifications, until Ctrl-C\n"
-    "  --json             one JSON object a reading, on one line, for scripts and status bars\n"
+    "  --json             for scripts: one JSON object a line on standard output, each with its\n"
+    "                     \"type\": \"reading\" (a window's \"remaining\" is a number, null\n"
+    "                     when Codex gave none, beside its \"text\"), \"notification\"\n"
+    "                     (\"kind\", \"window\", \"title\", \"body\"), and with --watch\n"
+    "                     \"status\" while there is no reading to show\n"
+    "  --format TEMPLATE  for prompts, tmux and bars: one line, TEMPLATE with its placeholders\n"
+    "                     (below) filled in; with --watch, a line each time it changes\n"
+    "  --waybar           the JSON object a Waybar custom module reads: \"text\" (the menu\n"
+    "                     bar text, or --format's line), \"tooltip\", \"class\" and \"alt\"\n"
+    "                     (normal, low at or below a window's low-usage threshold, exhausted\n"
+    "                     at 0%; stale beside it when the reading may be outdated; unavailable\n"
+    "                     without one) and \"percentage\" (the lowest share); with --watch, an\n"
+    "                     object each time it changes\n"
     "  --notify           show the low-usage and reset notifications on the desktop (the\n"
     "                     notification service on the session D-Bus), as the Mac app does;\n"
     "                     without one they are printed, and one line says why. Linux only\n"
@@ -66,8 +82,26 @@ constexpr const char* usageHelp =
     "  --uninstall-service  remove that service file again\n"
     "  -h, --help         show this help\n"
     "\n"
+    "Placeholders of --format:\n"
+    "  {5h} {weekly} {monthly}  the window's remaining share: 72%, or \u2014 when the reading or\n"
+    "                     the plan has none\n"
+    "  {5h.reset} {weekly.reset} {monthly.reset}\n"
+    "                     when the window resets: 21:15, or Nov 28, 09:00 when not today\n"
+    "  {5h.pace} {weekly.pace} {monthly.pace}\n"
+    "                     the window's pace: runs out 20:05, lasts until reset, or nothing\n"
+    "                     while there are too few readings to tell\n"
+    "  {plan}             the plan: Free / Go, Plus or Pro\n"
+    "  {menubar}          the menu bar text: 5h 72% \u00B7 W 40%\n"
+    "  {age}              the reading's age: 0m, 4m, 2h, 3d\n"
+    "  {{ }}              a brace itself\n"
+    "\n"
+    "Times are in your locale's clock, with the day when it is not today. A reading is only\n"
+    "ever shown for the Codex folder it was read from. In --json, --format and --waybar\n"
+    "modes, standard output holds nothing else: errors and notices go to standard error, and\n"
+    "so do notifications beside --format and --waybar.\n"
+    "\n"
     "Exit status: 0 shown; 1 no usage found in the logs, or none for this plan (it says where\n"
-    "it looked and why);\n"
+    "it looked and why, and --format and --waybar still print their line without a reading);\n"
     "2 bad arguments; 128 + the signal's number when --watch is stopped.\n";
 
 struct UsageOptions {
@@ -76,6 +110,8 @@ struct UsageOptions {
     std::optional<std::string> defaultsFile;
     bool watch = false;
     bool json = false;
+    std::optional<std::string> format;
+    bool waybar = false;
     bool notify = false;
     bool installService = false;
     bool uninstallService = false;
@@ -87,6 +123,8 @@ constexpr OptionShape usageOptionShapes[] = {{"--plan", true},
                                              {"--defaults", true},
                                              {"--watch", false},
                                              {"--json", false},
+                                             {"--format", true},
+                                             {"--waybar", false},
                                              {"--notify", false},
                                              {"--install-service", false},
                                              {"--uninstall-service", false}};
@@ -108,6 +146,8 @@ std::variant<UsageOptions, std::string> parseOptions(const std::vector<std::stri
             options.watch = true;
         } else if (name == "--json") {
             options.json = true;
+        } else if (name == "--waybar") {
+            options.waybar = true;
         } else if (name == "--notify") {
             options.notify = true;
         } else if (name == "--install-service") {
@@ -123,9 +163,15 @@ std::variant<UsageOptions, std::string> parseOptions(const std::vector<std::stri
             }
         } else if (name == "--codex-home") {
             options.codexHome = argument.value;
+        } else if (name == "--format") {
+            options.format = argument.value;
         } else {
             options.defaultsFile = argument.value;
         }
+    }
+    if (options.json && (options.format || options.waybar)) {
+        return std::string(options.format ? "--format" : "--waybar") +
+               " and --json do not go together";
     }
     return options;
 }
@@ -161,6 +207,25 @@ void choosePlusForLogsWithoutPlan(UsageReader& reader) {
     }
 }
 
+UsageView::Style viewStyle(const UsageOptions& options) {
+    if (options.json) {
+        return UsageView::Style::json;
+    }
+    if (options.waybar) {
+        return UsageView::Style::waybar;
+    }
+    if (options.format) {
+        return UsageView::Style::format;
+    }
+    return options.watch && isTerminal(STDOUT_FILENO) && terminalCanRedraw()
+               ? UsageView::Style::live
+               : UsageView::Style::text;
+}
+
+// How often a watched status line looks whether its age has moved on: its finest step is a
+// minute.
+constexpr double ageingInterval = 20;
+
 // --install-service and --uninstall-service write or remove the unit and end there; what they
 // carry into the service's command line is what the service could not find out by itself.
 int runServiceOption(const UsageOptions& options, CommandStreams streams) {
@@ -168,7 +233,7 @@ int runServiceOption(const UsageOptions& options, CommandStreams streams) {
         return usageError(streams, "usage",
                           "--install-service and --uninstall-service do not go together");
     }
-    if (options.watch || options.json || options.notify) {
+    if (options.watch || options.json || options.format || options.waybar || options.notify) {
         return usageError(streams, "usage",
                           "the service always runs --watch --notify; give --install-service only "
                           "--plan, --codex-home and --defaults");
@@ -218,9 +283,24 @@ int runUsageCommand(const std::vector<std::string>& arguments, CommandStreams st
         }
     }
 
+    std::optional<StatusLineTemplate> line;
+    if (options.format) {
+        auto parsed = StatusLineTemplate::parse(*options.format);
+        if (auto* problem = std::get_if<std::string>(&parsed)) {
+            return usageError(streams, "usage", "--format: " + *problem);
+        }
+        line = std::get<StatusLineTemplate>(std::move(parsed));
+    }
+
     const StateFiles stateFiles = streams.files.resolve(StateOwner::usage, options.defaultsFile);
     FilePreferences defaults(stateFiles.state);
     FileDocumentStore history(stateFiles.history);
+    const std::string home = environmentValue("HOME");
+    const std::string folder = codexFolder(options);
+    // Before the reader restores anything.
+    const std::string codexHome = codexHomeIdentity(expandedCodexFolder(folder, home));
+    forgetReadingsOfAnotherHome(defaults, history, codexHome);
+
     PosixRunLoop loop;
     PosixFileSystem files(&loop);
     MemoryLog log;
@@ -230,15 +310,13 @@ int runUsageCommand(const std::vector<std::string>& arguments, CommandStreams st
     FakeWorkspace workspace(loop);
     VirtualTime inputClock;
     FakeInput input(inputClock);
-    const std::string home = environmentValue("HOME");
     const TimeFormatter& formatter = hostTimeFormatter();
-    UsageView view(streams.out, streams.err, formatter, home,
-                   options.json ? UsageView::Style::json
-                   : options.watch && isTerminal(STDOUT_FILENO) && terminalCanRedraw()
-                       ? UsageView::Style::live
-                       : UsageView::Style::text);
-    UsageNotifications notifications([&](const std::string& line) { view.event(line); },
-                                     [&](const std::string& line) { view.notice(line); });
+    UsageView view(
+        streams.out, streams.err, formatter, [&loop] { return loop.now(); }, home,
+        viewStyle(options), std::move(line));
+    UsageNotifications notifications(
+        [&](const NotificationRequest& request) { view.notification(request); },
+        [&](const std::string& text) { view.notice(text); });
     if (options.notify) {
         notifications.deliverOnDesktop();
     }
@@ -248,17 +326,21 @@ int runUsageCommand(const std::vector<std::string>& arguments, CommandStreams st
     if (options.plan) {
         reader.setCodexPlan(*options.plan);
     }
-    reader.setCodexLogsFolder(codexFolder(options));
+    reader.setCodexLogsFolder(folder);
     reader.setCodexLogsEnabled(true);
 
     reader.attachCodexLogs(CodexLogEnvironment{files, history, formatter, home});
     choosePlusForLogsWithoutPlan(reader);
+    const auto showReading = [&] {
+        rememberReadingHome(defaults, codexHome);
+        view.reading(reader);
+    };
     if (!options.watch) {
         if (!showsLogReading(reader)) {
             view.nothingFound(reader);
             return exitNoResult;
         }
-        view.reading(reader);
+        showReading();
         return exitSuccess;
     }
 
@@ -270,7 +352,7 @@ int runUsageCommand(const std::vector<std::string>& arguments, CommandStreams st
         if (showsLogReading(reader)) {
             if (shown != reader.lastUpdated()) {
                 shown = reader.lastUpdated();
-                view.reading(reader);
+                showReading();
             }
         } else if (shownState != reader.codexLogsState()) {
             shownState = reader.codexLogsState();
@@ -278,6 +360,12 @@ int runUsageCommand(const std::vector<std::string>& arguments, CommandStreams st
         }
     };
     update();
+    // A status line's age and staleness move on with the clock, not only with new readings.
+    std::shared_ptr<Cancellable> ageing;
+    if (view.showsAge()) {
+        ageing = loop.scheduleRepeating(ageingInterval, ageingInterval, 1,
+                                        [&] { view.refresh(reader, showsLogReading(reader)); });
+    }
     // A reading is published in steps; the view draws once they are all done.
     std::shared_ptr<Cancellable> pendingUpdate;
     const auto observer = reader.addObserver([&] {

@@ -8,7 +8,7 @@
 
 namespace gaugely::tool {
 
-UsageNotifications::UsageNotifications(LineHandler print, LineHandler notice)
+UsageNotifications::UsageNotifications(RequestHandler print, LineHandler notice)
     : terminal_(std::move(print)), notice_(std::move(notice)) {}
 
 UsageNotifications::~UsageNotifications() = default;

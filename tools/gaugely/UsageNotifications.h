@@ -17,9 +17,11 @@ namespace gaugely::tool {
 class UsageNotifications {
   public:
     using LineHandler = std::function<void(const std::string& line)>;
+    using RequestHandler = std::function<void(const NotificationRequest& request)>;
 
-    // `print` shows a notification as a line; `notice` shows a line about the delivery itself.
-    UsageNotifications(LineHandler print, LineHandler notice);
+    // `print` shows a notification in the terminal; `notice` shows a line about the delivery
+    // itself.
+    UsageNotifications(RequestHandler print, LineHandler notice);
     ~UsageNotifications();
 
     // Whether this build on this system can send desktop notifications at all; when it cannot,
