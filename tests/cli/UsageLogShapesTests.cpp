@@ -130,6 +130,17 @@ std::vector<Expected> readsPlusWindows() {
             {std::nullopt, 0, plus70and55, ""}};
 }
 
+const std::string plusMismatch = "Codex's logs show the Plus plan; choose it with --plan plus";
+
+// Logs that name the Plus plan: read for plus, and for no plan chosen; the other plans are told
+// which plan the logs show.
+std::vector<Expected> forPlusLogs(const std::map<std::string, std::string>& windows) {
+    return {{"plus", 0, windows, ""},
+            {"pro", 1, {}, plusMismatch},
+            {"freeGo", 1, {}, plusMismatch},
+            {std::nullopt, 0, windows, ""}};
+}
+
 std::vector<Expected> refusedByEveryPlan(const std::string& said) {
     return {{"plus", 1, {}, said},
             {"pro", 1, {}, said},
@@ -141,7 +152,6 @@ std::vector<Shape> shapes() {
     using G = CodexGeneration;
     const auto plain = [](CodexHome& home, long long now) { plusReading(home, now, std::nullopt); };
     const auto withPlan = [](CodexHome& home, long long now) { plusReading(home, now); };
-    const std::string mismatch = "Codex's logs show the Plus plan; choose it with --plan plus";
     return {
         {"the flat shape of September 2025", G::flat, plain,
          refusedByEveryPlan("are from a Codex version too old to read; update Codex")},
@@ -149,15 +159,8 @@ std::vector<Shape> shapes() {
         {"reset times as RFC 3339 text", G::resetsAtText, plain, readsPlusWindows()},
         {"reset times in Unix seconds", G::resetsAtUnix, plain, readsPlusWindows()},
         {"with credits", G::credits, plain, readsPlusWindows()},
-        {"with the plan",
-         G::planType,
-         withPlan,
-         {{"plus", 0, plus70and55, ""},
-          {"pro", 1, {}, mismatch},
-          {"freeGo", 1, {}, mismatch},
-          {std::nullopt, 0, plus70and55, ""}}},
-        {"one line per bucket, the account's first",
-         G::buckets,
+        {"with the plan", G::planType, withPlan, forPlusLogs(plus70and55)},
+        {"one line per bucket, the account's first", G::buckets,
          [&](CodexHome& home, long long now) {
              plusReading(home, now);
              const auto session = home.start(now - 300);
@@ -167,9 +170,8 @@ std::vector<Shape> shapes() {
                                                       weekly(65, now + 5 * day)),
                                                "codex_bengalfox", "gpt-5.2-codex-sonic"));
          },
-         {{"plus", 0, plus70and55, ""}, {"pro", 1, {}, mismatch}}},
-        {"another bucket with a primary window only",
-         G::buckets,
+         forPlusLogs(plus70and55)},
+        {"another bucket with a primary window only", G::buckets,
          [&](CodexHome& home, long long now) {
              plusReading(home, now);
              const auto session = home.start(now - 300);
@@ -177,9 +179,8 @@ std::vector<Shape> shapes() {
                  session, inBucket(counts(now - 199.0, fiveHour(12, now + 3 * hour), std::nullopt),
                                    "codex_bengalfox"));
          },
-         {{"plus", 0, plus70and55, ""}}},
-        {"the line at the limit has no reset time",
-         G::reachedType,
+         forPlusLogs(plus70and55)},
+        {"the line at the limit has no reset time", G::reachedType,
          [](CodexHome& home, long long now) {
              const auto session = home.start(now - 1200);
              home.tokenCount(session, counts(now - 900.0, fiveHour(97, now + 2 * hour),
@@ -187,9 +188,8 @@ std::vector<Shape> shapes() {
              home.tokenCount(session, atTheLimit(counts(now - 600.0, fiveHour(100, std::nullopt),
                                                         weekly(46, now + 4 * day), "plus")));
          },
-         {{"plus", 0, {{"fiveHour", "0%"}, {"weekly", "54%"}}, ""}}},
-        {"a window of unknown length",
-         G::buckets,
+         forPlusLogs({{"fiveHour", "0%"}, {"weekly", "54%"}})},
+        {"a window of unknown length", G::buckets,
          [](CodexHome& home, long long now) {
              const auto session = home.start(now - 1200);
              home.tokenCount(session, counts(now - 900.0, fiveHour(30, now + 2 * hour),
@@ -197,7 +197,7 @@ std::vector<Shape> shapes() {
              home.tokenCount(session, counts(now - 600.0, fiveHour(35, now + 2 * hour),
                                              RateWindow{41, std::nullopt, std::nullopt}, "plus"));
          },
-         {{"plus", 0, {{"fiveHour", "65%"}, {"weekly", "60%"}}, ""}}},
+         forPlusLogs({{"fiveHour", "65%"}, {"weekly", "60%"}})},
         {"no plan limits (an API key)", G::buckets,
          [](CodexHome& home, long long now) {
              const auto session = home.start(now - 1200);
@@ -211,8 +211,7 @@ std::vector<Shape> shapes() {
              home.tokenCount(session, withoutRateLimits(now - 600.0));
          },
          refusedByEveryPlan("Codex's logs carry no usage limits")},
-        {"a fork's copies of older figures",
-         G::buckets,
+        {"a fork's copies of older figures", G::buckets,
          [](CodexHome& home, long long now) {
              const auto parent = home.start(now - 2400);
              home.tokenCount(parent, counts(now - 1800.0, fiveHour(30, now + 2 * hour),
@@ -221,9 +220,8 @@ std::vector<Shape> shapes() {
                                             weekly(50, now + 4 * day), "plus"));
              home.fork(parent, now - 600.0, 2);
          },
-         {{"plus", 0, {{"fiveHour", "40%"}, {"weekly", "50%"}}, ""}}},
-        {"a fork written by an older Codex",
-         G::planType,
+         forPlusLogs({{"fiveHour", "40%"}, {"weekly", "50%"}})},
+        {"a fork written by an older Codex", G::planType,
          [](CodexHome& home, long long now) {
              const auto parent = home.start(now - 2400);
              home.tokenCount(parent, counts(now - 1800.0, fiveHour(30, now + 2 * hour),
@@ -232,25 +230,22 @@ std::vector<Shape> shapes() {
                                             weekly(50, now + 4 * day), "plus"));
              home.fork(parent, now - 600.0, 2, false);
          },
-         {{"plus", 0, {{"fiveHour", "40%"}, {"weekly", "50%"}}, ""}}},
-        {"newer sessions with no usage line",
-         G::planType,
+         forPlusLogs({{"fiveHour", "40%"}, {"weekly", "50%"}})},
+        {"newer sessions with no usage line", G::planType,
          [](CodexHome& home, long long now) {
              plusReading(home, now - 3000);
              for (int i = 0; i < 6; ++i) {
                  home.start(static_cast<double>(now - 2000 + 60 * i));
              }
          },
-         {{"plus", 0, plus70and55, ""}}},
-        {"a reset passed with no newer line",
-         G::reachedType,
+         forPlusLogs(plus70and55)},
+        {"a reset passed with no newer line", G::reachedType,
          [](CodexHome& home, long long now) {
              const auto session = home.start(now - 7300);
              home.tokenCount(session, counts(now - 7200.0, fiveHour(85, now - 600),
                                              weekly(45, now + 4 * day), "plus"));
          },
-         {{"plus", 0, {{"fiveHour", "100% reset"}, {"weekly", "55%"}}, ""},
-          {"pro", 1, {}, mismatch}}},
+         forPlusLogs({{"fiveHour", "100% reset"}, {"weekly", "55%"}})},
         {"a monthly window",
          G::planType,
          [](CodexHome& home, long long now) {
@@ -260,6 +255,7 @@ std::vector<Shape> shapes() {
          },
          {{"freeGo", 0, {{"monthly", "85%"}}, ""},
           {"plus", 1, {}, "Codex's logs show the Free / Go plan; choose it with --plan freeGo"},
+          {"pro", 1, {}, "Codex's logs show the Free / Go plan; choose it with --plan freeGo"},
           {std::nullopt, 0, {{"monthly", "85%"}}, ""}}},
         {"a plan with no windows of ours",
          G::planType,
@@ -269,9 +265,10 @@ std::vector<Shape> shapes() {
            {},
            "Codex's logs show the Team plan; say whose windows to show with --plan freeGo, "
            "--plan plus or --plan pro"},
-          {"plus", 0, plus70and55, ""}}},
-        {"a session resumed in its first day's file",
-         G::reachedType,
+          {"plus", 0, plus70and55, ""},
+          {"pro", 0, pro55, ""},
+          {"freeGo", 1, {}, "Codex's logs do not show the Free / Go plan's windows"}}},
+        {"a session resumed in its first day's file", G::reachedType,
          [](CodexHome& home, long long now) {
              const auto old = home.start(now - 2 * day);
              home.tokenCount(old,
@@ -283,7 +280,7 @@ std::vector<Shape> shapes() {
              home.tokenCount(old, counts(now - 300.0, fiveHour(50, now + 2 * hour),
                                          weekly(48, now + 4 * day), "plus"));
          },
-         {{"plus", 0, {{"fiveHour", "50%"}, {"weekly", "52%"}}, ""}}},
+         forPlusLogs({{"fiveHour", "50%"}, {"weekly", "52%"}})},
     };
 }
 
