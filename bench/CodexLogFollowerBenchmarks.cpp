@@ -1,6 +1,7 @@
 #include <benchmark/benchmark.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -11,7 +12,9 @@
 #include "Meterlane/Reader/CodexLogFollower.h"
 
 // The follower over a 200 MB session log on the real disk: what a first look reads (backwards
-// to the reading near the end) and what a later look reads after about 10 KB were appended.
+// to the reading near the end) and what a later look reads after about 10 KB were appended. Then
+// a tree of many sessions: the first look's search past 300 newer sessions that hold only their
+// metadata, and a quiet look over 2,000 session files (every one statted, nothing read).
 
 namespace gaugely {
 namespace {
@@ -133,6 +136,94 @@ void codexLogLookAfterAppend(benchmark::State& state) {
 }
 // A fixed count keeps the file from growing by gigabytes on a fast disk.
 BENCHMARK(codexLogLookAfterAppend)->Unit(benchmark::kMicrosecond)->Iterations(2000);
+
+// 2,000 sessions over 40 days, the reading in the oldest-but-300; each file starts with a
+// session_meta of about 16 KB, as Codex's carries its instructions.
+class ManySessions {
+  public:
+    ManySessions() {
+        std::string pattern = (fs::temp_directory_path() / "gaugely-bench-XXXXXX").string();
+        if (::mkdtemp(pattern.data()) == nullptr) {
+            std::abort();
+        }
+        root_ = pattern;
+        const std::string instructions(16u << 10, 'i');
+        for (int n = 0; n < 2000; ++n) {
+            // Fifty a day from October 1st.
+            const int day = n / 50;
+            const int month = day < 31 ? 10 : 11;
+            const int date = day < 31 ? day + 1 : day - 30;
+            char name[8];
+            std::snprintf(name, sizeof name, "%02d", date);
+            const fs::path folder =
+                root_ / "sessions" / "2026" / std::to_string(month) / std::string(name);
+            fs::create_directories(folder);
+            const fs::path file = folder / ("rollout-" + std::to_string(100000 + n) + ".jsonl");
+            std::ofstream out(file, std::ios::binary);
+            out << R"({"timestamp":"2026-11-21T09:00:00.000Z","type":"session_meta","payload":{"id":")"
+                << n << R"(","timestamp":"2026-11-21T09:00:00.000Z","base_instructions":{"text":")"
+                << instructions << "\"}}}\n";
+            if (n == 1699) {
+                out << usageLineText << '\n';
+            }
+            out.close();
+            // Modified in the order written, a second apart.
+            fs::last_write_time(file,
+                                fs::file_time_type::clock::now() - std::chrono::seconds(2000 - n));
+        }
+    }
+    ~ManySessions() {
+        std::error_code ignored;
+        fs::remove_all(root_, ignored);
+    }
+    std::string home() const { return root_.string(); }
+
+  private:
+    fs::path root_;
+};
+
+ManySessions& manySessions() {
+    static ManySessions sessions;
+    return sessions;
+}
+
+// The reading is settled as of its own time: any file modified later may still matter.
+CodexLogFollower::LineVerdict settleAtItsTime(std::string_view, std::optional<Date>) {
+    return {true, Date{}};
+}
+
+void codexLogSearchPastEmptySessions(benchmark::State& state) {
+    ManySessions& sessions = manySessions();
+    PosixFileSystem files;
+    CodexLogFollowerStatistics last;
+    CodexLogFollowerStatus status;
+    for (auto _ : state) {
+        CodexLogFollower follower(files, sessions.home(), settleAtItsTime);
+        follower.look();
+        last = follower.statistics();
+        status = follower.status();
+    }
+    state.counters["bytesRead"] = static_cast<double>(last.bytesRead);
+    state.counters["searchedFiles"] = static_cast<double>(last.searchedFiles);
+    state.counters["readings"] = static_cast<double>(status.acceptedLines);
+}
+BENCHMARK(codexLogSearchPastEmptySessions)->Unit(benchmark::kMillisecond);
+
+void codexLogQuietLook(benchmark::State& state) {
+    ManySessions& sessions = manySessions();
+    PosixFileSystem files;
+    CodexLogFollower follower(files, sessions.home(), settleOnEveryLine);
+    follower.look();
+    CodexLogFollowerStatistics before = follower.statistics();
+    for (auto _ : state) {
+        before = follower.statistics();
+        follower.look();
+    }
+    const CodexLogFollowerStatistics after = follower.statistics();
+    state.counters["statuses"] = static_cast<double>(after.statuses - before.statuses);
+    state.counters["bytesRead"] = static_cast<double>(after.bytesRead - before.bytesRead);
+}
+BENCHMARK(codexLogQuietLook)->Unit(benchmark::kMicrosecond);
 
 }  // namespace
 }  // namespace gaugely

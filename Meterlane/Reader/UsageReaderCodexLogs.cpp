@@ -209,12 +209,13 @@ void UsageReader::commitCodexLogReadings() {
             .value_or("?");
     // Before anything is published, so observers see the pace that goes with the reading.
     recordUsageHistory(reading.remainingPercent, reading.resetsAt, reading.readAt);
+    // The source first: whether a reading lacking a window can be shown depends on it.
+    storeSnapshotSource(UsageSource::codexLogs);
     publish(codexLogPassedResets_, reading.passedResets);
     publish(snapshot_, reading.snapshot);
     publish(activeSnapshotPlan_, std::optional<CodexPlan>(plan));
     publish(lastUpdated_, std::optional<Date>(reading.readAt));
     planSynchronization_.markFreshSnapshotCommitted();
-    storeSnapshotSource(UsageSource::codexLogs);
     env_.log.write(logSubsystem, refreshLogCategory, LogLevel::info,
                    "Reading of " + readAt + " from " +
                        std::string(sourceTitle(UsageSource::codexLogs)) +

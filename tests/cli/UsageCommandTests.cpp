@@ -248,6 +248,20 @@ TEST_F(Usage, WatchShowsEachNewReadingWithItsNotifications) {
             << now + 86'400 << "}}}}\n";
         EXPECT_TRUE(waitFor(mode.second)) << mode.name << "\n" << readFile(path("out"));
         EXPECT_TRUE(waitFor(mode.notification)) << mode.name << "\n" << readFile(path("out"));
+        if (std::string(mode.name) == "text") {
+            // A session resumed in the previous day's file: Codex appends where it began.
+            std::ofstream(
+                path("codex/sessions/2026/11/20/rollout-2026-11-20T09-00-00-0199a7f2-sample.jsonl"),
+                std::ios::app)
+                << "{\"timestamp\":\"2026-11-21T14:20:00.000Z\",\"type\":\"event_msg\","
+                   "\"payload\":{\"type\":\"token_count\",\"info\":null,\"rate_limits\":{"
+                   "\"primary\":{\"used_percent\":90.0,\"window_minutes\":300,\"resets_at\":"
+                << now + 3600
+                << "},\"secondary\":{\"used_percent\":62.0,\"window_minutes\":10080,"
+                   "\"resets_at\":"
+                << now + 86'400 << "},\"credits\":null,\"plan_type\":\"plus\"}}}\n";
+            EXPECT_TRUE(waitFor(" ◔ 5h 10% · W 38%")) << readFile(path("out"));
+        }
         if (std::string(mode.name) != "text") {
             // Standard output holds only the mode's own lines.
             std::istringstream lines(readFile(path("out")));
