@@ -58,9 +58,10 @@ struct TokenCount {
 };
 
 inline std::string utcStamp(double unixSeconds) {
-    const auto whole = static_cast<std::time_t>(std::floor(unixSeconds));
-    const int millis =
-        static_cast<int>(std::lround((unixSeconds - std::floor(unixSeconds)) * 1000)) % 1000;
+    // Whole milliseconds first, so a fraction that rounds up carries into the seconds.
+    const long long totalMillis = std::llround(unixSeconds * 1000);
+    const auto whole = static_cast<std::time_t>(totalMillis / 1000);
+    const int millis = static_cast<int>(totalMillis % 1000);
     std::tm parts{};
     ::gmtime_r(&whole, &parts);
     char text[40];
@@ -68,6 +69,15 @@ inline std::string utcStamp(double unixSeconds) {
     char withMillis[64];
     std::snprintf(withMillis, sizeof withMillis, "%s.%03dZ", text, millis);
     return withMillis;
+}
+
+inline std::string wholeSecondStamp(long long unixSeconds) {
+    const auto whole = static_cast<std::time_t>(unixSeconds);
+    std::tm parts{};
+    ::gmtime_r(&whole, &parts);
+    char text[40];
+    std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &parts);
+    return text;
 }
 
 // A UUIDv7: the start's milliseconds, then version and variant bits around a counter.
@@ -162,7 +172,10 @@ class CodexHome {
             meta["instructions"] = Json();
         }
         meta["source"] = "cli";
-        meta["model_provider"] = "openai";
+        // The relative-reset versions wrote no provider yet.
+        if (generation_ > CodexGeneration::resetsInSeconds) {
+            meta["model_provider"] = "openai";
+        }
         if (generation_ >= CodexGeneration::buckets) {
             Json instructions = Json::object();
             instructions["text"] = "You are Codex, a coding agent. (sample text)";
@@ -209,9 +222,9 @@ class CodexHome {
                                      : Json();
                 break;
             case CodexGeneration::resetsAtText:
-                json["resets_at"] = stated->resetsAt
-                                        ? Json(utcStamp(static_cast<double>(*stated->resetsAt)))
-                                        : Json();
+                // A whole second, written as chrono writes one: no fraction.
+                json["resets_at"] =
+                    stated->resetsAt ? Json(wholeSecondStamp(*stated->resetsAt)) : Json();
                 break;
             default:
                 json["resets_at"] = stated->resetsAt ? Json(*stated->resetsAt) : Json();

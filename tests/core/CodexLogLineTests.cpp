@@ -78,6 +78,13 @@ TEST(CodexLogLine, DecodesEveryShapeCodexWroteAndRefusesTheRest) {
          usageLine(
              R"({"limit_id":"codex","limit_name":null,"primary":{"used_percent":100.0,"window_minutes":300,"resets_at":null},"secondary":null,"credits":null,"plan_type":"plus","rate_limit_reached_type":"rate_limit_reached"})"),
          K::usage, usage(window(100, 300, std::nullopt), std::nullopt, "codex", "plus")},
+        {"a spend limit of its own between credits and the plan",
+         usageLine(
+             R"({"limit_id":"codex","limit_name":null,"primary":)" + fiveHour + R"(,"secondary":)" +
+             weekly +
+             R"(,"credits":null,"individual_limit":{"limit":"50","used":"12","remaining_percent":76,"resets_at":1759300000},"plan_type":"team","rate_limit_reached_type":null})"),
+         K::usage,
+         usage(window(12.5, 300, 1758812345), window(40, 10080, 1759300000), "codex", "team")},
         {"a window of unknown length",
          usageLine(R"({"primary":)" + fiveHour +
                    R"(,"secondary":{"used_percent":3,"window_minutes":null,"resets_at":null}})"),
@@ -107,6 +114,10 @@ TEST(CodexLogLine, DecodesEveryShapeCodexWroteAndRefusesTheRest) {
         {"the flat shape (September 2025)",
          usageLine(
              R"({"primary_used_percent":12.0,"weekly_used_percent":30.0,"primary_to_weekly_ratio_percent":20.0,"primary_window_minutes":300,"weekly_window_minutes":10080})"),
+         K::tooOld, std::nullopt},
+        {"the flat shape with its second window named secondary",
+         usageLine(
+             R"({"primary_used_percent":12.0,"secondary_used_percent":30.0,"primary_to_secondary_ratio_percent":20.0,"primary_window_minutes":300,"secondary_window_minutes":10080})"),
          K::tooOld, std::nullopt},
 
         {"another event",
