@@ -1,5 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <set>
+#include <string>
+#include <vector>
+
 #include "Meterlane/Presentation/PopoverViewModel.h"
 
 namespace gaugely {
@@ -91,6 +95,65 @@ TEST(PopoverViewModel, OneSectionPerWindowOfThePlan) {
     EXPECT_EQ(
         PopoverViewModel::make(input, fakeTime).sections,
         (std::vector<UsageSection>{{"General Weekly", "-5%", 0, std::nullopt, std::nullopt}}));
+}
+
+// A log reading names the pro weekly reset the menu never shows, marks a window whose reset
+// passed, and leaves out a reset it does not know.
+TEST(PopoverViewModel, ResetLinesOfALogReading) {
+    using Lines = std::vector<std::optional<std::string>>;
+    const struct {
+        const char* name;
+        CodexPlan plan;
+        UsageSource source;
+        std::set<QuotaWindow> shownAsReset;
+        std::string weeklyReset;
+        Lines resetLines;
+    } rows[] = {
+        {"pro from the menu", CodexPlan::pro, UsageSource::codexMenu, {}, "Sep 12", {std::nullopt}},
+        {"pro from the logs",
+         CodexPlan::pro,
+         UsageSource::codexLogs,
+         {},
+         "Sep 12",
+         {"Reset Sep 12"}},
+        {"pro from the logs, reset passed",
+         CodexPlan::pro,
+         UsageSource::codexLogs,
+         {QuotaWindow::weekly},
+         "Sep 12",
+         {"Was reset at Sep 12"}},
+        {"plus from the logs, 5h reset passed",
+         CodexPlan::plus,
+         UsageSource::codexLogs,
+         {QuotaWindow::fiveHour},
+         "Sep 12",
+         {"Was reset at 3:45 PM", "Reset Sep 12"}},
+        {"plus from the logs, weekly reset unknown",
+         CodexPlan::plus,
+         UsageSource::codexLogs,
+         {},
+         "Not Found",
+         {"Reset 3:45 PM", std::nullopt}},
+        {"plus from the menu",
+         CodexPlan::plus,
+         UsageSource::codexMenu,
+         {},
+         "Sep 12",
+         {"Reset 3:45 PM", "Reset Sep 12"}},
+    };
+    for (const auto& row : rows) {
+        PopoverInput input = plusWithData();
+        input.plan = row.plan;
+        input.source = row.source;
+        input.windowsShownAsReset = row.shownAsReset;
+        input.currentDisplaySnapshot.weekly = "40%";
+        input.currentDisplaySnapshot.weeklyReset = row.weeklyReset;
+        Lines lines;
+        for (const UsageSection& section : PopoverViewModel::make(input, fakeTime).sections) {
+            lines.push_back(section.resetLine);
+        }
+        EXPECT_EQ(lines, row.resetLines) << row.name;
+    }
 }
 
 TEST(UsageProgress, ClampsAndTreatsTextThatIsNotANumberAsEmpty) {
