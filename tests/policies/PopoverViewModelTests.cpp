@@ -118,8 +118,8 @@ TEST(PopoverViewModel, FooterTextsAndSecondsOnlyAtThirtySeconds) {
     EXPECT_EQ(model.automaticRefreshStatusText, "Next automatic refresh: 160s");
     EXPECT_EQ(model.statusLine, (StatusLine{"Data may be outdated", StatusLineStyle::warning}));
     input.statusMessage = "Refreshing Codex usage...";
-    EXPECT_EQ(PopoverViewModel::make(input, fakeTime).statusLine->style,
-              StatusLineStyle::secondary);
+    EXPECT_EQ(PopoverViewModel::make(input, fakeTime).statusLine,
+              (StatusLine{"Refreshing Codex usage...", StatusLineStyle::secondary}));
 
     input.automaticRefreshEnabled = false;
     EXPECT_EQ(PopoverViewModel::make(input, fakeTime).automaticRefreshStatusText,
