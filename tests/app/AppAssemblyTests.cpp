@@ -346,13 +346,8 @@ TEST(SingleInstance, TheOldestCopyStays) {
         ProcessID self;
         std::optional<ProcessID> deferTo;
     } rows[] = {
+        // Two copies (who defers to whom) are the hand-over test's.
         {{{id, 500, ActivationPolicy::accessory}}, 500, std::nullopt},
-        {{{id, 400, ActivationPolicy::accessory}, {id, 500, ActivationPolicy::accessory}},
-         500,
-         400},
-        {{{id, 400, ActivationPolicy::accessory}, {id, 500, ActivationPolicy::accessory}},
-         400,
-         std::nullopt},
         {{{"com.openai.codex", 300, ActivationPolicy::regular}}, 500, std::nullopt},
     };
     for (const auto& row : rows) {

@@ -101,26 +101,5 @@ TEST(Onboarding, PlanThenPermissionEachAtMostOnce) {
     }
 }
 
-TEST(Onboarding, TheAlertsSayWhatTheyAsk) {
-    OnboardingWorld world;
-    world.codex.trusted = false;
-    world.alerts.answers = {{0, 1}, {notNow, std::nullopt}};
-    world.launchAndOnboard();
-    ASSERT_EQ(world.alerts.shown.size(), 2u);
-    const AlertRequest& plan = world.alerts.shown[0];
-    EXPECT_EQ(plan.informativeText,
-              "Select the Codex plan you use so Gaugely can read the correct usage limits.");
-    EXPECT_EQ(plan.buttons, std::vector<std::string>{"Continue"});
-    EXPECT_EQ(plan.choices, (std::vector<std::string>{"Free / Go", "Plus", "Pro"}));
-    const AlertRequest& guidance = world.alerts.shown[1];
-    EXPECT_EQ(guidance.informativeText,
-              "Gaugely needs macOS Accessibility permission to read your Codex usage "
-              "information.\n\nEnable Gaugely in:\nSystem Settings \u2192 Privacy & Security "
-              "\u2192 Accessibility");
-    EXPECT_EQ(guidance.buttons, (std::vector<std::string>{"Open System Settings", "Not Now"}));
-    // "Open System Settings" asks the system with its own prompt first.
-    EXPECT_EQ(world.codex.trustPrompts(), 0u);
-}
-
 }  // namespace
 }  // namespace gaugely

@@ -41,38 +41,6 @@ const NotificationRequest low{"low-usage-fiveHour-1", "Codex Usage Low", "5h usa
 const NotificationRequest reset{"usage-reset-2", "Codex Usage Reset",
                                 "5h and Weekly usage reset \u2014 100% available"};
 
-TEST_F(DesktopNotifications, EachRequestIsOneNotifyCallWithTheAppsTitleAndText) {
-    NotificationServer server(bus_->address());
-    ASSERT_TRUE(server.serving());
-    auto desktop = center();
-    ASSERT_TRUE(desktop->connect());
-    EXPECT_EQ(desktop->serverDescription(), "gaugely-test-service 1.0 (Gaugely's tests)");
-
-    int completed = 0;
-    for (const NotificationRequest& request : {low, reset}) {
-        desktop->add(request, [&](std::optional<std::string> error) {
-            EXPECT_EQ(error, std::nullopt);
-            ++completed;
-        });
-    }
-    const std::vector<NotifyCall> calls = server.waitForCalls(2);
-    ASSERT_EQ(calls.size(), 2u);
-    EXPECT_EQ(completed, 2);
-    const NotificationRequest* sent[] = {&low, &reset};
-    for (std::size_t i = 0; i < calls.size(); ++i) {
-        EXPECT_EQ(calls[i].applicationName, "Gaugely");
-        EXPECT_EQ(calls[i].replacesId, 0u) << "a notification never replaces an earlier one";
-        EXPECT_EQ(calls[i].icon, "");
-        EXPECT_EQ(calls[i].summary, sent[i]->title);
-        EXPECT_EQ(calls[i].body, sent[i]->body);
-        EXPECT_TRUE(calls[i].actions.empty());
-        EXPECT_EQ(calls[i].hints, 0u);
-        EXPECT_EQ(calls[i].expireTimeout, -1) << "the desktop's own timeout";
-    }
-    EXPECT_TRUE(fallback_.requests().empty());
-    EXPECT_TRUE(reasons_.empty());
-}
-
 // Without a bus or a service every request still reaches the user, through the fallback, and
 // the reason is told once for each time delivery stops working; a service that comes later is
 // used at once.

@@ -194,6 +194,10 @@ TEST_F(Install, PutsTheToolItsManualCompletionsAndServiceInPlaceAndNotifiesOnThe
     EXPECT_EQ(calls[0].body, "5h usage remaining: 15%");
     EXPECT_EQ(calls[1].summary, "Codex Usage Reset");
     EXPECT_EQ(calls[1].body, "5h usage reset \u2014 100% available");
+    for (const NotifyCall& call : calls) {
+        EXPECT_EQ(call.replacesId, 0u) << "a notification never replaces an earlier one";
+        EXPECT_EQ(call.expireTimeout, -1) << "the desktop's own timeout";
+    }
     EXPECT_TRUE(waitFor(" ◔ 5h 100% · W 39%"));
     EXPECT_FALSE(contains(readFile(path("out")), "Codex Usage")) << readFile(path("out"));
     EXPECT_EQ(readFile(path("err")), "");

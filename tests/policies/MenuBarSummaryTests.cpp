@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include "LowUsageNotificationSupport/MenuBarBrandingPolicy.h"
 #include "LowUsageNotificationSupport/MenuBarUsageSummary.h"
 #include "LowUsageNotificationSupport/MonthlyMenuBarPresentation.h"
 
@@ -17,21 +16,6 @@ UsageSnapshot reading(const char* fiveHour, const char* weekly, const char* mont
     return snapshot;
 }
 
-TEST(MenuBarDisplay, ChoicesPerSchema) {
-    const std::vector<D> all{D::standard, D::compact, D::minimal, D::fiveHourOnly, D::weeklyOnly};
-    const std::vector<D> single{D::standard, D::compact, D::minimal};
-    EXPECT_EQ(availableChoices(QuotaSchema::monthlyOnly), single);
-    EXPECT_EQ(availableChoices(QuotaSchema::proGeneralWeeklyPercentageOnly), single);
-    EXPECT_EQ(availableChoices(QuotaSchema::dualWindow), all);
-    EXPECT_EQ(availableChoices(QuotaSchema::weeklyOnly), all);
-
-    EXPECT_EQ(compatibleChoice(D::fiveHourOnly, QuotaSchema::monthlyOnly), D::standard);
-    EXPECT_EQ(compatibleChoice(D::weeklyOnly, QuotaSchema::proGeneralWeeklyPercentageOnly),
-              D::standard);
-    EXPECT_EQ(compatibleChoice(D::minimal, QuotaSchema::monthlyOnly), D::minimal);
-    EXPECT_EQ(compatibleChoice(D::weeklyOnly, QuotaSchema::weeklyOnly), D::weeklyOnly);
-}
-
 TEST(MenuBarUsageSummary, EveryPlanAndFormat) {
     const UsageSnapshot full = reading("42%", "80%", "63%");
     const UsageSnapshot unread;
@@ -45,7 +29,6 @@ TEST(MenuBarUsageSummary, EveryPlanAndFormat) {
         {CodexPlan::freeGo, D::compact, "63%", "—", "—"},
         {CodexPlan::freeGo, D::minimal, "63", "—", "—"},
         {CodexPlan::freeGo, D::fiveHourOnly, "M 63%", "M —", "M —"},
-        {CodexPlan::freeGo, D::weeklyOnly, "M 63%", "M —", "M —"},
         {CodexPlan::plus, D::standard, "5h 42% · W 80%", "5h — · W —", "5h — · W 80%"},
         {CodexPlan::plus, D::compact, "42%·80%", "—·—", "—·80%"},
         {CodexPlan::plus, D::minimal, "42·80", "—·—", "—·80"},
@@ -55,7 +38,6 @@ TEST(MenuBarUsageSummary, EveryPlanAndFormat) {
         {CodexPlan::pro, D::compact, "80%", "—", "80%"},
         {CodexPlan::pro, D::minimal, "80", "—", "80"},
         {CodexPlan::pro, D::fiveHourOnly, "W 80%", "W —", "W 80%"},
-        {CodexPlan::pro, D::weeklyOnly, "W 80%", "W —", "W 80%"},
     };
     for (const auto& row : rows) {
         const std::string label =
@@ -69,13 +51,6 @@ TEST(MenuBarUsageSummary, EveryPlanAndFormat) {
     EXPECT_EQ(menuBarUsageSummary(true, CodexPlan::plus, D::minimal, reading("4%2%", "x", "")),
               "42·x");
     EXPECT_EQ(summary("63%", MonthlyMenuBarPresentation::minimal), "63");
-}
-
-TEST(MenuBarBrandingPolicy, OnlyTheReleasedIdentifierGetsTheTemplateIcon) {
-    EXPECT_TRUE(MenuBarBrandingPolicy::shouldShowProductionTemplateIcon("com.vostrel.gaugely"));
-    EXPECT_FALSE(
-        MenuBarBrandingPolicy::shouldShowProductionTemplateIcon("com.vostrel.gaugely.dev"));
-    EXPECT_FALSE(MenuBarBrandingPolicy::shouldShowProductionTemplateIcon(std::nullopt));
 }
 
 }  // namespace

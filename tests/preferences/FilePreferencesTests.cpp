@@ -11,7 +11,6 @@
 
 #include "Meterlane/Posix/FileDocumentStore.h"
 #include "Meterlane/Posix/FilePreferences.h"
-#include "Meterlane/Simulation/MemoryPreferences.h"
 
 namespace gaugely {
 namespace {
@@ -59,7 +58,7 @@ class FilePreferencesTest : public ::testing::Test {
     std::vector<std::string> warnings;
 };
 
-// Both implementations must agree on what a typed getter sees.
+// What a typed getter sees: each value as its own type, never converted.
 template <class Store>
 void expectTypedValues(Store& store) {
     const std::string bytes("{\"a\":1}\0\xff", 9);
@@ -80,12 +79,6 @@ void expectTypedValues(Store& store) {
     EXPECT_TRUE(store.hasObject("flag"));
     store.remove("flag");
     EXPECT_FALSE(store.hasObject("flag"));
-}
-
-TEST(MemoryPreferences, KeepsEachValueItsType) {
-    MemoryPreferences store;
-    expectTypedValues(store);
-    EXPECT_EQ(store.writeCount(), 5u);
 }
 
 TEST_F(FilePreferencesTest, ValuesSurviveReopeningWithTheirTypes) {

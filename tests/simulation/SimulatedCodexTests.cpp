@@ -104,33 +104,6 @@ TEST(SimulatedCodex, ReturnPressesTheFocusedItemAndClicksToggleOrClose) {
     EXPECT_EQ(sim.codex.menuOpenings(), 3u);
 }
 
-// The knobs no reader test goes through. Keys reach only the frontmost application.
-TEST(SimulatedCodex, FaultKnobs) {
-    const struct {
-        const char* name;
-        void (*setUp)(Simulation&);
-        bool menuOpenAfterClick;
-    } cases[] = {
-        {"menu opens late", [](Simulation& sim) { sim.codex.behaviour.menuOpenDelay = 3; }, false},
-        {"not frontmost", [](Simulation& sim) { sim.bringFinderToFront(); }, false},
-        {"opened in the application",
-         [](Simulation& sim) { sim.codex.behaviour.menuPlacement = MenuPlacement::application; },
-         true},
-    };
-    for (const auto& c : cases) {
-        Simulation sim;
-        c.setUp(sim);
-        clickControl(sim);
-        sim.time.advance(2.3);
-        EXPECT_EQ(sim.codex.menuIsOpen(), c.menuOpenAfterClick) << c.name;
-        sim.codex.openMenuAsUser(false);
-        press(sim, escape);
-        sim.time.advance(0.5);  // before the late menu turns up
-        EXPECT_EQ(sim.codex.menuIsOpen(), sim.workspace.frontmostPid() != sim.codex.pid())
-            << c.name;
-    }
-}
-
 // Values that settle one by one, shown as placeholders or not yet there.
 TEST(SimulatedCodex, UsageRowsSettleOneByOne) {
     const struct {
@@ -162,57 +135,6 @@ TEST(SimulatedCodex, UsageRowsSettleOneByOne) {
         settling.time.advance(0.7);
         EXPECT_EQ(rows(), usageRows(CodexPlan::plus, CodexUsage{}));
     }
-}
-
-TEST(SimulatedCodex, QuitAndRelaunch) {
-    Simulation sim;
-    const auto oldApp = sim.codex.applicationElement(sim.codex.pid());
-    const auto oldPid = sim.codex.pid();
-    clickControl(sim);
-    sim.codex.quit();
-    sim.time.runUntilIdle();
-    EXPECT_FALSE(sim.codex.menuIsOpen());
-    EXPECT_EQ(sim.codex.copyAttributeValue(oldApp, ax::role).error, ax::invalidUIElement);
-    EXPECT_EQ(sim.workspace.frontmostApplication(), std::nullopt);
-
-    sim.codex.launch();
-    EXPECT_NE(sim.codex.pid(), oldPid);
-    EXPECT_EQ(sim.codex.copyAttributeValue(oldApp, ax::role).error, ax::invalidUIElement);
-    const auto app = sim.codex.applicationElement(sim.codex.pid());
-    EXPECT_EQ(sim.codex.copyAttributeValue(app, ax::role).value,
-              AXValue(std::string("AXApplication")));
-}
-
-TEST(SimulatedCodex, TreeShapes) {
-    const struct {
-        const char* name;
-        CodexTreeShape shape;
-        std::size_t minimumElements;
-    } cases[] = {
-        {"default", {}, 2000},
-        {"huge", {.webContentElements = 2600}, 2600},
-        {"deep", {.webContentElements = 10, .deepChainDepth = 5000}, 5010},
-        {"cyclic", {.webContentElements = 10, .cyclic = true}, 10},
-    };
-    for (const auto& c : cases) {
-        Simulation sim(CodexPlan::plus, c.shape);
-        const auto& tree = sim.codex.tree();
-        EXPECT_GE(tree.size(), c.minimumElements) << c.name;
-        // Walks end in a cyclic or deep tree, and the profile control is the only one.
-        std::size_t profileControls = 0;
-        tree.find([&](NodeId node) {
-            profileControls += tree.role(node) == "AXPopUpButton" &&
-                               tree.text(node, ax::description) == "Open profile menu";
-            return false;
-        });
-        EXPECT_EQ(profileControls, 1u) << c.name;
-        clickControl(sim);
-        sim.time.advance(1);
-        EXPECT_TRUE(sim.codex.menuIsOpen()) << c.name;
-    }
-    // The default content sits well inside the reader's 2,500-element walks.
-    Simulation sim;
-    EXPECT_LT(sim.codex.tree().size(), 2200u);
 }
 
 }  // namespace

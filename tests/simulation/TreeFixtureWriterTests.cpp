@@ -38,21 +38,6 @@ TEST(TreeFixtureWriter, WhatIsWrittenReadsBackTheSame) {
     EXPECT_EQ(read->toFixture(), codex.tree.toFixture());
 }
 
-TEST(TreeFixtureWriter, ContinuedIdentityKeepsTheHandlesOfSharedElements) {
-    auto before = SimulatedTree::fromFixture(
-        "AXApplication\n  AXWindow\n    AXMenu title=\"Open profile menu\"\n"
-        "      AXMenuItem title=\"Usage remaining\"\n");
-    auto after = SimulatedTree::fromFixture(
-        "AXApplication\n  AXWindow\n    AXMenu title=\"Open profile menu\"\n"
-        "      AXMenuItem title=\"Usage remaining\"\n      AXStaticText value=\"5h\"\n");
-    ASSERT_TRUE(before && after);
-    const AXElement menu = before->element(*before->findByRole("AXMenu"));
-    after->continueIdentity(*before);
-    EXPECT_EQ(after->element(*after->findByRole("AXMenu")), menu);
-    EXPECT_NE(after->element(*after->findByRole("AXStaticText")), menu);
-    EXPECT_EQ(after->size(), 5u);
-}
-
 TEST(TreeRecording, KeepsOnlyOurLabelsAndUsageValues) {
     const struct {
         std::string_view text;

@@ -174,68 +174,6 @@ TEST(UpdaterModel, BackgroundChecksRunOnceADayAndOnWake) {
     EXPECT_EQ(w.framework.probeCount(), 2) << "switched off";
 }
 
-// The reader is in the middle of a manual run; the user presses "Update & Restart".
-TEST(UpdaterModel, UpdateAndRestartDuringALiveRunChangesOnlyTheMessage) {
-    UpdaterWorld w;
-    UpdaterModel& model = w.withOfferFound();
-    UsageReader& reader = *w.reader;
-    reader.beginReadCountdown(false);
-    w.time.advance(0.5);
-    ASSERT_TRUE(reader.automationInProgress());
-    const auto before = w.observable();
-    const std::size_t writes = w.suite.writeCount();
-
-    model.updateAndRestart();
-
-    auto expected = before;
-    std::get<3>(expected) = "A refresh is still finishing. Try Update & Restart again shortly.";
-    EXPECT_EQ(w.observable(), expected);
-    EXPECT_EQ(w.suite.writeCount(), writes);
-    EXPECT_FALSE(reader.updateRefreshGate());
-    EXPECT_EQ(w.framework.approvedBuild(), std::nullopt);
-    w.runUntilRunEnds();
-    EXPECT_EQ(w.finalOutcome(), "success — snapshot committed; cleanup closed")
-        << "the run finishes undisturbed";
-}
-
-TEST(UpdaterModel, ApprovedInstallationRelaunchesAndTheNextStartVerifiesIt) {
-    UpdaterWorld w;
-    UpdaterModel& model = w.withOfferFound();
-    UsageReader& reader = *w.reader;
-
-    model.updateAndRestart();
-    EXPECT_TRUE(reader.updateRefreshGate());
-    EXPECT_EQ(model.message(), "Preparing update…");
-    EXPECT_TRUE(model.isChecking());
-    EXPECT_TRUE(model.suppressesOnboarding());
-    EXPECT_FALSE(model.hasUnhandledUpdate());
-    EXPECT_EQ(w.framework.approvedBuild(), "4");
-    reader.beginReadCountdown(false);
-    EXPECT_FALSE(reader.automationInProgress()) << "no run starts while the gate is closed";
-    w.time.runUntilIdle();
-
-    EXPECT_TRUE(w.framework.relaunched());
-    EXPECT_TRUE(model.suppressesOnboarding()) << "until the process is replaced";
-    const auto receipt = decodeJson<PendingUpdateReceipt>(*w.suite.dataValue(receiptKey));
-    EXPECT_EQ(receipt,
-              (PendingUpdateReceipt{"3", "4", "com.vostrel.gaugely", installedPath, w.time.now()}));
-
-    // The new build starts from the same place.
-    w.time.advance(5);
-    w.bundle = MemoryBundleInformation::production(testFeedHost, "1.0.4", "4", installedPath);
-    UpdaterModel& relaunched = w.launchUpdater();
-    EXPECT_TRUE(relaunched.verifiedPostUpdateRelaunchPending());
-    EXPECT_TRUE(relaunched.suppressesOnboarding());
-    EXPECT_EQ(relaunched.message(), "Update complete: Gaugely 1.0.4 is running.");
-    EXPECT_FALSE(w.suite.hasObject(receiptKey));
-    EXPECT_FALSE(relaunched.hasUnhandledUpdate());
-    relaunched.acknowledgeVerifiedPostUpdateRelaunch();
-    EXPECT_FALSE(relaunched.suppressesOnboarding());
-
-    // A receipt is good for one start only.
-    EXPECT_FALSE(w.launchUpdater().verifiedPostUpdateRelaunchPending());
-}
-
 TEST(UpdaterModel, AStoppedInstallationReleasesTheGateAndRemovesTheReceipt) {
     using Outcome = FakeUpdateFramework::InstallOutcome;
     struct Row {

@@ -2,7 +2,6 @@
 
 #include <memory>
 #include <string>
-#include <tuple>
 
 #include "Meterlane/Posix/IcuTimeFormatter.h"
 #include "Meterlane/Simulation/FakeUpdateFramework.h"
@@ -54,16 +53,6 @@ struct UpdaterWorld : ReaderWorld {
         launchUpdater().checkForUpdates();
         time.runUntilIdle();
         return *model;
-    }
-
-    // Every published property, the stored notice and the receipt key, for before/after checks.
-    auto observable() {
-        return std::make_tuple(model->notice(), model->availableVersion(), model->isChecking(),
-                               model->message(), model->notesExpanded(), model->decisionExpanded(),
-                               model->verifiedPostUpdateRelaunchPending(),
-                               model->suppressesOnboarding(),
-                               suite.dataValue("gaugely-production-update-notice-v1"),
-                               suite.hasObject("gaugely-production-pending-update-receipt-v1"));
     }
 };
 

@@ -143,46 +143,6 @@ TEST(Diagnostics, NeitherUsageFiguresNorTextFromCodexEverReachTheCopiedText) {
     EXPECT_EQ(shareableTraceLine("anything else"), RefreshTraceRecorder::withheld);
 }
 
-TEST(Diagnostics, FactsPermissionsAndTheLastRefreshesInOrder) {
-    VerificationWorld world;
-    world.makeReader();
-    world.refreshOnce();
-    SystemFacts facts = someFacts();
-    facts.translated = true;
-    facts.notificationSettings = {"alert style: banner"};
-    PermissionStates states;
-    states.accessibility = true;
-    states.inputMonitoring = false;
-    states.notifications = NotificationAuthorizationStatus::denied;
-    states.loginItem = LoginItemService::Status::requiresApproval;
-    const std::string text = diagnosticsText(facts, states, world.traces.traces());
-    const std::string_view expected[] = {
-        "# Gaugely diagnostics",
-        "- macOS: 14.5 (23F79)",
-        "- Architecture: arm64 (Gaugely runs translated by Rosetta)",
-        "- Codex: 26.1.0, running",
-        "- Gaugely: 1.0.3 (3), com.vostrel.gaugely",
-        "- Sparkle: 2.10.0",
-        "- Accessibility: granted\n",
-        "- Input Monitoring (preflight): not granted. To do: System Settings › Privacy & Security "
-        "› Input Monitoring: switch on Gaugely (/Applications/Gaugely.app).",
-        "- Notifications: denied. To do: System Settings › Notifications › Gaugely",
-        "- Login item: requiresApproval. To do: System Settings › General › Login Items",
-        "  - alert style: banner",
-        "## Last refreshes (oldest first)",
-        "Refresh [00000001] manual: success — snapshot committed; cleanup closed, ended at ",
-        "    Refresh [00000001] manual: refresh requested at 0 ms",
-    };
-    std::size_t at = 0;
-    for (const std::string_view part : expected) {
-        const std::size_t found = text.find(part, at);
-        ASSERT_NE(found, std::string::npos) << part << "\nin:\n" << text;
-        at = found;
-    }
-    EXPECT_NE(diagnosticsText(facts, states, {}).find("No refresh since Gaugely started."),
-              std::string::npos);
-}
-
 TEST(Diagnostics, CopyingCompletesTheFactsFromTheBundleAndAsksThePorts) {
     VerificationWorld world;
     world.makeReader();

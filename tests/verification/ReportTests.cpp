@@ -49,25 +49,14 @@ TEST(VerificationResults, TheScriptsFindingsWinOverTheApps) {
     EXPECT_EQ(app.notes, std::vector<std::string>{"built ad hoc"});
 }
 
-TEST(VerificationReport, EverySectionAndEveryChecklistItemWithItsResultOrWhatToLookFor) {
+TEST(VerificationReport, EveryChecklistItemWithItsResultOrWhatToLookFor) {
     const Checklist checklist = builtInChecklist();
     VerificationResults results = placeholderResults();
     results.findings[std::string(finding::treeWithinBudget)] = {FindingStatus::failed,
                                                                 "2,600 elements"};
     results.findings.erase(std::string(finding::appAgent));
     const std::string report = renderVerificationReport(results, checklist);
-
-    std::size_t at = 0;
-    for (const std::string_view heading :
-         {"# Gaugely on a Mac: verification report", "**Placeholder data.**", "## This Mac",
-          "## Permissions", "## Codex's accessibility tree", "## Accessibility latency",
-          "## Expected refresh at this latency", "## One real manual refresh",
-          "## Updates against a local signed feed", "## Checklist", "## Notes",
-          "## What to send back"}) {
-        const std::size_t found = report.find(heading, at);
-        ASSERT_NE(found, std::string::npos) << heading;
-        at = found;
-    }
+    EXPECT_NE(report.find("**Placeholder data.**"), std::string::npos) << "never mistaken for real";
     for (const ChecklistItem& item : checklist.items) {
         const std::string line = "**" + item.check + "** — ";
         const std::size_t found = report.find(line);

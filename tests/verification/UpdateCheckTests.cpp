@@ -109,28 +109,6 @@ TEST(UpdateChecks, AFrameworkThatNeverAnswersTimesEachStageOut) {
     }
 }
 
-TEST(UpdateChecks, TheStagesRecordWhatTheFrameworkSaidInOrder) {
-    UpdateWorld world;
-    world.run();
-    const auto& stages = world.checks->stages();
-    ASSERT_EQ(stages.size(), 6u);
-    EXPECT_EQ(stages[0].events,
-              (std::vector<std::string>{"itemsOffered 1 item, chose #1, signature valid",
-                                        "cycleFinished"}));
-    EXPECT_EQ(stages[0].outcome, "update found: build 4; the cycle ended");
-    EXPECT_EQ(stages[1].outcome,
-              "nothing found; the cycle failed (SUSparkleErrorDomain 1000 (bad signature))");
-    EXPECT_EQ(stages[3].events, (std::vector<std::string>{
-                                    "itemsOffered 1 item, chose #1, signature valid",
-                                    "askedUpdateFound build 4 at notDownloaded", "replied dismiss",
-                                    "installationDismissed", "cycleFinished"}));
-    EXPECT_EQ(stages[5].events, (std::vector<std::string>{
-                                    "itemsOffered 1 item, chose #1, signature valid",
-                                    "askedUpdateFound build 4 at notDownloaded", "replied install",
-                                    "downloaded", "extracted", "askedReadyToInstall",
-                                    "replied skip", "installationDismissed", "cycleFinished"}));
-}
-
 TEST(UpdateChecks, OnlyACopyWhoseOverrideKeysPointAtALocalFeedRunsThem) {
     const auto bundle = [](std::function<void(MemoryBundleInformation&)> change) {
         MemoryBundleInformation info("com.vostrel.gaugely", "/tmp/Gaugely.app");
