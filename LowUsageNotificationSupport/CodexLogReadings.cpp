@@ -189,7 +189,8 @@ Json CodexLogReadings::toJson() const {
         entry["resetsAt"] = dateJson(reading.resetsAt);
         entry["readAt"] = reading.readAt.timeIntervalSinceReferenceDate;
         entry["lastStatedReset"] = dateJson(reading.lastStatedReset);
-        entry["lastStatedResetReadAt"] = reading.lastStatedResetReadAt.timeIntervalSinceReferenceDate;
+        entry["lastStatedResetReadAt"] =
+            reading.lastStatedResetReadAt.timeIntervalSinceReferenceDate;
         windows[std::string(rawValue(window))] = std::move(entry);
     }
     Json json = Json::object();

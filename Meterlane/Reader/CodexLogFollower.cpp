@@ -248,10 +248,11 @@ CodexLogFollowerMemory CodexLogFollower::memory() const {
             continue;
         }
         // The unfinished line is read again from its start once it grows.
-        const uint64_t offset = file->offset - std::min<uint64_t>(file->offset, file->partial.size());
+        const uint64_t offset =
+            file->offset - std::min<uint64_t>(file->offset, file->partial.size());
         memory.files.push_back(CodexLogFollowerMemory::File{
-            path.substr(prefix.size()), file->identity, file->seen.size, file->seen.modified, offset,
-            file->skipping, file->unsureOfLineStart, file->copiesUntil});
+            path.substr(prefix.size()), file->identity, file->seen.size, file->seen.modified,
+            offset, file->skipping, file->unsureOfLineStart, file->copiesUntil});
     }
     return memory;
 }

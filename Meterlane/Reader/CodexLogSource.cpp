@@ -73,8 +73,7 @@ CodexLogSourceMemory CodexLogSource::memory() const {
                                 newestLineAt_, settledAsOf_};
 }
 
-void CodexLogSource::resume(const CodexLogSourceMemory& memory,
-                            std::function<void()> forgotten) {
+void CodexLogSource::resume(const CodexLogSourceMemory& memory, std::function<void()> forgotten) {
     follower_->resume(memory.follower, [this, forgotten = std::move(forgotten)] {
         unrecognisedLines_ = 0;
         copiedLines_ = 0;

@@ -122,8 +122,7 @@ void UsageReader::resumeCodexLogProgress() {
         return;
     }
     savedCodexLogProgress_ = *bytes;
-    codexLogSource_->resume(progress->source,
-                            [this] { codexLogReadings_ = CodexLogReadings{}; });
+    codexLogSource_->resume(progress->source, [this] { codexLogReadings_ = CodexLogReadings{}; });
     codexLogReadings_ = std::move(progress->readings);
 }
 

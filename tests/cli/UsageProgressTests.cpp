@@ -110,8 +110,8 @@ class UsageProgress : public ToolTest {
         return "{\"timestamp\":\"" + utcStamp(at) +
                "\",\"type\":\"event_msg\",\"payload\":{\"type\":\"token_count\",\"info\":null,"
                "\"rate_limits\":{\"primary\":{\"used_percent\":" +
-               std::to_string(fiveHour) + ",\"window_minutes\":300,\"resets_at\":" +
-               std::to_string(now + 2 * hour) +
+               std::to_string(fiveHour) +
+               ",\"window_minutes\":300,\"resets_at\":" + std::to_string(now + 2 * hour) +
                "},\"secondary\":{\"used_percent\":41.0,\"window_minutes\":10080,\"resets_at\":" +
                std::to_string(now + 4 * day) + "},\"plan_type\":\"plus\"}}}\n";
     }
@@ -195,9 +195,7 @@ TEST_F(UsageProgress, AWarmRunShowsWhatAFreshReadShowsAndReadsOnlyWhatIsNew) {
                t.writer->tokenCount(*t.newest, usedAt(t.now - 60, 55, 60, t.now));
            },
            Reads::appended},
-          {"cut",
-           [](UsageProgress& t) { fs::resize_file(t.newest->file, 1000); },
-           Reads::afresh}}},
+          {"cut", [](UsageProgress& t) { fs::resize_file(t.newest->file, 1000); }, Reads::afresh}}},
         {"the newest session replaced by another file",
          {{"replaced",
            [](UsageProgress& t) {

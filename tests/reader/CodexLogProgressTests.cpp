@@ -11,8 +11,7 @@ CodexLogProgress sample() {
     progress.source.follower.files = {
         {"2026/11/21/rollout-a.jsonl", 0xFFFF'FFFF'FFFF'FFF0u, 5'000'000'000u,
          Date{816944400.123456789}, 4'999'999'000u, false, false, std::nullopt},
-        {"2026/11/20/rollout-b.jsonl", 7, 120, Date{816900000}, 120, true, true,
-         Date{816899999.5}},
+        {"2026/11/20/rollout-b.jsonl", 7, 120, Date{816900000}, 120, true, true, Date{816899999.5}},
     };
     progress.source.follower.settledAsOf = Date{816944000};
     progress.source.follower.candidateLines = 12;
@@ -54,7 +53,9 @@ TEST(CodexLogProgress, ReadsBackWhatItWroteAndNothingElse) {
         {"an offset past the size", [](Json& json) { json["files"][1]["offset"] = 121; }},
         {"a file without its time", [](Json& json) { json["files"][1].erase("modified"); }},
         {"readings of an unknown window",
-         [](Json& json) { json["readings"]["windows"]["daily"] = json["readings"]["windows"]["fiveHour"]; }},
+         [](Json& json) {
+             json["readings"]["windows"]["daily"] = json["readings"]["windows"]["fiveHour"];
+         }},
         {"readings of an unknown kind", [](Json& json) { json["readings"]["newest"] = "some"; }},
         {"readings without a flag", [](Json& json) { json["readings"].erase("newestWhole"); }},
         {"a plan that is not text", [](Json& json) { json["readings"]["planType"] = 3; }},

@@ -360,8 +360,8 @@ int runUsageCommand(const std::vector<std::string>& arguments, CommandStreams st
             view.nothingFound(reader);
         }
         if (options.stats) {
-            streams.err << logStatisticsText(reader.codexLogStatistics().value_or(
-                               CodexLogFollowerStatistics{}))
+            streams.err << logStatisticsText(
+                               reader.codexLogStatistics().value_or(CodexLogFollowerStatistics{}))
                         << "\n";
         }
         return found ? exitSuccess : exitNoResult;
