@@ -9,6 +9,8 @@
 #include <iterator>
 #include <set>
 
+#include "LowUsageNotificationSupport/JsonDate.h"
+
 namespace gaugely {
 
 std::optional<QuotaWindow> quotaWindowForMinutes(int windowMinutes) {
@@ -152,27 +154,9 @@ constexpr std::pair<CodexLogReadings::Newest, std::string_view> newestNames[] = 
     {CodexLogReadings::Newest::tooOld, "tooOld"},
 };
 
-Json dateJson(std::optional<Date> date) {
-    return date ? Json(date->timeIntervalSinceReferenceDate) : Json(nullptr);
-}
-
-// A present, null or missing date; false when it is of another type.
-bool readDate(const Json& object, std::string_view key, std::optional<Date>& date) {
-    const Json* member = jsonMember(object, key);
-    if (!member || member->is_null()) {
-        date.reset();
-        return true;
-    }
-    if (!member->is_number()) {
-        return false;
-    }
-    date = Date{member->get<double>()};
-    return true;
-}
-
 bool readRequiredDate(const Json& object, std::string_view key, Date& date) {
     std::optional<Date> read;
-    if (!readDate(object, key, read) || !read) {
+    if (!readJsonDate(object, key, read) || !read) {
         return false;
     }
     date = *read;
@@ -186,9 +170,9 @@ Json CodexLogReadings::toJson() const {
     for (const auto& [window, reading] : windows_) {
         Json entry = Json::object();
         entry["usedPercent"] = reading.usedPercent;
-        entry["resetsAt"] = dateJson(reading.resetsAt);
+        entry["resetsAt"] = jsonDate(reading.resetsAt);
         entry["readAt"] = reading.readAt.timeIntervalSinceReferenceDate;
-        entry["lastStatedReset"] = dateJson(reading.lastStatedReset);
+        entry["lastStatedReset"] = jsonDate(reading.lastStatedReset);
         entry["lastStatedResetReadAt"] =
             reading.lastStatedResetReadAt.timeIntervalSinceReferenceDate;
         windows[std::string(rawValue(window))] = std::move(entry);
@@ -200,9 +184,9 @@ Json CodexLogReadings::toJson() const {
             json["newest"] = std::string(name);
         }
     }
-    json["newestAt"] = dateJson(newestAt_);
+    json["newestAt"] = jsonDate(newestAt_);
     json["newestWhole"] = newestWhole_;
-    json["withoutRateLimits"] = dateJson(withoutRateLimits_);
+    json["withoutRateLimits"] = jsonDate(withoutRateLimits_);
     json["planType"] = planType_ ? Json(*planType_) : Json(nullptr);
     json["planTypeAt"] = planTypeAt_.timeIntervalSinceReferenceDate;
     json["otherBucketLines"] = otherBucketLines_;
@@ -219,9 +203,9 @@ std::optional<CodexLogReadings> CodexLogReadings::fromJson(const Json& json) {
         const auto window = fromRawValue<QuotaWindow>(key);
         const auto used = entry.is_object() ? jsonNumber(entry, "usedPercent") : std::nullopt;
         Window reading;
-        if (!window || !used || !readDate(entry, "resetsAt", reading.resetsAt) ||
+        if (!window || !used || !readJsonDate(entry, "resetsAt", reading.resetsAt) ||
             !readRequiredDate(entry, "readAt", reading.readAt) ||
-            !readDate(entry, "lastStatedReset", reading.lastStatedReset) ||
+            !readJsonDate(entry, "lastStatedReset", reading.lastStatedReset) ||
             !readRequiredDate(entry, "lastStatedResetReadAt", reading.lastStatedResetReadAt)) {
             return std::nullopt;
         }
@@ -236,8 +220,8 @@ std::optional<CodexLogReadings> CodexLogReadings::fromJson(const Json& json) {
     const Json* planType = jsonMember(json, "planType");
     if (found == std::end(newestNames) || !whole || !otherBuckets || *otherBuckets < 0 ||
         !planType || !(planType->is_null() || planType->is_string()) ||
-        !readDate(json, "newestAt", readings.newestAt_) ||
-        !readDate(json, "withoutRateLimits", readings.withoutRateLimits_) ||
+        !readJsonDate(json, "newestAt", readings.newestAt_) ||
+        !readJsonDate(json, "withoutRateLimits", readings.withoutRateLimits_) ||
         !readRequiredDate(json, "planTypeAt", readings.planTypeAt_)) {
         return std::nullopt;
     }

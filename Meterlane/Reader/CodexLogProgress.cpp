@@ -1,28 +1,11 @@
 #include "Meterlane/Reader/CodexLogProgress.h"
 
-#include <cmath>
-#include <limits>
+#include <algorithm>
+
+#include "LowUsageNotificationSupport/JsonDate.h"
 
 namespace gaugely {
 namespace {
-
-Json dateJson(std::optional<Date> date) {
-    return date ? Json(date->timeIntervalSinceReferenceDate) : Json(nullptr);
-}
-
-// A number, null or missing; false for anything else.
-bool readDate(const Json& object, std::string_view key, std::optional<Date>& date) {
-    const Json* member = jsonMember(object, key);
-    if (!member || member->is_null()) {
-        date.reset();
-        return true;
-    }
-    if (!member->is_number() || !std::isfinite(member->get<double>())) {
-        return false;
-    }
-    date = Date{member->get<double>()};
-    return true;
-}
 
 std::optional<uint64_t> readCount(const Json& object, std::string_view key) {
     const Json* member = jsonMember(object, key);
@@ -58,7 +41,7 @@ Json fileJson(const CodexLogFollowerMemory::File& file) {
     json["offset"] = file.offset;
     json["skipping"] = file.skipping;
     json["unsureOfLineStart"] = file.unsureOfLineStart;
-    json["copiesUntil"] = dateJson(file.copiesUntil);
+    json["copiesUntil"] = jsonDate(file.copiesUntil);
     return json;
 }
 
@@ -75,8 +58,8 @@ std::optional<CodexLogFollowerMemory::File> fileFromJson(const Json& json) {
     const auto unsure = jsonBool(json, "unsureOfLineStart");
     std::optional<Date> modified;
     if (!path || !isRememberedPath(*path) || !identity || !size || !offset || *offset > *size ||
-        !skipping || !unsure || !readDate(json, "modified", modified) || !modified ||
-        !readDate(json, "copiesUntil", file.copiesUntil)) {
+        !skipping || !unsure || !readJsonDate(json, "modified", modified) || !modified ||
+        !readJsonDate(json, "copiesUntil", file.copiesUntil)) {
         return std::nullopt;
     }
     file.path = *path;
@@ -99,13 +82,13 @@ Json CodexLogProgress::toJson() const {
     Json json = Json::object();
     json["codexFolder"] = codexFolder;
     json["files"] = std::move(files);
-    json["settledAsOf"] = dateJson(source.follower.settledAsOf);
+    json["settledAsOf"] = jsonDate(source.follower.settledAsOf);
     json["candidateLines"] = source.follower.candidateLines;
     json["acceptedLines"] = source.follower.acceptedLines;
     json["unrecognisedLines"] = source.unrecognisedLines;
     json["copiedLines"] = source.copiedLines;
-    json["newestLineAt"] = dateJson(source.newestLineAt);
-    json["sourceSettledAsOf"] = dateJson(source.settledAsOf);
+    json["newestLineAt"] = jsonDate(source.newestLineAt);
+    json["sourceSettledAsOf"] = jsonDate(source.settledAsOf);
     json["readings"] = readings.toJson();
     return json;
 }
@@ -124,9 +107,9 @@ std::optional<CodexLogProgress> CodexLogProgress::fromJson(const Json& json) {
     const auto copied = readCount(json, "copiedLines");
     if (!folder || folder->empty() || !files || !files->is_array() || !readings || !candidate ||
         !accepted || !unrecognised || !copied ||
-        !readDate(json, "settledAsOf", progress.source.follower.settledAsOf) ||
-        !readDate(json, "newestLineAt", progress.source.newestLineAt) ||
-        !readDate(json, "sourceSettledAsOf", progress.source.settledAsOf)) {
+        !readJsonDate(json, "settledAsOf", progress.source.follower.settledAsOf) ||
+        !readJsonDate(json, "newestLineAt", progress.source.newestLineAt) ||
+        !readJsonDate(json, "sourceSettledAsOf", progress.source.settledAsOf)) {
         return std::nullopt;
     }
     for (const Json& entry : *files) {
