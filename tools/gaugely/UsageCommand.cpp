@@ -230,12 +230,13 @@ UsageView::Style viewStyle(const UsageOptions& options) {
                : UsageView::Style::text;
 }
 
-// One line for --stats.
-std::string logStatisticsText(const CodexLogFollowerStatistics& statistics) {
+// The line of --stats.
+std::string logStatisticsText(const UsageReader& reader) {
+    const auto statistics = reader.codexLogStatistics().value_or(CodexLogFollowerStatistics{});
     return "Codex's logs: " + std::to_string(statistics.bytesRead) + " bytes read, " +
            std::to_string(statistics.opens) + " files opened, " +
            std::to_string(statistics.statuses) + " paths statted, " +
-           std::to_string(statistics.lists) + " folders listed";
+           std::to_string(statistics.lists) + " folders listed\n";
 }
 
 // How often a watched status line looks whether its age has moved on: its finest step is a
@@ -360,9 +361,7 @@ int runUsageCommand(const std::vector<std::string>& arguments, CommandStreams st
             view.nothingFound(reader);
         }
         if (options.stats) {
-            streams.err << logStatisticsText(
-                               reader.codexLogStatistics().value_or(CodexLogFollowerStatistics{}))
-                        << "\n";
+            streams.err << logStatisticsText(reader);
         }
         return found ? exitSuccess : exitNoResult;
     }
@@ -403,9 +402,7 @@ int runUsageCommand(const std::vector<std::string>& arguments, CommandStreams st
     reader.removeObserver(observer);
     view.close();
     if (options.stats) {
-        streams.err << logStatisticsText(
-                           reader.codexLogStatistics().value_or(CodexLogFollowerStatistics{}))
-                    << "\n";
+        streams.err << logStatisticsText(reader);
     }
     return signals.signal() ? StopSignals::exitStatus(*signals.signal()) : exitSuccess;
 }
