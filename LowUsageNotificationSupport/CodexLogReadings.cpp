@@ -4,8 +4,12 @@
 // and the moment counts as settled only when every line at it named all its windows. When one
 // line lists two windows of the same length the first listed is read.
 
+#include <algorithm>
 #include <cctype>
+#include <iterator>
 #include <set>
+
+#include "LowUsageNotificationSupport/JsonDate.h"
 
 namespace gaugely {
 
@@ -136,6 +140,98 @@ std::optional<Date> CodexLogReadings::nextChangeAfter(Date now) const {
         }
     }
     return next;
+}
+
+}  // namespace gaugely
+
+namespace gaugely {
+namespace {
+
+constexpr std::pair<CodexLogReadings::Newest, std::string_view> newestNames[] = {
+    {CodexLogReadings::Newest::nothing, "nothing"},
+    {CodexLogReadings::Newest::limits, "limits"},
+    {CodexLogReadings::Newest::noLimits, "noLimits"},
+    {CodexLogReadings::Newest::tooOld, "tooOld"},
+};
+
+bool readRequiredDate(const Json& object, std::string_view key, Date& date) {
+    std::optional<Date> read;
+    if (!readJsonDate(object, key, read) || !read) {
+        return false;
+    }
+    date = *read;
+    return true;
+}
+
+}  // namespace
+
+Json CodexLogReadings::toJson() const {
+    Json windows = Json::object();
+    for (const auto& [window, reading] : windows_) {
+        Json entry = Json::object();
+        entry["usedPercent"] = reading.usedPercent;
+        entry["resetsAt"] = jsonDate(reading.resetsAt);
+        entry["readAt"] = reading.readAt.timeIntervalSinceReferenceDate;
+        entry["lastStatedReset"] = jsonDate(reading.lastStatedReset);
+        entry["lastStatedResetReadAt"] =
+            reading.lastStatedResetReadAt.timeIntervalSinceReferenceDate;
+        windows[std::string(rawValue(window))] = std::move(entry);
+    }
+    Json json = Json::object();
+    json["windows"] = std::move(windows);
+    for (const auto& [value, name] : newestNames) {
+        if (value == newest_) {
+            json["newest"] = std::string(name);
+        }
+    }
+    json["newestAt"] = jsonDate(newestAt_);
+    json["newestWhole"] = newestWhole_;
+    json["withoutRateLimits"] = jsonDate(withoutRateLimits_);
+    json["planType"] = planType_ ? Json(*planType_) : Json(nullptr);
+    json["planTypeAt"] = planTypeAt_.timeIntervalSinceReferenceDate;
+    json["otherBucketLines"] = otherBucketLines_;
+    return json;
+}
+
+std::optional<CodexLogReadings> CodexLogReadings::fromJson(const Json& json) {
+    const Json* windows = json.is_object() ? jsonMember(json, "windows") : nullptr;
+    if (!windows || !windows->is_object()) {
+        return std::nullopt;
+    }
+    CodexLogReadings readings;
+    for (const auto& [key, entry] : windows->items()) {
+        const auto window = fromRawValue<QuotaWindow>(key);
+        const auto used = entry.is_object() ? jsonNumber(entry, "usedPercent") : std::nullopt;
+        Window reading;
+        if (!window || !used || !readJsonDate(entry, "resetsAt", reading.resetsAt) ||
+            !readRequiredDate(entry, "readAt", reading.readAt) ||
+            !readJsonDate(entry, "lastStatedReset", reading.lastStatedReset) ||
+            !readRequiredDate(entry, "lastStatedResetReadAt", reading.lastStatedResetReadAt)) {
+            return std::nullopt;
+        }
+        reading.usedPercent = *used;
+        readings.windows_[*window] = reading;
+    }
+    const auto newest = jsonString(json, "newest");
+    const auto found = std::find_if(std::begin(newestNames), std::end(newestNames),
+                                    [&](const auto& entry) { return newest == entry.second; });
+    const auto whole = jsonBool(json, "newestWhole");
+    const auto otherBuckets = jsonInteger(json, "otherBucketLines");
+    const Json* planType = jsonMember(json, "planType");
+    if (found == std::end(newestNames) || !whole || !otherBuckets || *otherBuckets < 0 ||
+        !planType || !(planType->is_null() || planType->is_string()) ||
+        !readJsonDate(json, "newestAt", readings.newestAt_) ||
+        !readJsonDate(json, "withoutRateLimits", readings.withoutRateLimits_) ||
+        !readRequiredDate(json, "planTypeAt", readings.planTypeAt_)) {
+        return std::nullopt;
+    }
+    readings.newest_ = found->first;
+    readings.newestWhole_ = *whole;
+    readings.otherBucketLines_ = static_cast<uint64_t>(*otherBuckets);
+    if (planType->is_string()) {
+        readings.planType_ = planType->get<std::string>();
+    }
+    return readings;
 }
 
 }  // namespace gaugely

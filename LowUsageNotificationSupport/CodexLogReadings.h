@@ -8,6 +8,7 @@
 #include "LowUsageNotificationSupport/CodexLogLine.h"
 #include "LowUsageNotificationSupport/CodexPlan.h"
 #include "LowUsageNotificationSupport/Date.h"
+#include "LowUsageNotificationSupport/Json.h"
 
 namespace gaugely {
 
@@ -87,6 +88,12 @@ class CodexLogReadings {
     std::optional<Date> nextChangeAfter(Date now) const;
 
     bool operator==(const CodexLogReadings&) const = default;
+
+    // Everything taken so far, so a later process can go on from here: one that takes only the
+    // lines appended since ends where one taking every line would.
+    Json toJson() const;
+    // None unless every field reads.
+    static std::optional<CodexLogReadings> fromJson(const Json& json);
 
   private:
     void noteNewest(Date at, Newest what, bool whole);

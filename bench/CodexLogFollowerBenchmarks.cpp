@@ -10,11 +10,14 @@
 
 #include "Meterlane/Posix/PosixFileSystem.h"
 #include "Meterlane/Reader/CodexLogFollower.h"
+#include "Meterlane/Reader/CodexLogProgress.h"
 
 // The follower over a 200 MB session log on the real disk: what a first look reads (backwards
 // to the reading near the end) and what a later look reads after about 10 KB were appended. Then
 // a tree of many sessions: the first look's search past 300 newer sessions that hold only their
-// metadata, and a quiet look over 2,000 session files (every one statted, nothing read).
+// metadata, and a quiet look over 2,000 session files (every one statted, nothing read). Last, what
+// a run of `gaugely usage` does over that tree when nothing changed since the run before: read
+// back what that run kept, list and stat the tree, and read no file.
 
 namespace gaugely {
 namespace {
@@ -224,6 +227,29 @@ void codexLogQuietLook(benchmark::State& state) {
     state.counters["bytesRead"] = static_cast<double>(after.bytesRead - before.bytesRead);
 }
 BENCHMARK(codexLogQuietLook)->Unit(benchmark::kMicrosecond);
+
+void codexLogResumedLook(benchmark::State& state) {
+    ManySessions& sessions = manySessions();
+    PosixFileSystem files;
+    CodexLogFollower first(files, sessions.home(), settleOnEveryLine);
+    first.look();
+    CodexLogProgress kept;
+    kept.codexFolder = sessions.home();
+    kept.source.follower = first.memory();
+    const std::string record = encodeJson(kept);
+    CodexLogFollowerStatistics last;
+    for (auto _ : state) {
+        const auto progress = decodeJson<CodexLogProgress>(record);
+        CodexLogFollower follower(files, sessions.home(), settleOnEveryLine);
+        follower.resume(progress->source.follower, [] { std::abort(); });
+        follower.look();
+        last = follower.statistics();
+    }
+    state.counters["recordBytes"] = static_cast<double>(record.size());
+    state.counters["statuses"] = static_cast<double>(last.statuses);
+    state.counters["bytesRead"] = static_cast<double>(last.bytesRead);
+}
+BENCHMARK(codexLogResumedLook)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 }  // namespace gaugely

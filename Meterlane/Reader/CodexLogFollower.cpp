@@ -83,6 +83,12 @@ void CodexLogFollower::look() {
     } else {
         restatSessionFiles();
     }
+    if (resumed_) {
+        resumed_ = false;
+        if (!memoryStillHolds()) {
+            forgetMemory();
+        }
+    }
     handleFiles();
     status_.sessionFiles = sessionFiles_.size();
     status_.unreadablePaths = scanUnreadable_ + lookUnreadable_;
@@ -226,6 +232,77 @@ void CodexLogFollower::keepFewFilesOpen() {
               [](const auto& a, const auto& b) { return a.first > b.first; });
     for (std::size_t i = limits_.openFiles; i < open.size(); ++i) {
         open[i].second->file.reset();
+    }
+}
+
+CodexLogFollowerMemory CodexLogFollower::memory() const {
+    CodexLogFollowerMemory memory;
+    memory.settledAsOf = settledAsOf_;
+    memory.candidateLines = status_.candidateLines;
+    memory.acceptedLines = status_.acceptedLines;
+    const std::string prefix = sessionsFolder() + "/";
+    for (const auto& [path, file] : files_) {
+        // A file that could not be read, or was lost while it was, is searched again anyway.
+        if (file->problem != FileProblem::none || file->identity == 0 ||
+            !path.starts_with(prefix)) {
+            continue;
+        }
+        // The unfinished line is read again from its start once it grows.
+        const uint64_t offset =
+            file->offset - std::min<uint64_t>(file->offset, file->partial.size());
+        memory.files.push_back(CodexLogFollowerMemory::File{
+            path.substr(prefix.size()), file->identity, file->seen.size, file->seen.modified,
+            offset, file->skipping, file->unsureOfLineStart, file->copiesUntil});
+    }
+    return memory;
+}
+
+void CodexLogFollower::resume(const CodexLogFollowerMemory& memory,
+                              std::function<void()> forgotten) {
+    files_.clear();
+    resumed_ = true;
+    forgotten_ = std::move(forgotten);
+    for (const auto& remembered : memory.files) {
+        auto file = std::make_unique<FollowedFile>();
+        file->identity = remembered.identity;
+        file->seen.isRegularFile = true;
+        file->seen.size = remembered.size;
+        file->seen.modified = remembered.modified;
+        file->seen.identity = remembered.identity;
+        file->offset = std::min(remembered.offset, remembered.size);
+        file->skipping = remembered.skipping;
+        file->unsureOfLineStart = remembered.unsureOfLineStart && file->offset > 0;
+        file->copiesUntil = remembered.copiesUntil;
+        files_[sessionsFolder() + "/" + remembered.path] = std::move(file);
+    }
+    settledAsOf_ = memory.settledAsOf;
+    // Files met from now on are new sessions (or forks): each is searched.
+    searched_ = true;
+    status_.candidateLines = memory.candidateLines;
+    status_.acceptedLines = memory.acceptedLines;
+}
+
+bool CodexLogFollower::memoryStillHolds() const {
+    return std::all_of(files_.begin(), files_.end(), [this](const auto& entry) {
+        const auto found = sessionFiles_.find(entry.first);
+        if (found == sessionFiles_.end()) {
+            return false;
+        }
+        const FileStatus& now = found->second;
+        const FileStatus& then = entry.second->seen;
+        return now.identity == then.identity && now.size >= then.size &&
+               (now.size > then.size || now.modified == then.modified);
+    });
+}
+
+void CodexLogFollower::forgetMemory() {
+    files_.clear();
+    settledAsOf_.reset();
+    searched_ = false;
+    status_.candidateLines = 0;
+    status_.acceptedLines = 0;
+    if (forgotten_) {
+        forgotten_();
     }
 }
 

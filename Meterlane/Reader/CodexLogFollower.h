@@ -72,6 +72,32 @@ struct CodexLogFollowerStatistics {
     uint64_t searchedFiles = 0;
 };
 
+// What a follower learnt of the files it read, so a follower of a later process can go on where
+// it stopped: a file whose status is as noted is not read at all, one that grew has only its
+// appended bytes read. An unfinished last line is not kept: it is read again once it grows.
+struct CodexLogFollowerMemory {
+    struct File {
+        // Below the sessions folder: "2026/11/20/rollout-….jsonl".
+        std::string path;
+        uint64_t identity = 0;
+        uint64_t size = 0;
+        Date modified;
+        // Bytes before this have been taken in.
+        uint64_t offset = 0;
+        bool skipping = false;
+        bool unsureOfLineStart = false;
+        std::optional<Date> copiesUntil;
+
+        bool operator==(const File&) const = default;
+    };
+    std::vector<File> files;
+    std::optional<Date> settledAsOf;
+    uint64_t candidateLines = 0;
+    uint64_t acceptedLines = 0;
+
+    bool operator==(const CodexLogFollowerMemory&) const = default;
+};
+
 // Reads the usage lines Codex appends to its session logs under
 // `codexHome/sessions/YYYY/MM/DD/rollout-*.jsonl`.
 //
@@ -110,6 +136,15 @@ class CodexLogFollower {
     // One look at the folders and the session files.
     void look();
 
+    // What the looks so far have learnt; and, before the first look, goes on from what another
+    // follower of the same folder learnt. The first look still lists the whole tree; a file not
+    // remembered is searched as a new one. When a remembered file is gone, or was replaced,
+    // shrunk or written over (its size unchanged but not its modification time), what it gave
+    // may no longer be there: the memory is dropped, `forgotten` runs (so the handler drops what
+    // it took from it too), and the look searches as a first look would.
+    CodexLogFollowerMemory memory() const;
+    void resume(const CodexLogFollowerMemory& memory, std::function<void()> forgotten);
+
     const CodexLogFollowerStatus& status() const { return status_; }
     const CodexLogFollowerStatistics& statistics() const { return statistics_; }
     // The folders whose changes matter: the sessions folder and every year, month and day folder
@@ -141,6 +176,8 @@ class CodexLogFollower {
                     std::size_t& budget);
     bool foldersChanged();
     void restatSessionFiles();
+    bool memoryStillHolds() const;
+    void forgetMemory();
     void handleFiles();
     void keepFewFilesOpen();
     void follow(const std::string& path, FollowedFile& file, const FileStatus& status);
@@ -173,6 +210,9 @@ class CodexLogFollower {
     // What the handler said last: the readings are settled as of this time.
     std::optional<Date> settledAsOf_;
     bool searched_ = false;
+    // Resumed from another follower's memory, not yet checked against the tree.
+    bool resumed_ = false;
+    std::function<void()> forgotten_;
     std::size_t looksSinceScan_ = 0;
     std::size_t scanUnreadable_ = 0;
     FileProblem scanLastProblem_ = FileProblem::none;

@@ -68,6 +68,27 @@ CodexLogFollower::LineVerdict CodexLogSource::handleLine(std::string_view line,
     return {true, settledAsOf_};
 }
 
+CodexLogSourceMemory CodexLogSource::memory() const {
+    return CodexLogSourceMemory{follower_->memory(), unrecognisedLines_, copiedLines_,
+                                newestLineAt_, settledAsOf_};
+}
+
+void CodexLogSource::resume(const CodexLogSourceMemory& memory, std::function<void()> forgotten) {
+    follower_->resume(memory.follower, [this, forgotten = std::move(forgotten)] {
+        unrecognisedLines_ = 0;
+        copiedLines_ = 0;
+        newestLineAt_.reset();
+        settledAsOf_.reset();
+        if (forgotten) {
+            forgotten();
+        }
+    });
+    unrecognisedLines_ = memory.unrecognisedLines;
+    copiedLines_ = memory.copiedLines;
+    newestLineAt_ = memory.newestLineAt;
+    settledAsOf_ = memory.settledAsOf;
+}
+
 CodexLogsState CodexLogSource::state() const {
     CodexLogsState state;
     state.looked = looked_;

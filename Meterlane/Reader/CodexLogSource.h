@@ -31,6 +31,10 @@ struct CodexLogEnvironment {
     DocumentStore& usageHistory;
     const TimeFormatter& timeFormatter;
     std::string homeFolder;
+    // Keep how far the logs were read, and what they said, in the defaults, and go on from there
+    // when started again: for a process that looks once and exits. The app follows the logs as
+    // long as it runs and needs none of it.
+    bool keepsProgress = false;
 };
 
 // What reading the logs has found so far: the settings window's line and `gaugely usage` say
@@ -52,6 +56,17 @@ struct CodexLogsState {
     bool operator==(const CodexLogsState&) const = default;
 };
 
+// What a source learnt, for a later process to go on from (see CodexLogFollowerMemory).
+struct CodexLogSourceMemory {
+    CodexLogFollowerMemory follower;
+    uint64_t unrecognisedLines = 0;
+    uint64_t copiedLines = 0;
+    std::optional<Date> newestLineAt;
+    std::optional<Date> settledAsOf;
+
+    bool operator==(const CodexLogSourceMemory&) const = default;
+};
+
 // One running source: a follower of the chosen folder kept looking by a watcher, with the lines
 // decoded here so that nothing but rate limits reaches the reader, and a fork's copies of its
 // parent's lines never do.
@@ -71,6 +86,10 @@ class CodexLogSource {
 
     void start();
     CodexLogsState state() const;
+    CodexLogSourceMemory memory() const;
+    // Before `start`; `forgotten` runs if the first look finds the memory no longer holds (see
+    // CodexLogFollower::resume), and the lines taken must be dropped.
+    void resume(const CodexLogSourceMemory& memory, std::function<void()> forgotten);
     const CodexLogFollower& follower() const { return *follower_; }
 
   private:

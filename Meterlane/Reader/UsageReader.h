@@ -155,6 +155,8 @@ class UsageReader {
     // The chosen folder with "~" expanded; what is read.
     std::string codexLogsFolderPath() const;
     const CodexLogsState& codexLogsState() const { return codexLogsState_; }
+    // What reading the logs has cost in this process; none while they are not read.
+    std::optional<CodexLogFollowerStatistics> codexLogStatistics() const;
     void setCodexLogsEnabled(bool enabled);
     void setCodexLogsFolder(std::string folder);
     // A usage line from the logs, committed at once; tests call it (the source hands its lines
@@ -249,6 +251,8 @@ class UsageReader {
     void restoreCodexLogSettings();
     void startCodexLogSource();
     void codexLogSourceLooked();
+    void resumeCodexLogProgress();
+    void saveCodexLogProgress();
     std::optional<Date> takeCodexLogLine(const CodexLogLineDecoding& decoding);
     void commitCodexLogReadings();
     void wakeForCodexLogChange();
@@ -313,6 +317,8 @@ class UsageReader {
     // What the logs have said: committed when it can be, and tried again after a run ends or the
     // plan changes, since the follower hands each line over only once.
     CodexLogReadings codexLogReadings_;
+    // The progress record as last read or written, so an unchanged one is not written again.
+    std::optional<std::string> savedCodexLogProgress_;
     bool codexLogReadingsWaiting_ = false;
     std::map<QuotaWindow, Date> codexLogPassedResets_;
     // Wakes the reader when a window's reset time passes with no newer line.

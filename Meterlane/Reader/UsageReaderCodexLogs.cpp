@@ -9,6 +9,7 @@
 #include <string>
 #include <utility>
 
+#include "Meterlane/Reader/CodexLogProgress.h"
 #include "Meterlane/Reader/UsageReader.h"
 #include "Meterlane/Reader/UserDefaultsKeys.h"
 
@@ -96,7 +97,54 @@ void UsageReader::startCodexLogSource() {
         codexLogEnvironment_->fileSystem, env_.mainQueue, codexLogsFolderPath(),
         [this](const CodexLogLineDecoding& decoding) { return takeCodexLogLine(decoding); },
         [this] { codexLogSourceLooked(); });
+    resumeCodexLogProgress();
     codexLogSource_->start();
+}
+
+void UsageReader::resumeCodexLogProgress() {
+    savedCodexLogProgress_.reset();
+    if (!codexLogEnvironment_->keepsProgress) {
+        return;
+    }
+    const auto bytes = env_.preferences.dataValue(defaultsKey::codexLogsProgress);
+    if (!bytes) {
+        return;
+    }
+    // Taken whole or not at all: a record that does not read, or was read from another folder,
+    // leaves a first look to search the logs as if there were none (and is replaced after it).
+    auto progress = decodeJson<CodexLogProgress>(*bytes);
+    if (!progress) {
+        env_.log.write(logSubsystem, codexLogsLogCategory, LogLevel::error,
+                       "How far Codex's logs were read could not be read; reading them afresh");
+        return;
+    }
+    if (progress->codexFolder != codexLogsFolderPath()) {
+        return;
+    }
+    savedCodexLogProgress_ = *bytes;
+    codexLogSource_->resume(progress->source, [this] { codexLogReadings_ = CodexLogReadings{}; });
+    codexLogReadings_ = std::move(progress->readings);
+}
+
+void UsageReader::saveCodexLogProgress() {
+    // A look that could not list the sessions folder learnt nothing to replace the record with.
+    if (!codexLogEnvironment_->keepsProgress ||
+        codexLogSource_->follower().status().folderProblem != FileProblem::none) {
+        return;
+    }
+    std::string bytes = encodeJson(
+        CodexLogProgress{codexLogsFolderPath(), codexLogSource_->memory(), codexLogReadings_});
+    if (bytes != savedCodexLogProgress_) {
+        env_.preferences.setData(defaultsKey::codexLogsProgress, bytes);
+        savedCodexLogProgress_ = std::move(bytes);
+    }
+}
+
+std::optional<CodexLogFollowerStatistics> UsageReader::codexLogStatistics() const {
+    if (!codexLogSource_) {
+        return std::nullopt;
+    }
+    return codexLogSource_->follower().statistics();
 }
 
 void UsageReader::codexLogSourceLooked() {
@@ -110,6 +158,7 @@ void UsageReader::codexLogSourceLooked() {
     if (!codexLogReadings_.isEmpty()) {
         commitCodexLogReadings();
     }
+    saveCodexLogProgress();
 }
 
 std::optional<Date> UsageReader::takeCodexLogLine(const CodexLogLineDecoding& decoding) {

@@ -21,5 +21,7 @@ inline constexpr std::string_view quotaResetNotificationState = "quota-reset-not
 inline constexpr std::string_view readCodexLogsEnabled = "read-codex-logs-enabled-v1";
 inline constexpr std::string_view codexLogsFolder = "codex-logs-folder-v1";
 inline constexpr std::string_view usageSnapshotSources = "usage-snapshot-sources-v1";
+// Kept only where the environment asks for it (a command that reads the logs once and exits).
+inline constexpr std::string_view codexLogsProgress = "codex-logs-progress-v1";
 inline constexpr std::string_view profileMenuLocation = "profile-menu-location-v1";
 }  // namespace gaugely::defaultsKey

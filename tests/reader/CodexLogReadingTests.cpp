@@ -299,6 +299,8 @@ TEST(CodexLogReading, ASessionFileIsReadOnlyWhileTheSourceIsOn) {
     EXPECT_EQ(off.lastUpdated(), at);
     EXPECT_EQ(off.codexLogsState().follower.acceptedLines, 1u);
     EXPECT_EQ(world.files.activeWatches(), 1u);
+    // The app follows the logs while it runs: how far it read is not kept in its defaults.
+    EXPECT_FALSE(world.preferences.dataValue(defaultsKey::codexLogsProgress));
 
     // Off again: the watch goes, and nothing more is read.
     off.setCodexLogsEnabled(false);

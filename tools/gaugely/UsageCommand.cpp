@@ -41,6 +41,7 @@ namespace {
 constexpr const char* usageHelp =
     "Usage: gaugely usage [--plan freeGo|plus|pro] [--codex-home DIR] [--watch]\n"
     "                     [--json | --format TEMPLATE | --waybar] [--notify] [--defaults FILE]\n"
+    "                     [--stats]\n"
     "                     [--install-service | --uninstall-service]\n"
     "\n"
     "Shows your real Codex usage, read from Codex's own session logs: the menu bar text, the\n"
@@ -75,6 +76,9 @@ constexpr const char* usageHelp =
     "                     com.vostrel.gaugely.usage.json); its usage history is kept beside\n"
     "                     FILE as FILE.history.json (default: $XDG_DATA_HOME/gaugely/\n"
     "                     com.vostrel.gaugely.usage.history.json)\n"
+    "  --stats            at the end, on standard error, what reading the logs took: the bytes\n"
+    "                     read, files opened, paths statted and folders listed. A run that\n"
+    "                     finds nothing appended since the last one reads no bytes\n"
     "  --install-service  write the systemd user service gaugely-usage.service, which runs\n"
     "                     gaugely usage --watch --notify (with the --plan, --codex-home and\n"
     "                     --defaults given here), into $XDG_CONFIG_HOME/systemd/user/ (or\n"
@@ -113,6 +117,7 @@ struct UsageOptions {
     std::optional<std::string> format;
     bool waybar = false;
     bool notify = false;
+    bool stats = false;
     bool installService = false;
     bool uninstallService = false;
     bool help = false;
@@ -126,6 +131,7 @@ constexpr OptionShape usageOptionShapes[] = {{"--plan", true},
                                              {"--format", true},
                                              {"--waybar", false},
                                              {"--notify", false},
+                                             {"--stats", false},
                                              {"--install-service", false},
                                              {"--uninstall-service", false}};
 
@@ -150,6 +156,8 @@ std::variant<UsageOptions, std::string> parseOptions(const std::vector<std::stri
             options.waybar = true;
         } else if (name == "--notify") {
             options.notify = true;
+        } else if (name == "--stats") {
+            options.stats = true;
         } else if (name == "--install-service") {
             options.installService = true;
         } else if (name == "--uninstall-service") {
@@ -220,6 +228,15 @@ UsageView::Style viewStyle(const UsageOptions& options) {
     return options.watch && isTerminal(STDOUT_FILENO) && terminalCanRedraw()
                ? UsageView::Style::live
                : UsageView::Style::text;
+}
+
+// The line of --stats.
+std::string logStatisticsText(const UsageReader& reader) {
+    const auto statistics = reader.codexLogStatistics().value_or(CodexLogFollowerStatistics{});
+    return "Codex's logs: " + std::to_string(statistics.bytesRead) + " bytes read, " +
+           std::to_string(statistics.opens) + " files opened, " +
+           std::to_string(statistics.statuses) + " paths statted, " +
+           std::to_string(statistics.lists) + " folders listed\n";
 }
 
 // How often a watched status line looks whether its age has moved on: its finest step is a
@@ -329,19 +346,24 @@ int runUsageCommand(const std::vector<std::string>& arguments, CommandStreams st
     reader.setCodexLogsFolder(folder);
     reader.setCodexLogsEnabled(true);
 
-    reader.attachCodexLogs(CodexLogEnvironment{files, history, formatter, home});
+    // A prompt runs this at every line: it goes on from where the last run stopped reading.
+    reader.attachCodexLogs(CodexLogEnvironment{files, history, formatter, home, true});
     choosePlusForLogsWithoutPlan(reader);
     const auto showReading = [&] {
         rememberReadingHome(defaults, codexHome);
         view.reading(reader);
     };
     if (!options.watch) {
-        if (!showsLogReading(reader)) {
+        const bool found = showsLogReading(reader);
+        if (found) {
+            showReading();
+        } else {
             view.nothingFound(reader);
-            return exitNoResult;
         }
-        showReading();
-        return exitSuccess;
+        if (options.stats) {
+            streams.err << logStatisticsText(reader);
+        }
+        return found ? exitSuccess : exitNoResult;
     }
 
     StopSignals signals;
@@ -379,6 +401,9 @@ int runUsageCommand(const std::vector<std::string>& arguments, CommandStreams st
     loop.run(&signals);
     reader.removeObserver(observer);
     view.close();
+    if (options.stats) {
+        streams.err << logStatisticsText(reader);
+    }
     return signals.signal() ? StopSignals::exitStatus(*signals.signal()) : exitSuccess;
 }
 

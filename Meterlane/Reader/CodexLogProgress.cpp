@@ -1,0 +1,135 @@
+#include "Meterlane/Reader/CodexLogProgress.h"
+
+#include <algorithm>
+
+#include "LowUsageNotificationSupport/JsonDate.h"
+
+namespace gaugely {
+namespace {
+
+std::optional<uint64_t> readCount(const Json& object, std::string_view key) {
+    const Json* member = jsonMember(object, key);
+    if (!member || !member->is_number_unsigned()) {
+        return std::nullopt;
+    }
+    return member->get<uint64_t>();
+}
+
+// Below the sessions folder and nowhere else: year, month and day folders and a file name.
+bool isRememberedPath(const std::string& path) {
+    if (path.empty() || path.front() == '/' || path.find('\0') != std::string::npos) {
+        return false;
+    }
+    std::size_t start = 0;
+    while (start <= path.size()) {
+        const std::size_t end = std::min(path.find('/', start), path.size());
+        const std::string_view part = std::string_view(path).substr(start, end - start);
+        if (part.empty() || part == "." || part == "..") {
+            return false;
+        }
+        start = end + 1;
+    }
+    return true;
+}
+
+Json fileJson(const CodexLogFollowerMemory::File& file) {
+    Json json = Json::object();
+    json["path"] = file.path;
+    json["identity"] = file.identity;
+    json["size"] = file.size;
+    json["modified"] = file.modified.timeIntervalSinceReferenceDate;
+    json["offset"] = file.offset;
+    json["skipping"] = file.skipping;
+    json["unsureOfLineStart"] = file.unsureOfLineStart;
+    json["copiesUntil"] = jsonDate(file.copiesUntil);
+    return json;
+}
+
+std::optional<CodexLogFollowerMemory::File> fileFromJson(const Json& json) {
+    if (!json.is_object()) {
+        return std::nullopt;
+    }
+    CodexLogFollowerMemory::File file;
+    const auto path = jsonString(json, "path");
+    const auto identity = readCount(json, "identity");
+    const auto size = readCount(json, "size");
+    const auto offset = readCount(json, "offset");
+    const auto skipping = jsonBool(json, "skipping");
+    const auto unsure = jsonBool(json, "unsureOfLineStart");
+    std::optional<Date> modified;
+    if (!path || !isRememberedPath(*path) || !identity || !size || !offset || *offset > *size ||
+        !skipping || !unsure || !readJsonDate(json, "modified", modified) || !modified ||
+        !readJsonDate(json, "copiesUntil", file.copiesUntil)) {
+        return std::nullopt;
+    }
+    file.path = *path;
+    file.identity = *identity;
+    file.size = *size;
+    file.modified = *modified;
+    file.offset = *offset;
+    file.skipping = *skipping;
+    file.unsureOfLineStart = *unsure;
+    return file;
+}
+
+}  // namespace
+
+Json CodexLogProgress::toJson() const {
+    Json files = Json::array();
+    for (const auto& file : source.follower.files) {
+        files.push_back(fileJson(file));
+    }
+    Json json = Json::object();
+    json["codexFolder"] = codexFolder;
+    json["files"] = std::move(files);
+    json["settledAsOf"] = jsonDate(source.follower.settledAsOf);
+    json["candidateLines"] = source.follower.candidateLines;
+    json["acceptedLines"] = source.follower.acceptedLines;
+    json["unrecognisedLines"] = source.unrecognisedLines;
+    json["copiedLines"] = source.copiedLines;
+    json["newestLineAt"] = jsonDate(source.newestLineAt);
+    json["sourceSettledAsOf"] = jsonDate(source.settledAsOf);
+    json["readings"] = readings.toJson();
+    return json;
+}
+
+std::optional<CodexLogProgress> CodexLogProgress::fromJson(const Json& json) {
+    if (!json.is_object()) {
+        return std::nullopt;
+    }
+    CodexLogProgress progress;
+    const auto folder = jsonString(json, "codexFolder");
+    const Json* files = jsonMember(json, "files");
+    const Json* readings = jsonMember(json, "readings");
+    const auto candidate = readCount(json, "candidateLines");
+    const auto accepted = readCount(json, "acceptedLines");
+    const auto unrecognised = readCount(json, "unrecognisedLines");
+    const auto copied = readCount(json, "copiedLines");
+    if (!folder || folder->empty() || !files || !files->is_array() || !readings || !candidate ||
+        !accepted || !unrecognised || !copied ||
+        !readJsonDate(json, "settledAsOf", progress.source.follower.settledAsOf) ||
+        !readJsonDate(json, "newestLineAt", progress.source.newestLineAt) ||
+        !readJsonDate(json, "sourceSettledAsOf", progress.source.settledAsOf)) {
+        return std::nullopt;
+    }
+    for (const Json& entry : *files) {
+        auto file = fileFromJson(entry);
+        if (!file) {
+            return std::nullopt;
+        }
+        progress.source.follower.files.push_back(std::move(*file));
+    }
+    auto decoded = CodexLogReadings::fromJson(*readings);
+    if (!decoded) {
+        return std::nullopt;
+    }
+    progress.codexFolder = *folder;
+    progress.source.follower.candidateLines = *candidate;
+    progress.source.follower.acceptedLines = *accepted;
+    progress.source.unrecognisedLines = *unrecognised;
+    progress.source.copiedLines = *copied;
+    progress.readings = std::move(*decoded);
+    return progress;
+}
+
+}  // namespace gaugely
