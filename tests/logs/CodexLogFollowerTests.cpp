@@ -166,16 +166,6 @@ TEST(CodexLogFollower, AFollowedFileThatIsReplacedShrinksOrGoesIsReadAfreshOrDro
     }
 }
 
-std::string sessionMeta(const std::string& id, const std::string& forkedFrom, int minute,
-                        int second = 0) {
-    const std::string stamp = "2026-11-21T09:" + std::string(minute < 10 ? "0" : "") +
-                              std::to_string(minute) + ":" + (second < 10 ? "0" : "") +
-                              std::to_string(second) + ".000Z";
-    return R"({"timestamp":")" + stamp + R"(","type":"session_meta","payload":{"id":")" + id +
-           "\"" + (forkedFrom.empty() ? "" : R"(,"forked_from_id":")" + forkedFrom + "\"") +
-           R"(,"timestamp":")" + stamp + R"(","cwd":"/p","originator":"codex_cli_rs"}})" + "\n";
-}
-
 // Newest first by modification time, whichever day's folder holds the file; a file last written
 // before the time the readings are settled as of holds no newer line and is not read.
 TEST(CodexLogFollower, ASearchGoesNewestFirstAcrossFilesUntilNoOlderLineCanMatter) {
@@ -199,7 +189,11 @@ TEST(CodexLogFollower, ASearchGoesNewestFirstAcrossFilesUntilNoOlderLineCanMatte
         world.accepts = c.accepts;
         world.settledAsOf = c.settledAsOf;
         // A Codex start that wrote only its session's metadata, the newest of all.
-        world.files.writeFile(day + "/rollout-a.jsonl", sessionMeta("a", "", 50), at(50));
+        world.files.writeFile(
+            day + "/rollout-a.jsonl",
+            R"({"timestamp":"2026-11-21T09:50:00.000Z","type":"session_meta","payload":{"id":"a"}})"
+            "\n",
+            at(50));
         world.files.writeFile(day + "/rollout-b.jsonl", usageLine(2), at(40));
         world.files.writeFile(older + "/rollout-c.jsonl", usageLine(3), at(30));
         world.files.writeFile(older + "/rollout-d.jsonl", usageLine(4), at(20));
