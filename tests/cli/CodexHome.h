@@ -106,8 +106,7 @@ class CodexHome {
     const fs::path& home() const { return home_; }
 
     // A session begun at `at`, its `session_meta` written; a fork names its parent.
-    Session start(double at, const std::optional<std::string>& forkedFrom = std::nullopt,
-                  bool namesParent = true) {
+    Session start(double at, const std::optional<std::string>& forkedFrom = std::nullopt) {
         const std::string id = uuid7(at, ++sessions_);
         const auto whole = static_cast<std::time_t>(at);
         std::tm local{};
@@ -119,8 +118,7 @@ class CodexHome {
         Session session{id, home_ / "sessions" / folder /
                                 ("rollout-" + std::string(started) + "-" + id + ".jsonl")};
         fs::create_directories(session.file.parent_path());
-        append(session, at, "session_meta",
-               sessionMeta(id, namesParent ? forkedFrom : std::nullopt, at));
+        append(session, at, "session_meta", sessionMeta(id, forkedFrom, at));
         return session;
     }
 
@@ -142,9 +140,8 @@ class CodexHome {
 
     // A fork made at `at` of `parent`, copying its first `copiedLines` lines (its session_meta
     // first) each stamped anew within the same few milliseconds, as Codex writes a fork.
-    Session fork(const Session& parent, double at, std::size_t copiedLines,
-                 bool namesParent = true) {
-        Session child = start(at, parent.id, namesParent);
+    Session fork(const Session& parent, double at, std::size_t copiedLines) {
+        Session child = start(at, parent.id);
         const std::vector<std::string>& lines = written_.at(parent.file);
         double stamp = at;
         for (std::size_t i = 0; i < copiedLines && i < lines.size(); ++i) {
@@ -185,25 +182,10 @@ class CodexHome {
     }
 
     std::string cliVersion() const {
-        switch (generation_) {
-            case CodexGeneration::flat:
-                return "0.39.0";
-            case CodexGeneration::resetsInSeconds:
-                return "0.41.0";
-            case CodexGeneration::resetsAtText:
-                return "0.46.0";
-            case CodexGeneration::resetsAtUnix:
-                return "0.50.0";
-            case CodexGeneration::credits:
-                return "0.60.0";
-            case CodexGeneration::planType:
-                return "0.70.0";
-            case CodexGeneration::buckets:
-                return "0.104.0";
-            case CodexGeneration::reachedType:
-                return "0.120.0";
-        }
-        return "";
+        // One version per generation, oldest first.
+        static constexpr const char* versions[] = {"0.39.0", "0.41.0", "0.46.0",  "0.50.0",
+                                                   "0.60.0", "0.70.0", "0.104.0", "0.120.0"};
+        return versions[static_cast<int>(generation_)];
     }
 
     Json window(const std::optional<RateWindow>& stated, double lineAt) const {

@@ -42,34 +42,23 @@ struct GoldenScenario {
 
 const GoldenScenario goldenScenarios[] = {
     {"demo",
-     {"▸ You click the refresh item.", "countdown: 10", "countdown: 1\n",
-      "notification: [Codex Usage Low] 5h usage remaining: 18%",
-      "notification: [Codex Usage Reset] 5h usage reset — 100% available",
-      "Next automatic refresh: 09:00:32", "Scenario demo ended at +01:02.000"}},
+     {"notification: [Codex Usage Low] 5h usage remaining: 18%",
+      "notification: [Codex Usage Reset] 5h usage reset — 100% available"}},
     {"first-run",
-     {"menu bar: ◔ Set plan", "Choose your Codex plan", "alert: Choose Your Codex Plan",
-      "[Continue]  choices: Free / Go | Plus | Pro", "alert: Accessibility Permission Required",
-      "System Settings → Privacy & Security → Accessibility\n", "[Open System Settings] [Not Now]",
+     {"alert: Choose Your Codex Plan", "alert: Accessibility Permission Required",
       "menu bar: ◔ 5h 72% · W 40%"}},
     {"manual", {"manual: final outcome success — snapshot committed; cleanup closed"}},
     {"automatic", {"countdown: 10", "automatic: final outcome success — snapshot committed"}},
     {"deferred",
-     {"Automatic refresh deferred because the user is active",
-      "Refresh deferred — try again when Codex is idle",
-      "final outcome deferred — Automatic refresh deferred while you are active.",
+     {"final outcome deferred — Automatic refresh deferred while you are active.",
       "automatic: final outcome success"}},
     {"low-usage", {"notification: [Codex Usage Low] 5h usage remaining: 18%"}},
     {"reset", {"notification: [Codex Usage Reset] 5h usage reset — 100% available"}},
-    {"codex-not-running",
-     {"Open Codex to refresh usage", "Automatic refresh deferred because Codex is not running",
-      "Next automatic refresh: 09:01:15"}},
+    {"codex-not-running", {"Automatic refresh deferred because Codex is not running"}},
     {"update",
-     {"update-framework: found build 4", "● Update Available",
-      "updater: refresh gate refused: a refresh is reading Codex",
-      "updater: message: A refresh is still finishing. Try Update & Restart again shortly.",
-      "updater: refresh gate closed", "updater: receipt written: build 3 → 4",
-      "updater: message: Update complete: Gaugely 1.0.4 is running.",
-      "updater: receipt after the start: none"}},
+     {"updater: refresh gate refused: a refresh is reading Codex",
+      "updater: receipt written: build 3 → 4",
+      "updater: message: Update complete: Gaugely 1.0.4 is running."}},
 };
 
 // Test output names the scenario rather than dumping the parameter's bytes.
@@ -268,12 +257,6 @@ TEST_F(Simulate, TheReadmeQuotesTheDemo) {
     }
 }
 
-}  // namespace
-}  // namespace gaugely::tooltest
-
-namespace gaugely::tooltest {
-namespace {
-
 // One line of --stats' table.
 struct StatisticsRow {
     std::string kind;
@@ -315,54 +298,42 @@ std::vector<StatisticsRow> statisticsRows(const std::string& out) {
     return rows;
 }
 
-// A session's later manual refreshes at 1 ms per round trip: each line of the table has the
-// blocked time, the time from request to end and the menu's dwell; the goals hold.
-TEST_F(Simulate, RepeatedRefreshesAtALatencyShowTheirCostPerRefresh) {
-    const ToolResult result =
-        run({"simulate", "--virtual", "--scenario", "manual", "--plan", "plus", "--defaults",
-             path("d.json"), "--ax-latency", "1", "--refreshes", "3", "--stats"});
-    ASSERT_EQ(result.status, 0) << result.err;
-    EXPECT_NE(result.out.find("Refresh statistics: 3 refreshes\n"), std::string::npos);
-    EXPECT_NE(result.out.find("main thread blocked per refresh: "), std::string::npos);
-    const std::vector<StatisticsRow> rows = statisticsRows(result.out);
-    ASSERT_EQ(rows.size(), 3u) << result.out;
-    for (std::size_t refresh = 0; refresh < rows.size(); ++refresh) {
-        const StatisticsRow& row = rows[refresh];
-        EXPECT_EQ(row.kind, "manual") << row.line;
-        EXPECT_NE(row.line.find("success — snapshot committed; cleanup closed"), std::string::npos);
-        EXPECT_NEAR(row.axBlocked, static_cast<double>(row.roundTrips) / 1000.0, 1e-6) << row.line;
-        // The longest block is one of the main thread's blocks, all of which fall in the run.
-        EXPECT_GT(row.longestBlock, 0.0) << row.line;
-        EXPECT_LE(row.longestBlock, row.mainBlocked) << row.line;
-        EXPECT_LE(row.mainBlocked, row.requestToEnd) << row.line;
-        if (refresh > 0) {
+// Manual refreshes at 1 ms per round trip, run twice on one defaults file: each line of the
+// table has the blocked time, the time from request to end and the menu's dwell. Where Codex's
+// menu appears is kept in the file, so only the very first refresh pays for finding it; every
+// other one, the first after a restart too, meets the goals.
+TEST_F(Simulate, RefreshesShowTheirCostAndOnlyTheFirstEverOnePaysForTheSearch) {
+    const std::vector<std::string> arguments{
+        "simulate",    "--virtual",  "--scenario",   "manual",       "--plan",
+        "plus",        "--defaults", path("d.json"), "--ax-latency", "1",
+        "--refreshes", "3",          "--stats"};
+    for (const bool restarted : {false, true}) {
+        const ToolResult result = run(arguments);
+        ASSERT_EQ(result.status, 0) << result.err;
+        EXPECT_NE(result.out.find("main thread blocked per refresh: "), std::string::npos);
+        const std::vector<StatisticsRow> rows = statisticsRows(result.out);
+        ASSERT_EQ(rows.size(), 3u) << result.out;
+        for (std::size_t refresh = 0; refresh < rows.size(); ++refresh) {
+            const StatisticsRow& row = rows[refresh];
+            EXPECT_EQ(row.kind, "manual") << row.line;
+            EXPECT_NE(row.line.find("success — snapshot committed; cleanup closed"),
+                      std::string::npos);
+            EXPECT_NEAR(row.axBlocked, static_cast<double>(row.roundTrips) / 1000.0, 1e-6)
+                << row.line;
+            // The longest block is one of the main thread's blocks, all of which fall in the run.
+            EXPECT_GT(row.longestBlock, 0.0) << row.line;
+            EXPECT_LE(row.longestBlock, row.mainBlocked) << row.line;
+            EXPECT_LE(row.mainBlocked, row.requestToEnd) << row.line;
+            if (refresh == 0 && !restarted) {
+                EXPECT_GT(row.roundTrips, 9000u) << row.line;
+                continue;
+            }
             EXPECT_LE(row.roundTrips, 9000u) << row.line;
             EXPECT_LE(row.inMenu, 400u) << row.line;
             EXPECT_LE(row.requestToEnd, 10.0) << row.line;
             EXPECT_LE(row.menuOpen, 1.0) << row.line;
         }
     }
-}
-
-// Where Codex's menu appears is kept in the defaults file: a second run on it refreshes at the
-// cost of a later refresh of one session, not at the first one's.
-TEST_F(Simulate, TheFirstRefreshAfterARestartCostsWhatALaterOneDoes) {
-    const std::vector<std::string> arguments{
-        "simulate",   "--virtual",    "--scenario",   "manual", "--plan", "plus",
-        "--defaults", path("d.json"), "--ax-latency", "1",      "--stats"};
-    const ToolResult first = run(arguments);
-    const ToolResult restarted = run(arguments);
-    ASSERT_EQ(first.status, 0) << first.err;
-    ASSERT_EQ(restarted.status, 0) << restarted.err;
-    const auto before = statisticsRows(first.out);
-    const auto after = statisticsRows(restarted.out);
-    ASSERT_EQ(before.size(), 1u) << first.out;
-    ASSERT_EQ(after.size(), 1u) << restarted.out;
-    EXPECT_GT(before[0].roundTrips, 9000u) << before[0].line;
-    EXPECT_LE(after[0].roundTrips, 9000u) << after[0].line;
-    EXPECT_LE(after[0].menuOpen, 1.0) << after[0].line;
-    EXPECT_NE(after[0].line.find("success — snapshot committed; cleanup closed"),
-              std::string::npos);
 }
 
 // The story's clock stands still while Codex answers, and a scenario runs until its refreshes

@@ -20,102 +20,30 @@
 namespace gaugely::tooltest {
 namespace {
 
-// Runs the tool with a terminal as its standard output, as a person at a terminal does, and
-// returns everything it drew.
-std::string runOnTerminal(const std::vector<std::string>& arguments,
-                          const std::vector<std::pair<std::string, std::string>>& environment) {
-    int master = -1;
-    winsize size{};
-    size.ws_col = 100;
-    size.ws_row = 40;
-    const pid_t child = ::forkpty(&master, nullptr, nullptr, &size);
-    if (child == 0) {
-        ::unsetenv("NO_COLOR");
-        ::setenv("TZ", "UTC", 1);
-        ::setenv("LC_ALL", "C", 1);
-        for (const auto& [name, value] : environment) {
-            ::setenv(name.c_str(), value.c_str(), 1);
-        }
-        std::vector<char*> argv{const_cast<char*>(GAUGELY_TOOL_PATH)};
-        for (const std::string& argument : arguments) {
-            argv.push_back(const_cast<char*>(argument.c_str()));
-        }
-        argv.push_back(nullptr);
-        ::execv(GAUGELY_TOOL_PATH, argv.data());
-        ::_exit(127);
-    }
-    std::string output;
-    char buffer[4096];
-    while (true) {
-        const ssize_t got = ::read(master, buffer, sizeof buffer);
-        if (got > 0) {
-            output.append(buffer, static_cast<std::size_t>(got));
-        } else if (got < 0 && errno == EINTR) {
-            continue;
-        } else {
-            break;  // EIO once the child has closed its side
-        }
-    }
-    ::close(master);
-    int status = 0;
-    ::waitpid(child, &status, 0);
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << output;
-    return output;
-}
-
 using TerminalView = ToolTest;
 
 bool has(const std::string& text, std::string_view piece) {
     return text.find(piece) != std::string::npos;
 }
 
-TEST_F(TerminalView, TellsTheStoryAndHonoursTheTerminalsLimits) {
-    const struct {
-        const char* name;
-        std::vector<std::pair<std::string, std::string>> environment;
-        bool verbose;
-        bool redraws, colours, stages;
-    } cases[] = {
-        {"a capable terminal", {{"TERM", "xterm-256color"}}, false, true, true, false},
-        {"--verbose adds the trace", {{"TERM", "xterm-256color"}}, true, true, true, true},
-        {"NO_COLOR", {{"TERM", "xterm-256color"}, {"NO_COLOR", "1"}}, false, true, false, false},
-        // An empty NO_COLOR asks for nothing.
-        {"empty NO_COLOR", {{"TERM", "xterm"}, {"NO_COLOR", ""}}, false, true, true, false},
-        // A terminal that cannot move its cursor gets the piped form, every line of it.
-        {"TERM=dumb", {{"TERM", "dumb"}}, false, false, false, true},
-    };
-    for (const auto& c : cases) {
-        fs::remove(path("defaults.json"));
-        std::vector<std::string> arguments = {
-            "simulate", "--scenario", "manual",
-            "--plan",   "plus",       "--speed",
-            "200",      "--defaults", path("defaults.json").string()};
-        if (c.verbose) {
-            arguments.push_back("--verbose");
-        }
-        const std::string out = runOnTerminal(arguments, c.environment);
-        EXPECT_EQ(has(out, "\x1b[K"), c.redraws) << c.name;
-        EXPECT_EQ(has(out, "\x1b[36m\u25B8 You click the refresh item."), c.colours) << c.name;
-        EXPECT_EQ(has(out, "manual: profile control found at"), c.stages) << c.name;
-        // What the user did and how the run ended always show.
-        EXPECT_TRUE(has(out, "You click the refresh item.")) << c.name;
-        EXPECT_TRUE(has(out, "manual: final outcome success \u2014 snapshot committed")) << c.name;
-    }
-}
-
 // The tool on a terminal of its own while the test goes on: the test waits for what it expects
 // to be drawn (up to a generous limit; it never times anything), acts, and reads the rest.
 class TerminalSession {
   public:
-    TerminalSession(const std::vector<std::string>& arguments, unsigned short columns) {
+    TerminalSession(const std::vector<std::string>& arguments, unsigned short columns,
+                    const std::vector<std::pair<std::string, std::string>>& environment = {
+                        {"TERM", "xterm-256color"}}) {
         winsize size{};
         size.ws_col = columns;
         size.ws_row = 30;
         child_ = ::forkpty(&master_, nullptr, nullptr, &size);
         if (child_ == 0) {
-            ::setenv("TERM", "xterm-256color", 1);
+            ::unsetenv("NO_COLOR");
             ::setenv("TZ", "UTC", 1);
             ::setenv("LC_ALL", "C", 1);
+            for (const auto& [name, value] : environment) {
+                ::setenv(name.c_str(), value.c_str(), 1);
+            }
             std::vector<char*> argv{const_cast<char*>(GAUGELY_TOOL_PATH)};
             for (const std::string& argument : arguments) {
                 argv.push_back(const_cast<char*>(argument.c_str()));
@@ -146,6 +74,11 @@ class TerminalSession {
     // Stops the tool as Ctrl-C does and returns its exit status.
     int interrupt() {
         ::kill(child_, SIGINT);
+        return finish();
+    }
+
+    // Reads all the tool draws until it ends; its exit status.
+    int finish() {
         while (readSome(20'000)) {
         }
         int status = 0;
@@ -176,6 +109,42 @@ class TerminalSession {
     pid_t child_ = -1;
     std::string output_;
 };
+
+TEST_F(TerminalView, TellsTheStoryAndHonoursTheTerminalsLimits) {
+    const struct {
+        const char* name;
+        std::vector<std::pair<std::string, std::string>> environment;
+        bool verbose;
+        bool redraws, colours, stages;
+    } cases[] = {
+        {"a capable terminal", {{"TERM", "xterm-256color"}}, false, true, true, false},
+        {"--verbose adds the trace", {{"TERM", "xterm-256color"}}, true, true, true, true},
+        {"NO_COLOR", {{"TERM", "xterm-256color"}, {"NO_COLOR", "1"}}, false, true, false, false},
+        // An empty NO_COLOR asks for nothing.
+        {"empty NO_COLOR", {{"TERM", "xterm"}, {"NO_COLOR", ""}}, false, true, true, false},
+        // A terminal that cannot move its cursor gets the piped form, every line of it.
+        {"TERM=dumb", {{"TERM", "dumb"}}, false, false, false, true},
+    };
+    for (const auto& c : cases) {
+        fs::remove(path("defaults.json"));
+        std::vector<std::string> arguments = {
+            "simulate", "--scenario", "manual",
+            "--plan",   "plus",       "--speed",
+            "200",      "--defaults", path("defaults.json").string()};
+        if (c.verbose) {
+            arguments.push_back("--verbose");
+        }
+        TerminalSession session(arguments, 100, c.environment);
+        EXPECT_EQ(session.finish(), 0) << c.name << session.output();
+        const std::string& out = session.output();
+        EXPECT_EQ(has(out, "\x1b[K"), c.redraws) << c.name;
+        EXPECT_EQ(has(out, "\x1b[36m\u25B8 You click the refresh item."), c.colours) << c.name;
+        EXPECT_EQ(has(out, "manual: profile control found at"), c.stages) << c.name;
+        // What the user did and how the run ended always show.
+        EXPECT_TRUE(has(out, "You click the refresh item.")) << c.name;
+        EXPECT_TRUE(has(out, "manual: final outcome success \u2014 snapshot committed")) << c.name;
+    }
+}
 
 // A usage line as Codex appends it at 14:`minute`: the 5-hour window with `used` percent,
 // resetting in an hour.

@@ -38,24 +38,11 @@ TEST_F(Usage, ReadsTheNewestUsageLineOrSaysWhereItLooked) {
         std::vector<std::string> out;
         std::vector<std::string> err;
     } cases[] = {
-        {"plus, from the newest of two days",
-         {"--codex-home", fixture("plus")},
-         0,
-         // Times derived from the logs in the one clock of the locale, each with its day.
-         {" ◔ 5h 72% · W 40%\n", " 5h      72%", "Reset Jan 1, 2099, 15:45\n",
-          "Reset Sep 12, 2099, 09:00\n", "Last updated: Nov 21, 14:02 · from Codex's logs\n",
-          "newest usage line at Nov 21, 14:02\n"},
-         {}},
         {"logs that show another plan say which",
          {"--codex-home", fixture("plus"), "--plan", "pro"},
          1,
          {},
          {"gaugely usage: Codex's logs show the Plus plan; choose it with --plan plus\n"}},
-        {"free / go",
-         {"--codex-home", fixture("free-go"), "--plan", "freeGo"},
-         0,
-         {" ◔ M 85%\n"},
-         {}},
         {"a plan whose windows the logs lack",
          {"--codex-home", fixture("free-go"), "--plan", "plus"},
          1,
@@ -81,7 +68,6 @@ TEST_F(Usage, ReadsTheNewestUsageLineOrSaysWhereItLooked) {
          {},
          {"--format: unknown placeholder {5h.left}"}},
         {"--json and a status line", {"--json", "--waybar"}, 2, {}, {"do not go together"}},
-        {"a bad plan", {"--plan", "team"}, 2, {}, {"unknown plan \"team\""}},
     };
     for (const auto& c : cases) {
         fs::remove(path("usage.json"));
@@ -103,15 +89,8 @@ TEST_F(Usage, JsonIsOneObjectAReadingAndStateIsKeptBesideTheDefaults) {
     const ToolResult result = usage({"--codex-home", fixture("plus"), "--json"});
     ASSERT_EQ(result.status, 0) << result.err;
     ASSERT_EQ(std::count(result.out.begin(), result.out.end(), '\n'), 1);
-    const Json json = Json::parse(result.out);
-    EXPECT_EQ(json["type"], "reading");
-    EXPECT_EQ(json["plan"], "plus");
-    EXPECT_EQ(json["source"], "codexLogs");
-    EXPECT_EQ(json["readAt"], "2026-11-21T14:02:55Z");
-    EXPECT_EQ(json["windows"][0]["remaining"], 72);
-    EXPECT_EQ(json["windows"][0]["text"], "72%");
-    EXPECT_EQ(json["windows"][0]["resetsAt"], "2099-01-01T15:45:00Z");
-    EXPECT_TRUE(json["windows"][1]["pace"].is_null());  // the sample is long past its last hour
+    // The sample is long past its last hour: no pace.
+    EXPECT_TRUE(Json::parse(result.out)["windows"][1]["pace"].is_null());
     EXPECT_TRUE(fs::exists(path("usage.json")));
     EXPECT_TRUE(fs::exists(path("usage.json.history.json")));
 
@@ -136,16 +115,6 @@ TEST_F(Usage, StatusLinesForPromptsAndBars) {
     EXPECT_TRUE(line.out.ends_with("d}\n")) << line.out;
     EXPECT_EQ(line.err, "");
 
-    const ToolResult bar = usage({"--codex-home", fixture("plus"), "--waybar"});
-    ASSERT_EQ(bar.status, 0) << bar.err;
-    const Json waybar = Json::parse(bar.out);
-    EXPECT_EQ(waybar["text"], "5h 72% \u00B7 W 40%");
-    EXPECT_EQ(waybar["alt"], "normal");
-    EXPECT_EQ(waybar["class"], Json::array({"normal", "stale"}));
-    EXPECT_EQ(waybar["percentage"], 40);
-    EXPECT_EQ(waybar["tooltip"],
-              "Plus\n5h 72% \u00B7 Reset Jan 1, 2099, 15:45\nWeekly 40% \u00B7 Reset Sep 12, 2099, "
-              "09:00\nData may be outdated\nLast updated: Nov 21, 14:02 \u00B7 from Codex's logs");
     // --format gives the bar its text.
     EXPECT_EQ(Json::parse(usage({"--codex-home", fixture("free-go"), "--plan", "freeGo", "--waybar",
                                  "--format", "<{monthly}>"})
@@ -248,20 +217,6 @@ TEST_F(Usage, WatchShowsEachNewReadingWithItsNotifications) {
             << now + 86'400 << "}}}}\n";
         EXPECT_TRUE(waitFor(mode.second)) << mode.name << "\n" << readFile(path("out"));
         EXPECT_TRUE(waitFor(mode.notification)) << mode.name << "\n" << readFile(path("out"));
-        if (std::string(mode.name) == "text") {
-            // A session resumed in the previous day's file: Codex appends where it began.
-            std::ofstream(
-                path("codex/sessions/2026/11/20/rollout-2026-11-20T09-00-00-0199a7f2-sample.jsonl"),
-                std::ios::app)
-                << "{\"timestamp\":\"2026-11-21T14:20:00.000Z\",\"type\":\"event_msg\","
-                   "\"payload\":{\"type\":\"token_count\",\"info\":null,\"rate_limits\":{"
-                   "\"primary\":{\"used_percent\":90.0,\"window_minutes\":300,\"resets_at\":"
-                << now + 3600
-                << "},\"secondary\":{\"used_percent\":62.0,\"window_minutes\":10080,"
-                   "\"resets_at\":"
-                << now + 86'400 << "},\"credits\":null,\"plan_type\":\"plus\"}}}\n";
-            EXPECT_TRUE(waitFor(" ◔ 5h 10% · W 38%")) << readFile(path("out"));
-        }
         if (std::string(mode.name) != "text") {
             // Standard output holds only the mode's own lines.
             std::istringstream lines(readFile(path("out")));

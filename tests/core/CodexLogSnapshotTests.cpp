@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "LowUsageNotificationSupport/CodexLogSnapshot.h"
-#include "LowUsageNotificationSupport/ProProfileUsageMenuParser.h"
 #include "LowUsageNotificationSupport/UsageMenuText.h"
 #include "Meterlane/Posix/IcuTimeFormatter.h"
 #include "core/CorePrinters.h"
@@ -104,16 +103,10 @@ TEST(CodexLogSnapshot, GivesEachPlanWhatItsMenuShowsOrSaysWhyNot) {
          R::missingWindow},
         {"free, monthly has reset", CodexPlan::freeGo, resetNow(monthly), absent, 60,
          UsageSnapshot{.monthly = "100%", .monthlyReset = "Sep 25"}, accepted},
-        {"free, written in the future", CodexPlan::freeGo, monthly, absent, -3600, noSnapshot,
-         R::futureTimestamp},
-        {"pro, with the weekly reset the menu lacks", CodexPlan::pro, fiveHour, weekly, 60, pro,
-         accepted},
         {"pro needs only weekly", CodexPlan::pro, absent, weekly, 60, pro, accepted},
         {"pro, a reset 5h does not matter", CodexPlan::pro, resetNow(fiveHour), weekly, 60, pro,
          accepted},
         {"pro without weekly", CodexPlan::pro, fiveHour, absent, 60, noSnapshot, R::missingWindow},
-        {"pro, weekly has reset", CodexPlan::pro, fiveHour, resetNow(weekly), 60,
-         UsageSnapshot{.weekly = "100%", .weeklyReset = "Sep 25"}, accepted},
         {"pro, share not finite", CodexPlan::pro, fiveHour,
          used(weekly, std::numeric_limits<double>::infinity()), 60, noSnapshot,
          R::unreadablePercent},
@@ -169,14 +162,6 @@ TEST(CodexLogReadings, KeepEachWindowsNewestReadingAcrossLinesBucketsAndNulls) {
          "55%",
          std::nullopt,
          true},
-        {"another bucket with a 5h window only",
-         {line(at(5), fh(30, fiveHourReset), wk(45)),
-          line(at(6), fh(88, fiveHourReset), std::nullopt, std::nullopt, "codex_bengalfox")},
-         "70%",
-         "1:30 PM",
-         "55%",
-         std::nullopt,
-         true},
         {"a window of unknown length leaves that window as it was",
          {line(at(5), fh(30, fiveHourReset), wk(45)),
           line(at(9), fh(40, fiveHourReset), window(50, std::nullopt, oct1))},
@@ -189,13 +174,6 @@ TEST(CodexLogReadings, KeepEachWindowsNewestReadingAcrossLinesBucketsAndNulls) {
          {line(at(5), fh(90, fiveHourReset), wk(45)), line(at(9), fh(100), wk(46))},
          "0%",
          "1:30 PM",
-         "54%",
-         std::nullopt,
-         false},
-        {"a kept reset time that has passed shows the window reset",
-         {line(at(5), fh(90, now.addingTimeInterval(-60)), wk(45)), line(at(9), fh(100), wk(46))},
-         "100%",
-         "12:59 PM",
          "54%",
          std::nullopt,
          false},
@@ -331,7 +309,6 @@ TEST(CodexLogPlanType, NamesThePlansWeHaveWindowsFor) {
     EXPECT_EQ(codexPlanForLogPlanType("pro"), CodexPlan::pro);
     EXPECT_EQ(codexPlanForLogPlanType("prolite"), std::nullopt);
     EXPECT_EQ(codexPlanForLogPlanType("team"), std::nullopt);
-    EXPECT_EQ(logPlanTypeTitle("team"), "Team");
     EXPECT_EQ(logPlanTypeTitle("prolite"), "Pro Lite");
     EXPECT_EQ(logPlanTypeTitle("self_serve_business_usage_based"),
               "Self serve business usage based");
@@ -346,10 +323,8 @@ TEST(CodexLogRemainingPercent, RoundsDownSoAnAlertIsNeverLate) {
         {-0.0, 100},
         {12.5, 87},
         {0.1, 99},
-        {33.3, 66},
         {99, 1},
         {99.9, 0},
-        {100.0, 0},
         {103, 0},
         {-1, std::nullopt},
         {-0.001, std::nullopt},
@@ -366,97 +341,13 @@ TEST(CodexLogWindowLength, NamesOnlyTheLengthsCodexUses) {
         int minutes;
         std::optional<QuotaWindow> window;
     } cases[] = {
-        {300, QuotaWindow::fiveHour},
-        {299, std::nullopt},
-        {10'080, QuotaWindow::weekly},
-        {40'319, std::nullopt},
-        {40'320, QuotaWindow::monthly},
-        {43'200, QuotaWindow::monthly},
-        {44'640, QuotaWindow::monthly},
-        {44'641, std::nullopt},
-        {0, std::nullopt},
+        {300, QuotaWindow::fiveHour},   {299, std::nullopt},
+        {10'080, QuotaWindow::weekly},  {40'319, std::nullopt},
+        {40'320, QuotaWindow::monthly}, {44'640, QuotaWindow::monthly},
+        {44'641, std::nullopt},         {0, std::nullopt},
     };
     for (const auto& c : cases) {
         EXPECT_EQ(quotaWindowForMinutes(c.minutes), c.window) << c.minutes;
-    }
-}
-
-// The menu's lines for the same figures, as Codex writes them.
-std::optional<UsageSnapshot> menuSnapshot(CodexPlan plan, int remaining,
-                                          const std::string& resetText, int weeklyRemaining,
-                                          const std::string& weeklyReset) {
-    const std::string left = std::to_string(remaining) + "% left";
-    switch (plan) {
-        case CodexPlan::plus:
-            return usageSnapshotFromUsageRemainingMenu(
-                plan, {"Usage remaining", "5h", left, "Resets " + resetText, "Weekly",
-                       std::to_string(weeklyRemaining) + "% left", "Resets " + weeklyReset});
-        case CodexPlan::freeGo:
-            return usageSnapshotFromUsageRemainingMenu(
-                plan, {"Usage remaining", "Monthly", left, "Resets " + resetText});
-        case CodexPlan::pro: {
-            const auto values = ProProfileUsageMenuParser::parse(
-                {"Signed in", "Personal", "Settings", "Usage remaining",
-                 "Weekly limit " + std::to_string(weeklyRemaining) + "% left", "Keyboard shortcuts",
-                 "Log out"},
-                [] { return std::vector<std::string>{}; });
-            if (!values) {
-                return std::nullopt;
-            }
-            UsageSnapshot result;
-            result.weekly = values->percentage;
-            return result;
-        }
-    }
-    return std::nullopt;
-}
-
-TEST(CodexLogSnapshot, ReadsTheSameAsTheMenuWithTheSameFigures) {
-    const struct {
-        CodexPlan plan;
-        double used;
-        int remaining;
-        double resetsAtUnix;
-        const char* resetText;
-        double weeklyUsed;
-        int weeklyRemaining;
-        double weeklyResetsAtUnix;
-        const char* weeklyResetText;
-    } cases[] = {
-        {CodexPlan::plus, 12.5, 87, 1758845100, "12:05 AM", 40, 60, 1759276800, "Oct 1"},
-        {CodexPlan::plus, 0, 100, 1758834420, "9:07 PM", 99.9, 0, 1767225540, "Dec 31"},
-        {CodexPlan::plus, 100, 0, 1758812400, "3:00 PM", 0.5, 99, 1788220800, "Sep 1"},
-        {CodexPlan::freeGo, 15.2, 84, 1788220800, "Sep 1", 0, 0, 0, ""},
-        {CodexPlan::freeGo, 103, 0, 1767225540, "Dec 31", 0, 0, 0, ""},
-        {CodexPlan::pro, 0, 0, 0, "", 60.01, 39, 1759276800, "Oct 1"},
-        {CodexPlan::pro, 0, 0, 0, "", 0, 100, 1767225540, "Dec 31"},
-    };
-    for (const auto& c : cases) {
-        CodexLogUsageLine written = line(now, std::nullopt, std::nullopt);
-        const int firstLength = c.plan == CodexPlan::freeGo ? 43'200 : fiveHourWindowMinutes;
-        written.primary = window(c.used, firstLength, Date::fromUnixTime(c.resetsAtUnix));
-        if (c.plan != CodexPlan::freeGo) {
-            written.secondary =
-                window(c.weeklyUsed, weeklyWindowMinutes, Date::fromUnixTime(c.weeklyResetsAtUnix));
-        }
-        const std::string context =
-            std::string(rawValue(c.plan)) + " " + c.resetText + " " + c.weeklyResetText;
-        // The test's formatter writes what the menu shows.
-        if (c.plan != CodexPlan::pro) {
-            const std::string_view pattern =
-                c.plan == CodexPlan::plus ? fiveHourResetPattern : dateResetPattern;
-            EXPECT_EQ(formatUtc(Date::fromUnixTime(c.resetsAtUnix), pattern), c.resetText);
-        }
-        const auto fromLog = codexLogSnapshot(c.plan, readingsOf({written}), now, formatUtc);
-        ASSERT_TRUE(fromLog.reading) << context;
-        auto fromMenu =
-            menuSnapshot(c.plan, c.remaining, c.resetText, c.weeklyRemaining, c.weeklyResetText);
-        ASSERT_TRUE(fromMenu) << context;
-        if (c.plan == CodexPlan::pro) {
-            // The logs also give the reset time the pro menu leaves out.
-            fromMenu->weeklyReset = c.weeklyResetText;
-        }
-        EXPECT_EQ(fromLog.reading->snapshot, *fromMenu) << context;
     }
 }
 

@@ -52,15 +52,11 @@ TEST(PlusUsageMenu, ReadsTheFiveHourAndWeeklySections) {
         {"a reset too far after the label is not found",
          {"5h", "72% left", farAway, "3:45 PM", "Weekly", "40% left"},
          plusSnapshot("72%", notFound, "40%", notFound)},
-        {"a date before a later weekly mention",
-         {"5h", "Weekly", "Sep 12", "resets weekly"},
-         plusSnapshot(notFound, notFound, notFound, "Sep 12")},
         {"a final line break after the label still counts",
          {"5h\n", "Weekly"},
          plusSnapshot(notFound, notFound, notFound, notFound)},
         {"weekly before 5h", {"Weekly", "40% left", "5h", "72% left", "Weekly"}, std::nullopt},
         {"no 5-hour label", {"Weekly", "40% left"}, std::nullopt},
-        {"the 5-hour label is not trimmed", {" 5h", "Weekly"}, std::nullopt},
         {"the 5-hour label must be the whole line", {"5h left", "Weekly"}, std::nullopt},
         {"no weekly label", {"5h", "72% left", "Weekly limit"}, std::nullopt},
     };
@@ -108,7 +104,6 @@ TEST(MonthlyUsageMenuParser, NeedsTheLabelThenBothValues) {
          {{"85%", "Oct 3"}}},
         {"values in either order", {"Monthly", "Resets Jun 9", "12%"}, {{"12%", "Jun 9"}}},
         {"no date", {"Monthly", "85% left"}, std::nullopt},
-        {"no percentage", {"Monthly", "Resets Oct 3"}, std::nullopt},
         {"no label", {"Monthly limit", "85% left", "Resets Oct 3"}, std::nullopt},
         {"a month name inside a word is no date",
          {"Monthly", "85% left", "Resets Mayday 3"},
@@ -129,7 +124,6 @@ TEST(ProProfileUsageMenuParser, TakesExactlyOneMatchingTitleElseTheLegacyLayout)
     } cases[] = {
         {"one title", {"Settings", "Weekly limit 40% left", "Log out"}, "40%", 0},
         {"full and empty", {"Weekly limit 100% left"}, "100%", 0},
-        {"zero", {"Weekly limit 0% left"}, "0%", 0},
         {"two titles, even equal",
          {"Weekly limit 40% left", "Weekly limit 40% left"},
          std::nullopt,
@@ -137,7 +131,6 @@ TEST(ProProfileUsageMenuParser, TakesExactlyOneMatchingTitleElseTheLegacyLayout)
         {"two titles, one malformed", {"Weekly limit 40% left", "Weekly limit 07% left"}, "40%", 0},
         {"lower case falls back", {"weekly limit 40% left"}, "55%", 1},
         {"leading zero falls back", {"Weekly limit 07% left"}, "55%", 1},
-        {"above 100 falls back", {"Weekly limit 101% left"}, "55%", 1},
         {"trailing space falls back", {"Weekly limit 40% left "}, "55%", 1},
         {"no titles", {}, "55%", 1},
     };
@@ -164,7 +157,6 @@ TEST(ProProfileUsageMenuParser, LegacyLayoutLooksAtMostThreeLinesPastAUsageLabel
         {"fourth line is too far", {"Usage", "", "", "", "40% left"}, std::nullopt},
         {"the walk goes on after a label", {"Usage", "", "Usage", "", "", "9% left"}, "9%"},
         {"leading zero", {"Usage", "07% left"}, std::nullopt},
-        {"no space before left", {"Usage", "40%left"}, std::nullopt},
         {"Left is case-sensitive", {"Usage", "40% Left"}, std::nullopt},
         {"no label", {"Usage remaining", "40% left"}, std::nullopt},
     };

