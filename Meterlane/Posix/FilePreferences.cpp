@@ -1,5 +1,7 @@
 #include "Meterlane/Posix/FilePreferences.h"
 
+#include <fcntl.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -114,6 +116,7 @@ std::optional<Date> FilePreferences::dateValue(std::string_view key) {
 }
 
 void FilePreferences::store(std::string_view key, PreferenceValue value) {
+    changes_.insert_or_assign(std::string(key), value);
     values_.insert_or_assign(std::string(key), std::move(value));
     writeFile();
 }
@@ -145,6 +148,7 @@ void FilePreferences::remove(std::string_view key) {
         return;
     }
     values_.erase(found);
+    changes_.insert_or_assign(std::string(key), std::nullopt);
     writeFile();
 }
 
@@ -154,18 +158,59 @@ void FilePreferences::synchronize() {
     }
 }
 
+PreferenceValues FilePreferences::valuesToWrite() {
+    std::string contents;
+    int error = 0;
+    if (readWholeFile(file_, std::numeric_limits<std::size_t>::max(), contents, error) !=
+        WholeFileRead::ok) {
+        return values_;
+    }
+    auto onDisk = decodePreferencesDocument(contents);
+    if (!onDisk) {
+        moveAside(contents.empty() ? "it is empty" : "it is not a JSON object");
+        return values_;
+    }
+    for (auto& [key, value] : changes_) {
+        if (value) {
+            onDisk->insert_or_assign(key, *value);
+        } else if (const auto found = onDisk->find(key); found != onDisk->end()) {
+            onDisk->erase(found);
+        }
+    }
+    return std::move(*onDisk);
+}
+
 bool FilePreferences::writeFile() {
     if (!persistent_) {
         return false;
     }
     writePending_ = true;
+    // Held until the file is replaced, so another process's write in between is not lost.
+    const int folder = ::open(file_.parent_path().empty() ? "." : file_.parent_path().c_str(),
+                              O_RDONLY | O_CLOEXEC | O_DIRECTORY);
+    if (folder >= 0) {
+        ::flock(folder, LOCK_EX);
+    }
+    PreferenceValues values = valuesToWrite();
+    if (!persistent_) {
+        if (folder >= 0) {
+            ::close(folder);
+        }
+        return false;
+    }
     const std::string suffix = std::to_string(::getpid()) + "-" + std::to_string(++writeSequence_);
-    if (const auto failure =
-            replaceWholeFile(file_, encodePreferencesDocument(values_), suffix, writeObserver_)) {
+    const auto failure =
+        replaceWholeFile(file_, encodePreferencesDocument(values), suffix, writeObserver_);
+    if (folder >= 0) {
+        ::close(folder);
+    }
+    if (failure) {
         warning_("could not save preferences " + file_.string() + " (" + failure->step +
                  "): " + errorText(failure->error) + "; the change is kept in memory");
         return false;
     }
+    values_ = std::move(values);
+    changes_.clear();
     writePending_ = false;
     return true;
 }

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -18,6 +19,10 @@ namespace gaugely {
 // Every change rewrites the whole file atomically: a temporary file in the same folder is
 // written and flushed to disk, renamed over the old one, and the folder is flushed, so after a
 // crash at any point the file is either the old or the new version, never a mix.
+//
+// Several processes may share one file (a user service watching and a shell prompt's runs): a
+// write reads the file again under a lock on its folder and puts only this store's own changes
+// onto what it finds, so one process never writes back another's keys as it first read them.
 //
 // A file that cannot be decoded is moved aside ("<name>.corrupt-<n>") with a warning and the
 // store starts empty; it is never silently discarded. A file that exists but cannot be read at
@@ -74,11 +79,14 @@ class FilePreferences final : public Preferences {
     void load();
     void moveAside(const std::string& reason);
     bool writeFile();
+    PreferenceValues valuesToWrite();
 
     std::filesystem::path file_;
     WarningHandler warning_;
     WriteObserver writeObserver_;
     PreferenceValues values_;
+    // This store's changes since its last write, a removal as no value.
+    std::map<std::string, std::optional<PreferenceValue>, std::less<>> changes_;
     bool persistent_ = true;
     bool writePending_ = false;
     unsigned writeSequence_ = 0;

@@ -95,6 +95,25 @@ TEST_F(FilePreferencesTest, ValuesSurviveReopeningWithTheirTypes) {
     EXPECT_EQ(filesInFolder(), std::vector<fs::path>{file.filename()}) << "no temporary file left";
 }
 
+TEST_F(FilePreferencesTest, StoresSharingTheFileKeepEachOthersChanges) {
+    // A watching service and a prompt's run, each opened before the other's writes.
+    auto service = open();
+    auto prompt = open();
+    service->setString("reading", "service");
+    prompt->setString("progress", "prompt");
+    service->setString("notified", "low");
+    prompt->remove("reading");
+    service->setString("reading", "service again");
+    prompt->setString("progress", "prompt again");
+
+    auto reopened = open();
+    EXPECT_EQ(reopened->stringValue("reading"), "service again");
+    EXPECT_EQ(reopened->stringValue("progress"), "prompt again");
+    EXPECT_EQ(reopened->stringValue("notified"), "low");
+    EXPECT_EQ(prompt->stringValue("notified"), "low") << "a write takes in what it found";
+    EXPECT_TRUE(warnings.empty());
+}
+
 // Restores an environment variable when the test ends.
 class ScopedEnvironment {
   public:
