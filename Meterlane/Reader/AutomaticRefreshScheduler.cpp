@@ -24,9 +24,6 @@ AutomaticRefreshScheduler::AutomaticRefreshScheduler(UsageReader& reader)
 
 AutomaticRefreshScheduler::~AutomaticRefreshScheduler() {
     *alive_ = nullptr;
-    if (automaticRefreshTimer_) {
-        automaticRefreshTimer_->cancel();
-    }
 }
 
 double AutomaticRefreshScheduler::refreshInterval() const {

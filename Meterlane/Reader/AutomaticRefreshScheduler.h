@@ -37,7 +37,7 @@ class AutomaticRefreshScheduler {
 
   private:
     UsageReader& reader_;
-    std::shared_ptr<Cancellable> automaticRefreshTimer_;
+    TaskHandle automaticRefreshTimer_;
     std::unique_ptr<Subscription> workspaceWakeObserver_;
     std::unique_ptr<Subscription> applicationActiveObserver_;
     // Lets the tick and the observers notice that the scheduler is gone.

@@ -23,9 +23,6 @@ RefreshRun::RefreshRun(UsageReader& reader, RefreshRunKind kind, ElementLookupMo
 
 RefreshRun::~RefreshRun() {
     *alive_ = nullptr;
-    if (pendingStep_) {
-        pendingStep_->cancel();
-    }
 }
 
 void RefreshRun::start() {
@@ -99,10 +96,7 @@ void RefreshRun::finish(const RefreshRunOutcome& outcome,
     finished_ = true;
     finishRefreshTrace(outcome);
     stopRealInputMonitor();
-    if (pendingStep_) {
-        pendingStep_->cancel();
-        pendingStep_.reset();
-    }
+    pendingStep_.cancel();
     reader_.refreshRunEnded(statusMessage);
 }
 
@@ -110,10 +104,7 @@ void RefreshRun::abandon() {
     finished_ = true;
     trace_.reset();
     stopRealInputMonitor();
-    if (pendingStep_) {
-        pendingStep_->cancel();
-        pendingStep_.reset();
-    }
+    pendingStep_.cancel();
     reader_.refreshRunEnded(std::nullopt);
 }
 

@@ -138,7 +138,7 @@ class RefreshRun {
     RefreshCleanupResult cleanupResult_ = RefreshCleanupResult::notRequired;
     // Whether the last reading found a menu to read, for the message when the wait runs out.
     bool lastReadingFoundMenu_ = false;
-    std::shared_ptr<Cancellable> pendingStep_;
+    TaskHandle pendingStep_;
     bool finished_ = false;
     // Lets scheduled steps notice that the run is gone.
     std::shared_ptr<RefreshRun*> alive_;

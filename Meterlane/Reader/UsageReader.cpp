@@ -30,9 +30,7 @@ UsageReader::~UsageReader() {
     // Work items still on the queue hold only a weak reference and will find the reader gone.
     *alive_ = nullptr;
     codexLogSource_.reset();
-    for (const auto& item : countdownWorkItems_) {
-        item->cancel();
-    }
+    countdownWorkItems_.clear();
     activeRun_.reset();
     endedRun_.reset();
 }

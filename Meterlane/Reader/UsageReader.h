@@ -322,7 +322,7 @@ class UsageReader {
 
     // The run in progress, and the one that ended last (kept until the next begins, so its own
     // last step can finish safely).
-    std::vector<std::shared_ptr<Cancellable>> countdownWorkItems_;
+    std::vector<TaskHandle> countdownWorkItems_;
     uint64_t countdownGeneration_ = 0;
     RefreshRunGuard refreshRun_;
     std::unique_ptr<RefreshRun> activeRun_;

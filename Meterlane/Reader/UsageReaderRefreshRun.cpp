@@ -42,9 +42,6 @@ void UsageReader::scheduleCountdown(double after, uint64_t generation) {
 
 void UsageReader::cancelPendingCountdownWorkItems() {
     ++countdownGeneration_;
-    for (const auto& item : countdownWorkItems_) {
-        item->cancel();
-    }
     countdownWorkItems_.clear();
 }
 
@@ -69,7 +66,7 @@ void UsageReader::refreshRunEnded(std::optional<std::string> statusMessage) {
     }
     if (codexLogReadingsWaiting_) {
         // After the run has unwound, so the reading never lands inside it.
-        env_.mainQueue.async([alive = std::weak_ptr<UsageReader*>(alive_)] {
+        env_.mainQueue.post([alive = std::weak_ptr<UsageReader*>(alive_)] {
             const auto reader = alive.lock();
             if (reader && *reader && !(*reader)->activeRun_ &&
                 (*reader)->codexLogReadingsWaiting_) {

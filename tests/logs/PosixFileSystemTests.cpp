@@ -157,7 +157,7 @@ TEST_F(PosixLogsTest, InotifyTellsTheWatcherThroughTheRunLoop) {
     ASSERT_EQ(lines.size(), 2u);
     EXPECT_EQ(lines[1] + "\n", usageLine(2));
     EXPECT_LT(follower.statistics().looks, 4u);
-    backstop->cancel();
+    backstop.cancel();
 }
 
 TEST(PosixRunLoop, RunsWorkInOrderAndStopsOnRequestOrSignal) {
@@ -166,15 +166,15 @@ TEST(PosixRunLoop, RunsWorkInOrderAndStopsOnRequestOrSignal) {
     auto late = loop.asyncAfter(0.02, [&] { order.push_back("late"); });
     auto early = loop.asyncAfter(0, [&] { order.push_back("early"); });
     auto cancelled = loop.asyncAfter(0.01, [&] { order.push_back("cancelled"); });
-    cancelled->cancel();
+    cancelled.cancel();
     int ticks = 0;
     auto repeating = loop.scheduleRepeating(0.001, 0.001, 0, [&] {
         if (++ticks == 3) {
             order.push_back("third tick");
         }
     });
-    loop.asyncAfter(0.03, [&] {
-        repeating.reset();
+    auto drop = loop.asyncAfter(0.03, [&] {
+        repeating.cancel();
         order.push_back("dropped the timer");
     });
     loop.run();

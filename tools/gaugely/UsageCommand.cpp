@@ -367,11 +367,11 @@ int runUsageCommand(const std::vector<std::string>& arguments, CommandStreams st
                                         [&] { view.refresh(reader, showsLogReading(reader)); });
     }
     // A reading is published in steps; the view draws once they are all done.
-    std::shared_ptr<Cancellable> pendingUpdate;
+    TaskHandle pendingUpdate;
     const auto observer = reader.addObserver([&] {
         if (!pendingUpdate) {
             pendingUpdate = loop.async([&] {
-                pendingUpdate.reset();
+                pendingUpdate.cancel();
                 update();
             });
         }
