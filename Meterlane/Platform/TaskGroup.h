@@ -20,13 +20,12 @@ class TaskGroup {
 
     void after(double seconds, std::function<void()> work) {
         const uint64_t id = nextID_++;
-        tasks_.emplace(id,
-                       queue_.asyncAfter(seconds, [this, id, work = std::move(work)]() mutable {
-                           // Out of the closure first: leaving the group drops the handle.
-                           const std::function<void()> run = std::move(work);
-                           tasks_.erase(id);
-                           run();
-                       }));
+        tasks_.emplace(id, queue_.asyncAfter(seconds, [this, id, work = std::move(work)]() mutable {
+            // Out of the closure first: leaving the group drops the handle.
+            const std::function<void()> run = std::move(work);
+            tasks_.erase(id);
+            run();
+        }));
     }
 
     void cancelAll() { tasks_.clear(); }

@@ -142,12 +142,12 @@ void AutomaticRefreshScheduler::evaluateAutomaticRefresh() {
         recordPreflightDeferredAutomatic("Accessibility permission unavailable");
         return;
     }
-    if (reader_.countdown_) {
+    if (reader_.countdown()) {
         logSchedule("Automatic refresh deferred because a countdown is already active");
         recordPreflightDeferredAutomatic("another automatic countdown is active");
         return;
     }
-    if (reader_.automationInProgress_) {
+    if (reader_.automationInProgress()) {
         logSchedule("Automatic refresh deferred because another refresh is in progress");
         recordPreflightDeferredAutomatic("another refresh is in progress");
         return;

@@ -1,5 +1,6 @@
-// A refresh run from its start to the menu it opened: capturing the UI state, bringing Codex to
-// the front, the click and the wait for the menu; and the run's one end, `finish`.
+// A refresh run from its start to the menu it opened: capturing the UI state, the countdown,
+// bringing Codex to the front, the click and the wait for the menu; and the run's one end,
+// `finish`.
 #include "Meterlane/Reader/RefreshRun.h"
 
 #include <cmath>
@@ -11,19 +12,15 @@ namespace gaugely {
 namespace {
 
 constexpr double activationWait = 0.4;
+constexpr int countdownSeconds = 10;
 
 }  // namespace
 
 RefreshRun::RefreshRun(UsageReader& reader, RefreshRunKind kind, ElementLookupMode lookupMode,
                        ProfileMenuMemory& profileMenuMemory)
-    : reader_(reader),
-      kind_(kind),
-      lookup_(reader.search_, lookupMode, profileMenuMemory),
-      alive_(std::make_shared<RefreshRun*>(this)) {}
+    : reader_(reader), kind_(kind), lookup_(reader.search_, lookupMode, profileMenuMemory) {}
 
-RefreshRun::~RefreshRun() {
-    *alive_ = nullptr;
-}
+RefreshRun::~RefreshRun() = default;
 
 void RefreshRun::start() {
     // Accepted now: the look at the menu below is part of the request's cost.
@@ -37,6 +34,45 @@ void RefreshRun::start() {
     beginRefreshTrace(kind_, uiState_.profileMenuPresenceAtStart);
     trace_->requestedAt = requestedAt;
     recordRefreshTiming("refresh requested");
+}
+
+void RefreshRun::proceed() {
+    if (!isAutomatic()) {
+        reader_.setStatusMessage("Refreshing Codex usage...");
+        clickProfileControlDynamically();
+        return;
+    }
+    setCountdown(countdownSeconds);
+    reader_.setStatusMessage("Inspecting account control in 10...");
+    // Each tick at its whole second from now, rather than each a second after the last: a late
+    // tick does not push the click back.
+    for (int second = 1; second <= countdownSeconds; ++second) {
+        countdownTicks_.push_back(
+            reader_.env_.mainQueue.asyncAfter(second, [this, second] { countdownTick(second); }));
+    }
+    reader_.env_.log.write(logSubsystem, automaticRefreshLogCategory, LogLevel::info,
+                           "Automatic refresh countdown started");
+}
+
+void RefreshRun::countdownTick(int second) {
+    reader_.search_.forgetReads();
+    if (second >= countdownSeconds) {
+        clickProfileControlDynamically();
+        return;
+    }
+    if (!automaticCountdownMayContinue()) {
+        return;
+    }
+    const int left = countdownSeconds - second;
+    setCountdown(left);
+    reader_.setStatusMessage("Inspecting account control in " + std::to_string(left) + "...");
+}
+
+void RefreshRun::setCountdown(std::optional<int> secondsLeft) {
+    if (secondsLeft != countdown_) {
+        countdown_ = secondsLeft;
+        reader_.notifyObservers();
+    }
 }
 
 AXElement RefreshRun::applicationElement(const RunningApplication& codex) {
@@ -54,19 +90,11 @@ double RefreshRun::pollDelay(int attempt) {
 }
 
 void RefreshRun::scheduleAutomation(double after, std::function<void()> step) {
-    const uint64_t generation = reader_.refreshRun_.generation;
-    std::weak_ptr<RefreshRun*> alive = alive_;
-    pendingStep_ =
-        reader_.env_.mainQueue.asyncAfter(after, [alive, generation, step = std::move(step)] {
-            const auto run = alive.lock();
-            if (!run || *run == nullptr || (*run)->finished_ ||
-                !(*run)->reader_.refreshRun_.accepts(generation)) {
-                return;
-            }
-            // Codex's tree may have changed since the last step: nothing read before is trusted.
-            (*run)->reader_.search_.forgetReads();
-            step();
-        });
+    nextStep_ = reader_.env_.mainQueue.asyncAfter(after, [this, step = std::move(step)] {
+        // Codex's tree may have changed since the last step: nothing read before is trusted.
+        reader_.search_.forgetReads();
+        step();
+    });
 }
 
 void RefreshRun::pollAgain(int attempt, std::function<void(int)> step) {
@@ -88,28 +116,25 @@ void RefreshRun::endThroughRestoration(const std::optional<RunningApplication>& 
     restoreOwnedCodexMenuAfterRead(codex, cause, false);
 }
 
-void RefreshRun::finish(const RefreshRunOutcome& outcome,
+void RefreshRun::finish(std::optional<RefreshRunOutcome> outcome,
                         std::optional<std::string> statusMessage) {
     if (finished_) {
         return;
     }
     finished_ = true;
-    finishRefreshTrace(outcome);
-    stopRealInputMonitor();
-    pendingStep_.cancel();
-    reader_.refreshRunEnded(statusMessage);
-}
-
-void RefreshRun::abandon() {
-    finished_ = true;
+    if (outcome) {
+        finishRefreshTrace(*outcome);
+    }
     trace_.reset();
     stopRealInputMonitor();
-    pendingStep_.cancel();
-    reader_.refreshRunEnded(std::nullopt);
+    countdownTicks_.clear();
+    nextStep_.cancel();
+    setCountdown(std::nullopt);
+    reader_.refreshRunEnded(std::move(statusMessage));
 }
 
 void RefreshRun::clickProfileControlDynamically() {
-    reader_.publish(reader_.countdown_, std::optional<int>());
+    setCountdown(std::nullopt);
     if (!automaticCountdownMayContinue()) {
         return;
     }

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "LowUsageNotificationSupport/ProProfileUsageMenuParser.h"
 #include "LowUsageNotificationSupport/RefreshEndCause.h"
@@ -23,16 +24,16 @@ namespace gaugely {
 
 class UsageReader;
 
-// One accepted refresh request, from its acceptance to its single `finish(outcome)`: the countdown
-// it may have, bringing Codex to the front, the click on the profile control, focusing and
-// expanding "Usage remaining", reading until two readings agree, and putting back the menu it
-// opened. It owns what lives exactly as long as that: the captured UI state, the timing, the
-// trace, the real-input monitor, the stability rule and the focus baseline.
+// One accepted refresh request, from its acceptance to its single `finish`: the countdown it may
+// have, bringing Codex to the front, the click on the profile control, focusing and expanding
+// "Usage remaining", reading until two readings agree, and putting back the menu it opened. It
+// owns what lives exactly as long as that: the captured UI state, the timing, the trace, the
+// countdown, the real-input monitor, the stability rule and the focus baseline.
 //
 // The reader owns the run and survives it; the run changes the reader's published state only
-// through the reader. Main thread only. Every wait is a scheduled step carrying the run's
-// generation, so a step of an ended run does nothing; the run never sleeps and never sends a key
-// once it has finished.
+// through the reader. Main thread only. Every wait is a scheduled step whose handle the run holds:
+// finishing drops the countdown and the next step, and so does destroying the run, so nothing of
+// an ended run ever runs again; the run never sleeps and never sends a key once it has finished.
 class RefreshRun {
   public:
     RefreshRun(UsageReader& reader, RefreshRunKind kind, ElementLookupMode lookupMode,
@@ -43,10 +44,13 @@ class RefreshRun {
 
     // Captures the UI state (the menu's presence at the start) and begins the trace.
     void start();
+    // Counts down (an automatic run) or goes straight on to the click (a manual one).
+    void proceed();
 
     RefreshRunKind kind() const { return kind_; }
     bool isAutomatic() const { return kind_ == RefreshRunKind::automatic; }
-    bool hasFinished() const { return finished_; }
+    // The seconds an automatic run's countdown has left; none once it is over.
+    std::optional<int> countdown() const { return countdown_; }
     const RefreshUIState& refreshUIState() const { return uiState_; }
     const RefreshTiming& refreshTiming() const { return timing_; }
     const RealInputMonitor* realInputMonitor() const { return realInputMonitor_.get(); }
@@ -80,8 +84,8 @@ class RefreshRun {
     void deferForAutomaticRefreshSwitchedOff();
     // An update installation is about to begin; a run still counting down has sent nothing yet.
     void deferForUpdateInstallation();
-    // A plan change abandons the run without a trace line and without sending any key.
-    void abandon();
+    // A plan change abandons the run without a final trace line and without sending any key.
+    void abandon() { finish(std::nullopt, std::nullopt); }
 
     // The trace.
     void recordRefreshStage(std::string_view stage, std::optional<std::string_view> detail = {});
@@ -93,9 +97,12 @@ class RefreshRun {
     static constexpr int lastPollAttempt = 13;
 
   private:
-    // The run's one end: the final trace line, the outcome published, the monitor stopped, and
-    // the reader told that no run is in progress.
-    void finish(const RefreshRunOutcome& outcome, std::optional<std::string> statusMessage);
+    // The run's one end: the final trace line and the outcome published (none when the run is
+    // abandoned), the countdown and the next step dropped, the monitor stopped, and the reader
+    // told that no run is in progress. A run ends once.
+    void finish(std::optional<RefreshRunOutcome> outcome, std::optional<std::string> statusMessage);
+    void countdownTick(int second);
+    void setCountdown(std::optional<int> secondsLeft);
     void endThroughRestoration(const std::optional<RunningApplication>& codex,
                                RefreshEndCause cause);
     // Schedules `step` with the next attempt after the back-off delay of `attempt`.
@@ -117,8 +124,8 @@ class RefreshRun {
                              const Rect& controlFrame, Point point);
     std::optional<UsageSnapshot> usageSnapshotFromUsageRemainingMenu(const AXElement& menu);
     std::optional<ProProfileUsageValues> proProfileUsageValues(const AXElement& menu);
-    std::optional<UsageSnapshot> readDirectProfileUsage(const RunningApplication& codex,
-                                                        const AXElement& menu);
+    // `ambiguous`: several titles carry a value, and waiting will not make one of them right.
+    std::optional<UsageSnapshot> readDirectProfileUsage(const AXElement& menu, bool& ambiguous);
     std::optional<UsageSnapshot> readUsageRemaining(const AXElement& menu);
     RefreshEndCause unreadableUsageCause() const;
     bool sendSyntheticLeftClick(Point point);
@@ -138,10 +145,11 @@ class RefreshRun {
     RefreshCleanupResult cleanupResult_ = RefreshCleanupResult::notRequired;
     // Whether the last reading found a menu to read, for the message when the wait runs out.
     bool lastReadingFoundMenu_ = false;
-    TaskHandle pendingStep_;
+    std::optional<int> countdown_;
     bool finished_ = false;
-    // Lets scheduled steps notice that the run is gone.
-    std::shared_ptr<RefreshRun*> alive_;
+    // The countdown's ticks and the step the run waits for; each goes with the run.
+    std::vector<TaskHandle> countdownTicks_;
+    TaskHandle nextStep_;
 };
 
 }  // namespace gaugely

@@ -143,8 +143,8 @@ std::optional<ProProfileUsageValues> RefreshRun::proProfileUsageValues(const AXE
     });
 }
 
-std::optional<UsageSnapshot> RefreshRun::readDirectProfileUsage(const RunningApplication& codex,
-                                                                const AXElement& menu) {
+std::optional<UsageSnapshot> RefreshRun::readDirectProfileUsage(const AXElement& menu,
+                                                                bool& ambiguous) {
     CodexElementSearch& search = reader_.search_;
     std::vector<std::string> titles;
     for (const AXElement& item : search.menuItems(menu)) {
@@ -159,10 +159,10 @@ std::optional<UsageSnapshot> RefreshRun::readDirectProfileUsage(const RunningApp
     const bool usageRow =
         valueTitles > 0 || static_cast<bool>(search.proUsageProfileMenuItem(menu));
     recordRefreshStage("usage row found/not found", usageRow ? "found" : "not found");
-    if (valueTitles >= 2) {
-        // Several titles with a value: none of them is trusted, and waiting will not help.
+    ambiguous = valueTitles >= 2;
+    if (ambiguous) {
+        // Several titles with a value: none of them is trusted.
         recordRefreshStage("percentage parsed/not parsed", "not parsed");
-        endThroughRestoration(codex, RefreshEndCause::ambiguousUsageValue);
         return std::nullopt;
     }
     std::optional<UsageSnapshot> reading;
@@ -217,8 +217,11 @@ void RefreshRun::readStableUsage(const RunningApplication& codex, int attempt, b
         recordRefreshStage("menu became readable or timed out", "not yet readable");
     } else {
         recordRefreshStage("menu became readable or timed out");
-        reading = directProfile ? readDirectProfileUsage(codex, menu) : readUsageRemaining(menu);
-        if (finished_) {
+        bool ambiguous = false;
+        reading =
+            directProfile ? readDirectProfileUsage(menu, ambiguous) : readUsageRemaining(menu);
+        if (ambiguous) {
+            endThroughRestoration(codex, RefreshEndCause::ambiguousUsageValue);
             return;
         }
     }

@@ -27,12 +27,11 @@ UsageReader::UsageReader(ReaderEnvironment environment)
 }
 
 UsageReader::~UsageReader() {
-    // Work items still on the queue hold only a weak reference and will find the reader gone.
     *alive_ = nullptr;
     codexLogSource_.reset();
-    countdownWorkItems_.clear();
+    // The runs go first: what they hold reaches into the reader.
     activeRun_.reset();
-    endedRun_.reset();
+    endedRuns_.clear();
 }
 
 void UsageReader::setStatusMessage(std::optional<std::string> message) {

@@ -87,8 +87,10 @@ class UsageReader {
     bool hasExplicitPlanSelection() const { return planSelectionState_.hasExplicitPlanSelection(); }
     const CodexPlanSelectionState& planSelectionState() const { return planSelectionState_; }
     std::optional<CodexPlan> activeSnapshotPlan() const { return activeSnapshotPlan_; }
-    std::optional<int> countdown() const { return countdown_; }
-    bool automationInProgress() const { return automationInProgress_; }
+    std::optional<int> countdown() const {
+        return activeRun_ ? activeRun_->countdown() : std::nullopt;
+    }
+    bool automationInProgress() const { return activeRun_ != nullptr; }
     std::optional<Date> lastUpdated() const { return lastUpdated_; }
     std::optional<Date> nextAutomaticRefreshDate() const { return nextAutomaticRefreshDate_; }
     bool automaticRefreshIsPending() const { return automaticRefreshIsPending_; }
@@ -216,8 +218,6 @@ class UsageReader {
     friend class AutomaticRefreshScheduler;
 
     // The run's bookkeeping on the reader's side.
-    void scheduleCountdown(double after, uint64_t generation);
-    void cancelPendingCountdownWorkItems();
     void cancelRefreshForPlanChange();
     [[nodiscard]] bool commitCompleteUsageSnapshot(const UsageSnapshot& snapshot);
     void recordRejectedRefresh(RefreshRunKind kind, const RefreshRunOutcome& outcome);
@@ -278,8 +278,6 @@ class UsageReader {
     bool codexFound_ = false;
     UsageSnapshot snapshot_;
     std::optional<CodexPlan> activeSnapshotPlan_;
-    std::optional<int> countdown_;
-    bool automationInProgress_ = false;
     std::optional<Date> lastUpdated_;
     std::optional<Date> nextAutomaticRefreshDate_;
     bool automaticRefreshIsPending_ = false;
@@ -316,17 +314,16 @@ class UsageReader {
     bool codexLogReadingsWaiting_ = false;
     std::map<QuotaWindow, Date> codexLogPassedResets_;
     // Wakes the reader when a window's reset time passes with no newer line.
-    std::shared_ptr<Cancellable> codexLogWake_;
+    TaskHandle codexLogWake_;
     UsageSnapshotSources snapshotSources_;
     UsageHistory usageHistory_;
 
-    // The run in progress, and the one that ended last (kept until the next begins, so its own
-    // last step can finish safely).
-    std::vector<TaskHandle> countdownWorkItems_;
-    uint64_t countdownGeneration_ = 0;
-    RefreshRunGuard refreshRun_;
+    // The run in progress, and those that ended since the queue last turned: a run usually ends
+    // inside one of its own steps, so it is released by the work that follows its end.
     std::unique_ptr<RefreshRun> activeRun_;
-    std::unique_ptr<RefreshRun> endedRun_;
+    std::vector<std::unique_ptr<RefreshRun>> endedRuns_;
+    TaskHandle afterRun_;
+    RefreshCleanupResult lastCleanupResult_ = RefreshCleanupResult::notRequired;
     ElementLookupMode elementLookupMode_ = ElementLookupMode::fast;
     // Where runs found the profile menu, for the next run's polls, in this process and the next.
     ProfileMenuMemory profileMenuMemory_{env_.preferences, env_.workspace};
@@ -335,7 +332,7 @@ class UsageReader {
     AutomaticRefreshScheduler scheduler_{*this};
 
     ModelObservers observers_;
-    // Lets work items scheduled on the queue notice that the reader is gone.
+    // Lets the updater's refresh-gate hooks, which may outlive the reader, notice that it is gone.
     std::shared_ptr<UsageReader*> alive_;
 };
 

@@ -47,7 +47,7 @@ std::optional<std::string> UsageReader::userFacingStatusMessage() const {
     const std::optional<std::string> recovery = recoveryMessage(statusMessage_);
     const UsageStatusPriority priority = UsageStatusPresentationPolicy::highestPriority(
         hasExplicitPlanSelection(), QuotaReaderSupport::validated, accessibilityGranted_,
-        currentDisplayLastUpdated().has_value(), automationInProgress_, recovery.has_value(),
+        currentDisplayLastUpdated().has_value(), automationInProgress(), recovery.has_value(),
         currentSnapshotMayBeStale());
     return gaugely::userFacingStatusMessage(priority, codexPlan(), recovery);
 }

@@ -7,7 +7,7 @@ namespace gaugely {
 
 bool UsageReader::prepareForDevelopmentUpdate() {
     UpdateRefreshGate gate{updateRefreshGate_};
-    if (!gate.prepare(automationInProgress_, countdown_.has_value())) {
+    if (!gate.prepare(automationInProgress(), countdown().has_value())) {
         return false;
     }
     if (activeRun_) {
@@ -15,8 +15,6 @@ bool UsageReader::prepareForDevelopmentUpdate() {
         activeRun_->deferForUpdateInstallation();
         setStatusMessage(std::nullopt);
     }
-    // Also drops countdown work and a pending plan-change refresh, and ends the run's token.
-    cancelRefreshForPlanChange();
     updateRefreshGate_ = gate.paused;
     return true;
 }

@@ -107,7 +107,7 @@ TEST(SimulationClockDriver, EndsOnThePredicateOrAStopAndReportsEachItemsCost) {
         }
     });
     // Falls due during that block: it runs late, and blocks nothing itself.
-    time.asyncAfter(2.2, [] {});
+    const TaskHandle late = time.asyncAfter(2.2, [] {});
     std::vector<WorkItemReport> reports;
     SimulationClockDriver driver(time, std::nullopt, real.source());
     driver.setAfterEachItem([&](const WorkItemReport& report) { reports.push_back(report); });

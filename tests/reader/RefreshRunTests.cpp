@@ -420,5 +420,33 @@ TEST(RefreshRun, PlanChangeAbandonsTheRunWithoutAnotherKey) {
     EXPECT_EQ(reader.snapshot(), UsageSnapshot::empty());
 }
 
+// Nothing of an abandoned countdown reaches the run that follows it: no tick moves its countdown
+// and no late click is sent.
+TEST(RefreshRun, AnAbandonedCountdownLeavesNothingBehind) {
+    ReaderWorld world;
+    UsageReader& reader = world.makeReader(CodexPlan::plus, true);
+    reader.beginReadCountdown(true);
+    world.time.advance(3.5);
+    ASSERT_EQ(reader.countdown(), 7);
+    reader.setCodexPlan(CodexPlan::freeGo);
+    EXPECT_FALSE(reader.automationInProgress());
+    EXPECT_EQ(reader.countdown(), std::nullopt);
+
+    world.codex.setPlan(CodexPlan::freeGo);
+    std::vector<std::optional<int>> countdowns;
+    const auto observer = reader.addObserver([&] {
+        if (countdowns.empty() || countdowns.back() != reader.countdown()) {
+            countdowns.push_back(reader.countdown());
+        }
+    });
+    reader.beginReadCountdown(false);
+    world.runUntilRunEnds();
+    world.time.advance(10);
+    reader.removeObserver(observer);
+    EXPECT_EQ(reader.lastRefreshOutcome(), RefreshRunOutcome::committed());
+    EXPECT_EQ(countdowns, (std::vector<std::optional<int>>{std::nullopt}));
+    EXPECT_EQ(world.postedMouseEvents(), 3u) << "one click: moved, down, up";
+}
+
 }  // namespace
 }  // namespace gaugely

@@ -361,7 +361,7 @@ int runUsageCommand(const std::vector<std::string>& arguments, CommandStreams st
     };
     update();
     // A status line's age and staleness move on with the clock, not only with new readings.
-    std::shared_ptr<Cancellable> ageing;
+    TaskHandle ageing;
     if (view.showsAge()) {
         ageing = loop.scheduleRepeating(ageingInterval, ageingInterval, 1,
                                         [&] { view.refresh(reader, showsLogReading(reader)); });
