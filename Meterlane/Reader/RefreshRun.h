@@ -8,21 +8,65 @@
 #include <string_view>
 #include <vector>
 
+#include "LowUsageNotificationSupport/CodexPlan.h"
 #include "LowUsageNotificationSupport/ProProfileUsageMenuParser.h"
 #include "LowUsageNotificationSupport/RefreshEndCause.h"
 #include "LowUsageNotificationSupport/RefreshRunOutcome.h"
 #include "LowUsageNotificationSupport/RefreshSnapshotStability.h"
 #include "LowUsageNotificationSupport/UsageSnapshot.h"
 #include "Meterlane/Platform/Accessibility.h"
+#include "Meterlane/Platform/Input.h"
+#include "Meterlane/Platform/Log.h"
 #include "Meterlane/Platform/MainQueue.h"
 #include "Meterlane/Platform/Workspace.h"
+#include "Meterlane/Reader/CodexElementSearch.h"
 #include "Meterlane/Reader/ProfileMenuLookup.h"
 #include "Meterlane/Reader/RealInputMonitor.h"
 #include "Meterlane/Reader/RefreshTrace.h"
 
 namespace gaugely {
 
-class UsageReader;
+// What a refresh run may read of the reader that owns it, and ask of it. The run changes no
+// published state but through these.
+class RefreshRunHost {
+  public:
+    // The plan whose usage the run reads.
+    virtual CodexPlan planToRead() const = 0;
+    // The reading on display is complete for that plan: a failed run says it was kept.
+    virtual bool showsValidReading() const = 0;
+    // Switching automatic refresh off ends an automatic run at its next step.
+    virtual bool automaticRefreshIsOn() const = 0;
+
+    // Asks the platform again whether Gaugely is trusted for Accessibility, without a prompt.
+    virtual bool accessibilityIsTrusted() = 0;
+    virtual void setCodexFound(bool found) = 0;
+    // Whether the run could watch for real input; automatic refreshes wait while it cannot.
+    virtual void inputMonitoringAvailable(bool available) = 0;
+    virtual void showStatus(std::optional<std::string> message) = 0;
+    // The run's countdown changed.
+    virtual void countdownChanged() = 0;
+    // A reading two looks agreed on; false (nothing kept) when it is not complete for the plan.
+    [[nodiscard]] virtual bool commitReading(const UsageSnapshot& snapshot) = 0;
+    // An automatic run put off by the user or by Codex leaving the front: the refresh stays due.
+    virtual void keepAutomaticRefreshDue() = 0;
+    virtual std::string newTraceIdentifier() = 0;
+    virtual void recordOutcome(const RefreshRunOutcome& outcome) = 0;
+    // The run's last act, made once: no run is in progress any more.
+    virtual void runEnded(std::optional<std::string> statusMessage) = 0;
+
+  protected:
+    virtual ~RefreshRunHost() = default;
+};
+
+// The platform a run drives Codex through and keeps time with.
+struct RefreshRunPorts {
+    Accessibility& accessibility;
+    Input& input;
+    Workspace& workspace;
+    MainQueue& mainQueue;
+    Clock& clock;
+    Log& log;
+};
 
 // One accepted refresh request, from its acceptance to its single `finish`: the countdown it may
 // have, bringing Codex to the front, the click on the profile control, focusing and expanding
@@ -30,13 +74,14 @@ class UsageReader;
 // owns what lives exactly as long as that: the captured UI state, the timing, the trace, the
 // countdown, the real-input monitor, the stability rule and the focus baseline.
 //
-// The reader owns the run and survives it; the run changes the reader's published state only
-// through the reader. Main thread only. Every wait is a scheduled step whose handle the run holds:
-// finishing drops the countdown and the next step, and so does destroying the run, so nothing of
-// an ended run ever runs again; the run never sleeps and never sends a key once it has finished.
+// The reader owns the run and survives it; the run sees it only as its host. Main thread only.
+// Every wait is a scheduled step whose handle the run holds: finishing drops the countdown and the
+// next step, and so does destroying the run, so nothing of an ended run ever runs again; the run
+// never sleeps and never sends a key once it has finished.
 class RefreshRun {
   public:
-    RefreshRun(UsageReader& reader, RefreshRunKind kind, ElementLookupMode lookupMode,
+    RefreshRun(RefreshRunHost& host, RefreshRunPorts ports, CodexElementSearch& search,
+               RefreshRunKind kind, ElementLookupMode lookupMode,
                ProfileMenuMemory& profileMenuMemory);
     ~RefreshRun();
     RefreshRun(const RefreshRun&) = delete;
@@ -133,7 +178,11 @@ class RefreshRun {
     void stopRealInputMonitor();
     AXElement applicationElement(const RunningApplication& codex);
 
-    UsageReader& reader_;
+    QuotaSchema schema() const;
+
+    RefreshRunHost& host_;
+    RefreshRunPorts ports_;
+    CodexElementSearch& search_;
     const RefreshRunKind kind_;
     ProfileMenuLookup lookup_;
     RefreshUIState uiState_;

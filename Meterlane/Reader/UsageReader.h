@@ -65,7 +65,7 @@ struct ReaderEnvironment {
 
 // The one long-lived model object: it owns every piece of mutable state, runs the refresh that
 // reads Codex's usage, and tells its observers of every change of published state.
-class UsageReader {
+class UsageReader : private RefreshRunHost, private AutomaticRefreshHost {
   public:
     explicit UsageReader(ReaderEnvironment environment);
     ~UsageReader();
@@ -92,8 +92,10 @@ class UsageReader {
     }
     bool automationInProgress() const { return activeRun_ != nullptr; }
     std::optional<Date> lastUpdated() const { return lastUpdated_; }
-    std::optional<Date> nextAutomaticRefreshDate() const { return nextAutomaticRefreshDate_; }
-    bool automaticRefreshIsPending() const { return automaticRefreshIsPending_; }
+    std::optional<Date> nextAutomaticRefreshDate() const {
+        return scheduler_.nextAutomaticRefreshDate();
+    }
+    bool automaticRefreshIsPending() const { return scheduler_.automaticRefreshIsPending(); }
     bool automaticRefreshEnabled() const { return automaticRefreshEnabled_; }
     const std::optional<std::string>& statusMessage() const { return statusMessage_; }
     const std::optional<RefreshRunOutcome>& lastRefreshOutcome() const {
@@ -214,16 +216,44 @@ class UsageReader {
     ElementLookupMode elementLookupMode() const { return elementLookupMode_; }
 
   private:
-    friend class RefreshRun;
-    friend class AutomaticRefreshScheduler;
+    // What a run may read and ask (see RefreshRunHost).
+    CodexPlan planToRead() const override { return codexPlan(); }
+    bool showsValidReading() const override { return hasValidValues(); }
+    bool automaticRefreshIsOn() const override { return automaticRefreshEnabled_; }
+    bool accessibilityIsTrusted() override { return refreshPermission(false); }
+    void setCodexFound(bool found) override { publish(codexFound_, found); }
+    void inputMonitoringAvailable(bool available) override {
+        publish(inputMonitoringUnavailable_, !available);
+    }
+    void showStatus(std::optional<std::string> message) override {
+        setStatusMessage(std::move(message));
+    }
+    void countdownChanged() override { notifyObservers(); }
+    [[nodiscard]] bool commitReading(const UsageSnapshot& snapshot) override {
+        return commitCompleteUsageSnapshot(snapshot);
+    }
+    void keepAutomaticRefreshDue() override;
+    std::string newTraceIdentifier() override;
+    void recordOutcome(const RefreshRunOutcome& outcome) override {
+        publish(lastRefreshOutcome_, std::optional<RefreshRunOutcome>(outcome));
+    }
+    void runEnded(std::optional<std::string> statusMessage) override;
+
+    // What the scheduler may read and ask besides (see AutomaticRefreshHost).
+    bool planIsChosen() const override { return hasExplicitPlanSelection(); }
+    RefreshFrequency chosenRefreshFrequency() const override { return refreshFrequency_; }
+    std::optional<Date> lastReadingDate() const override { return lastUpdated_; }
+    bool updateIsInstalling() const override { return updateRefreshGate_; }
+    bool isCountingDown() const override { return countdown().has_value(); }
+    bool refreshIsRunning() const override { return automationInProgress(); }
+    bool logsAreCurrent() const override { return codexLogsAreCurrent(); }
+    void scheduleChanged() override { notifyObservers(); }
+    void beginAutomaticRefresh() override { beginReadCountdown(true); }
 
     // The run's bookkeeping on the reader's side.
     void cancelRefreshForPlanChange();
     [[nodiscard]] bool commitCompleteUsageSnapshot(const UsageSnapshot& snapshot);
     void recordRejectedRefresh(RefreshRunKind kind, const RefreshRunOutcome& outcome);
-    std::string newTraceIdentifier();
-    // Called once by the run as it ends: no run is in progress any more.
-    void refreshRunEnded(std::optional<std::string> statusMessage);
     bool activeRefreshIsAutomatic() const { return activeRun_ && activeRun_->isAutomatic(); }
 
     // Restore and persistence.
@@ -279,8 +309,6 @@ class UsageReader {
     UsageSnapshot snapshot_;
     std::optional<CodexPlan> activeSnapshotPlan_;
     std::optional<Date> lastUpdated_;
-    std::optional<Date> nextAutomaticRefreshDate_;
-    bool automaticRefreshIsPending_ = false;
     bool automaticRefreshEnabled_ = true;
     std::optional<std::string> statusMessage_;
     std::optional<RefreshRunOutcome> lastRefreshOutcome_;
@@ -329,7 +357,11 @@ class UsageReader {
     ProfileMenuMemory profileMenuMemory_{env_.preferences, env_.workspace};
 
     // The automatic refresh schedule; it lives as long as the reader.
-    AutomaticRefreshScheduler scheduler_{*this};
+    AutomaticRefreshScheduler scheduler_{
+        static_cast<AutomaticRefreshHost&>(*this),
+        AutomaticRefreshPorts{env_.input, env_.workspace, env_.mainQueue, env_.clock, env_.log,
+                              env_.preferences},
+        search_};
 
     ModelObservers observers_;
     // Lets the updater's refresh-gate hooks, which may outlive the reader, notice that it is gone.

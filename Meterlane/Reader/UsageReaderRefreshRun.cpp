@@ -13,7 +13,11 @@ void UsageReader::cancelRefreshForPlanChange() {
     }
 }
 
-void UsageReader::refreshRunEnded(std::optional<std::string> statusMessage) {
+void UsageReader::keepAutomaticRefreshDue() {
+    scheduler_.setAutomaticRefreshSchedule(env_.clock.now(), true);
+}
+
+void UsageReader::runEnded(std::optional<std::string> statusMessage) {
     lastCleanupResult_ = activeRun_->refreshCleanupResult();
     // The run is usually still on the stack: it goes once the queue has unwound.
     endedRuns_.push_back(std::move(activeRun_));
@@ -65,7 +69,11 @@ void UsageReader::beginReadCountdown(bool isAutomatic) {
     }
 
     search_.forgetReads();
-    activeRun_ = std::make_unique<RefreshRun>(*this, kind, elementLookupMode_, profileMenuMemory_);
+    activeRun_ =
+        std::make_unique<RefreshRun>(static_cast<RefreshRunHost&>(*this),
+                                     RefreshRunPorts{env_.accessibility, env_.input, env_.workspace,
+                                                     env_.mainQueue, env_.clock, env_.log},
+                                     search_, kind, elementLookupMode_, profileMenuMemory_);
     activeRun_->start();
     // A run is in progress.
     notifyObservers();
@@ -75,9 +83,6 @@ void UsageReader::beginReadCountdown(bool isAutomatic) {
 bool UsageReader::commitCompleteUsageSnapshot(const UsageSnapshot& snapshot) {
     if (!isCompleteUsageSnapshot(snapshot, currentSchema())) {
         return false;
-    }
-    if (activeRun_) {
-        activeRun_->recordRefreshStage("snapshot validated and committed");
     }
     const Date committedAt = env_.clock.now();
     // The history is not published on its own: it is recorded before the reading is, so
