@@ -129,7 +129,7 @@ void AutomaticRefreshScheduler::evaluateAutomaticRefresh() {
     publish(automaticRefreshIsPending_, true);
 
     if (!host_.accessibilityIsTrusted()) {
-        host_.showStatus("Accessibility permission required");
+        host_.showStatus(ReaderStatus::of(ReaderStatus::Kind::accessibilityPermissionRequired));
         logSchedule("Automatic refresh deferred because Accessibility permission is unavailable");
         recordPreflightDeferredAutomatic("Accessibility permission unavailable");
         return;
@@ -148,7 +148,7 @@ void AutomaticRefreshScheduler::evaluateAutomaticRefresh() {
         host_.setCodexFound(false);
         // A missing Codex is not worth a retry every tick: the deadline moves on by one interval.
         scheduleNextAutomaticRefresh(now);
-        host_.showStatus("Open Codex to refresh usage");
+        host_.showStatus(ReaderStatus::of(ReaderStatus::Kind::codexNotRunning));
         logSchedule("Automatic refresh deferred because Codex is not running");
         recordPreflightDeferredAutomatic("Codex is not running");
         return;
@@ -156,14 +156,14 @@ void AutomaticRefreshScheduler::evaluateAutomaticRefresh() {
     host_.setCodexFound(true);
     if (!AutomaticRefreshForegroundPolicy::mayBeginCountdown(
             search_.isCodexFrontmost(), ports_.workspace.settingsWindowIsKey())) {
-        host_.showStatus("Refresh deferred — return to Codex when idle");
+        host_.showStatus(ReaderStatus::of(ReaderStatus::Kind::codexNotInFront));
         logSchedule(
             "Automatic refresh deferred because neither Codex nor Gaugely Settings is frontmost");
         recordPreflightDeferredAutomatic("foreground safety condition not satisfied");
         return;
     }
     if (ports_.input.secondsSinceLastInputEvent() < requiredIdleBeforeCountdown) {
-        host_.showStatus("Refresh deferred — try again when Codex is idle");
+        host_.showStatus(ReaderStatus::of(ReaderStatus::Kind::userActive));
         logSchedule("Automatic refresh deferred because the user is active");
         recordPreflightDeferredAutomatic("user activity before countdown");
         return;

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "LowUsageNotificationSupport/Date.h"
+#include "LowUsageNotificationSupport/ReaderStatus.h"
 #include "LowUsageNotificationSupport/RefreshFrequency.h"
 #include "LowUsageNotificationSupport/RefreshRunOutcome.h"
 #include "Meterlane/Platform/Input.h"
@@ -36,7 +37,7 @@ class AutomaticRefreshHost {
     // Asks the platform again whether Gaugely is trusted for Accessibility, without a prompt.
     virtual bool accessibilityIsTrusted() = 0;
     virtual void setCodexFound(bool found) = 0;
-    virtual void showStatus(std::optional<std::string> message) = 0;
+    virtual void showStatus(std::optional<ReaderStatus> status) = 0;
     virtual std::string newTraceIdentifier() = 0;
     virtual void recordOutcome(const RefreshRunOutcome& outcome) = 0;
     // The deadline or the pending flag changed.

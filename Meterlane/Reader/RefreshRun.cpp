@@ -45,12 +45,12 @@ void RefreshRun::start() {
 
 void RefreshRun::proceed() {
     if (!isAutomatic()) {
-        host_.showStatus("Refreshing Codex usage...");
+        host_.showStatus(ReaderStatus::of(ReaderStatus::Kind::refreshing));
         clickProfileControlDynamically();
         return;
     }
     setCountdown(countdownSeconds);
-    host_.showStatus("Inspecting account control in 10...");
+    host_.showStatus(ReaderStatus::countingDown(countdownSeconds));
     // Each tick at its whole second from now, rather than each a second after the last: a late
     // tick does not push the click back.
     for (int second = 1; second <= countdownSeconds; ++second) {
@@ -72,7 +72,7 @@ void RefreshRun::countdownTick(int second) {
     }
     const int left = countdownSeconds - second;
     setCountdown(left);
-    host_.showStatus("Inspecting account control in " + std::to_string(left) + "...");
+    host_.showStatus(ReaderStatus::countingDown(left));
 }
 
 void RefreshRun::setCountdown(std::optional<int> secondsLeft) {
@@ -124,7 +124,7 @@ void RefreshRun::endThroughRestoration(const std::optional<RunningApplication>& 
 }
 
 void RefreshRun::finish(std::optional<RefreshRunOutcome> outcome,
-                        std::optional<std::string> statusMessage) {
+                        std::optional<ReaderStatus> status) {
     if (finished_) {
         return;
     }
@@ -137,7 +137,7 @@ void RefreshRun::finish(std::optional<RefreshRunOutcome> outcome,
     countdownTicks_.clear();
     nextStep_.cancel();
     setCountdown(std::nullopt);
-    host_.runEnded(std::move(statusMessage));
+    host_.runEnded(status);
 }
 
 void RefreshRun::clickProfileControlDynamically() {
@@ -156,7 +156,7 @@ void RefreshRun::clickProfileControlDynamically() {
         return;
     }
     uiState_.host = codex;
-    host_.showStatus("Locating Codex profile control...");
+    host_.showStatus(ReaderStatus::of(ReaderStatus::Kind::locatingProfileControl));
     Workspace& workspace = ports_.workspace;
     // A refused request is not the end: the next step finds Codex still behind and says so.
     (void)workspace.activate(
@@ -266,7 +266,7 @@ void RefreshRun::deferRefreshForOpenProfileMenu() {
     const RefreshEndCause cause =
         isAutomatic() ? RefreshEndCause::automaticMenuOpen : RefreshEndCause::manualMenuOpen;
     cleanupResult_ = RefreshCleanupResult::preservedUserOwnedMenu;
-    finish(outcome(cause), std::string(userVisibleText(cause)));
+    finish(outcome(cause), ReaderStatus::runEnded(cause));
 }
 
 void RefreshRun::markProfileMenuOpenedByMonitor(const AXElement& menu) {

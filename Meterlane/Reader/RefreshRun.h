@@ -10,6 +10,7 @@
 
 #include "LowUsageNotificationSupport/CodexPlan.h"
 #include "LowUsageNotificationSupport/ProProfileUsageMenuParser.h"
+#include "LowUsageNotificationSupport/ReaderStatus.h"
 #include "LowUsageNotificationSupport/RefreshEndCause.h"
 #include "LowUsageNotificationSupport/RefreshRunOutcome.h"
 #include "LowUsageNotificationSupport/RefreshSnapshotStability.h"
@@ -42,7 +43,7 @@ class RefreshRunHost {
     virtual void setCodexFound(bool found) = 0;
     // Whether the run could watch for real input; automatic refreshes wait while it cannot.
     virtual void inputMonitoringAvailable(bool available) = 0;
-    virtual void showStatus(std::optional<std::string> message) = 0;
+    virtual void showStatus(std::optional<ReaderStatus> status) = 0;
     // The run's countdown changed.
     virtual void countdownChanged() = 0;
     // A reading two looks agreed on; false (nothing kept) when it is not complete for the plan.
@@ -52,7 +53,7 @@ class RefreshRunHost {
     virtual std::string newTraceIdentifier() = 0;
     virtual void recordOutcome(const RefreshRunOutcome& outcome) = 0;
     // The run's last act, made once: no run is in progress any more.
-    virtual void runEnded(std::optional<std::string> statusMessage) = 0;
+    virtual void runEnded(std::optional<ReaderStatus> status) = 0;
 
   protected:
     virtual ~RefreshRunHost() = default;
@@ -145,7 +146,7 @@ class RefreshRun {
     // The run's one end: the final trace line and the outcome published (none when the run is
     // abandoned), the countdown and the next step dropped, the monitor stopped, and the reader
     // told that no run is in progress. A run ends once.
-    void finish(std::optional<RefreshRunOutcome> outcome, std::optional<std::string> statusMessage);
+    void finish(std::optional<RefreshRunOutcome> outcome, std::optional<ReaderStatus> status);
     void countdownTick(int second);
     void setCountdown(std::optional<int> secondsLeft);
     void endThroughRestoration(const std::optional<RunningApplication>& codex,

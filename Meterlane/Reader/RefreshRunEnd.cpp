@@ -84,12 +84,12 @@ void RefreshRun::verifyOwnedCodexMenuRestoration(const RunningApplication& codex
 
 void RefreshRun::completeRefreshAfterRead(std::optional<RefreshEndCause> cause) {
     if (cause) {
-        finish(outcome(*cause), std::string(userVisibleText(*cause)));
+        finish(outcome(*cause), ReaderStatus::runEnded(*cause));
         return;
     }
     if (cleanupResult_ == RefreshCleanupResult::uncertain ||
         cleanupResult_ == RefreshCleanupResult::failed) {
-        host_.showStatus("Usage refreshed — Codex menu state could not be confirmed.");
+        host_.showStatus(ReaderStatus::of(ReaderStatus::Kind::menuStateUnconfirmed));
         finish(RefreshRunOutcome::cleanupUncertain(), std::nullopt);
         return;
     }
@@ -206,7 +206,7 @@ void RefreshRun::deferAutomaticSyntheticInteraction(RefreshEndCause cause) {
     recordRefreshStage("cleanup result", rawValue(cleanupResult_));
     // The refresh stays due: the scheduler tries again at its next tick.
     host_.keepAutomaticRefreshDue();
-    finish(outcome(cause), message);
+    finish(outcome(cause), ReaderStatus::runEnded(cause));
 }
 
 }  // namespace gaugely

@@ -34,10 +34,6 @@ UsageReader::~UsageReader() {
     endedRuns_.clear();
 }
 
-void UsageReader::setStatusMessage(std::optional<std::string> message) {
-    publish(statusMessage_, std::move(message));
-}
-
 bool UsageReader::refreshPermission(bool requestPrompt) {
     const bool trusted = env_.accessibility.isProcessTrusted(requestPrompt);
     accessibilityGuidanceState_.updateTrust(trusted);

@@ -97,7 +97,8 @@ class UsageReader : private RefreshRunHost, private AutomaticRefreshHost {
     }
     bool automaticRefreshIsPending() const { return scheduler_.automaticRefreshIsPending(); }
     bool automaticRefreshEnabled() const { return automaticRefreshEnabled_; }
-    const std::optional<std::string>& statusMessage() const { return statusMessage_; }
+    // What the reader has to say about reading, as a cause; its words are the presentation's.
+    const std::optional<ReaderStatus>& status() const { return status_; }
     const std::optional<RefreshRunOutcome>& lastRefreshOutcome() const {
         return lastRefreshOutcome_;
     }
@@ -128,8 +129,6 @@ class UsageReader : private RefreshRunHost, private AutomaticRefreshHost {
     bool hasValidValues() const;
     UsageSnapshotPresentationState usageSnapshotPresentationState() const;
     bool currentSnapshotMayBeStale() const;
-    std::optional<std::string> userFacingStatusMessage() const;
-    std::optional<std::string> recoveryMessage(const std::optional<std::string>& message) const;
     std::string menuBarUsageSummary() const;
     bool hasEnabledCurrentPlanNotificationFeature() const;
     // The summary format in force: the chosen one when the plan offers it, else standard.
@@ -225,9 +224,7 @@ class UsageReader : private RefreshRunHost, private AutomaticRefreshHost {
     void inputMonitoringAvailable(bool available) override {
         publish(inputMonitoringUnavailable_, !available);
     }
-    void showStatus(std::optional<std::string> message) override {
-        setStatusMessage(std::move(message));
-    }
+    void showStatus(std::optional<ReaderStatus> status) override { setStatus(status); }
     void countdownChanged() override { notifyObservers(); }
     [[nodiscard]] bool commitReading(const UsageSnapshot& snapshot) override {
         return commitCompleteUsageSnapshot(snapshot);
@@ -237,7 +234,7 @@ class UsageReader : private RefreshRunHost, private AutomaticRefreshHost {
     void recordOutcome(const RefreshRunOutcome& outcome) override {
         publish(lastRefreshOutcome_, std::optional<RefreshRunOutcome>(outcome));
     }
-    void runEnded(std::optional<std::string> statusMessage) override;
+    void runEnded(std::optional<ReaderStatus> status) override;
 
     // What the scheduler may read and ask besides (see AutomaticRefreshHost).
     bool planIsChosen() const override { return hasExplicitPlanSelection(); }
@@ -295,7 +292,7 @@ class UsageReader : private RefreshRunHost, private AutomaticRefreshHost {
         observers_.publish(field, std::move(value));
     }
     void notifyObservers() { observers_.notify(); }
-    void setStatusMessage(std::optional<std::string> message);
+    void setStatus(std::optional<ReaderStatus> status) { publish(status_, status); }
 
     AXElement applicationElement(const RunningApplication& codex);
     QuotaSchema currentSchema() const;
@@ -310,7 +307,7 @@ class UsageReader : private RefreshRunHost, private AutomaticRefreshHost {
     std::optional<CodexPlan> activeSnapshotPlan_;
     std::optional<Date> lastUpdated_;
     bool automaticRefreshEnabled_ = true;
-    std::optional<std::string> statusMessage_;
+    std::optional<ReaderStatus> status_;
     std::optional<RefreshRunOutcome> lastRefreshOutcome_;
     bool accessibilityGuidanceIsEligible_ = false;
     bool inputMonitoringUnavailable_ = false;

@@ -17,14 +17,14 @@ void UsageReader::keepAutomaticRefreshDue() {
     scheduler_.setAutomaticRefreshSchedule(env_.clock.now(), true);
 }
 
-void UsageReader::runEnded(std::optional<std::string> statusMessage) {
+void UsageReader::runEnded(std::optional<ReaderStatus> status) {
     lastCleanupResult_ = activeRun_->refreshCleanupResult();
     // The run is usually still on the stack: it goes once the queue has unwound.
     endedRuns_.push_back(std::move(activeRun_));
     // No run is in progress any more.
     notifyObservers();
-    if (statusMessage) {
-        setStatusMessage(std::move(statusMessage));
+    if (status) {
+        setStatus(status);
     }
     afterRun_ = env_.mainQueue.async([this] {
         endedRuns_.clear();
@@ -52,12 +52,12 @@ void UsageReader::beginReadCountdown(bool isAutomatic) {
         return;
     }
     if (!planSelectionState_.canStartUsageAutomation()) {
-        setStatusMessage("Choose your Codex plan in Settings before refreshing.");
+        setStatus(ReaderStatus::of(ReaderStatus::Kind::noPlanSelected));
         recordRejectedRefresh(kind, RefreshRunOutcome::failed("no Codex plan selected"));
         return;
     }
     if (!refreshPermission(true)) {
-        setStatusMessage("Accessibility permission required");
+        setStatus(ReaderStatus::of(ReaderStatus::Kind::accessibilityPermissionRequired));
         if (isAutomatic) {
             scheduler_.setAutomaticRefreshSchedule(env_.clock.now(), true);
         }
@@ -97,7 +97,7 @@ bool UsageReader::commitCompleteUsageSnapshot(const UsageSnapshot& snapshot) {
     publish(activeSnapshotPlan_, std::optional<CodexPlan>(codexPlan()));
     publish(lastUpdated_, std::optional<Date>(committedAt));
     planSynchronization_.markFreshSnapshotCommitted();
-    setStatusMessage(std::nullopt);
+    setStatus(std::nullopt);
     storeSnapshotSource(UsageSource::codexMenu);
     snapshotCommitted(committedAt, UsageSource::codexMenu);
     return true;

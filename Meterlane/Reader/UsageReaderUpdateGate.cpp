@@ -13,7 +13,7 @@ bool UsageReader::prepareForDevelopmentUpdate() {
     if (activeRun_) {
         // Still counting down: nothing has been sent to Codex, so the run is called off.
         activeRun_->deferForUpdateInstallation();
-        setStatusMessage(std::nullopt);
+        setStatus(std::nullopt);
     }
     updateRefreshGate_ = gate.paused;
     return true;
