@@ -9,7 +9,14 @@ namespace {
 
 using Kind = ReaderStatus::Kind;
 
-enum class Recovery { none, openCodex, closeProfileMenu, waitForIdle, menuStateUnconfirmed, failed };
+enum class Recovery {
+    none,
+    openCodex,
+    closeProfileMenu,
+    waitForIdle,
+    menuStateUnconfirmed,
+    failed
+};
 
 Recovery recovery(RefreshEndCause cause) {
     switch (cause) {

@@ -102,6 +102,14 @@ class RefreshRun {
     const RealInputMonitor* realInputMonitor() const { return realInputMonitor_.get(); }
     RefreshCleanupResult refreshCleanupResult() const { return cleanupResult_; }
 
+    // The user switched automatic refresh off during an automatic run.
+    void deferForAutomaticRefreshSwitchedOff();
+    // An update installation is about to begin; a run still counting down has sent nothing yet.
+    void deferForUpdateInstallation();
+    // A plan change abandons the run without a final trace line and without sending any key.
+    void abandon() { finish(std::nullopt, std::nullopt); }
+
+  private:
     // Steps, in run order.
     void clickProfileControlDynamically();
     void hitTestAndClickProfileControl(const RunningApplication& codex);
@@ -127,11 +135,6 @@ class RefreshRun {
     [[nodiscard]] bool beginRealInputMonitoringForSyntheticSequence();
     [[nodiscard]] bool automaticSyntheticInputMayContinue();
     void deferAutomaticSyntheticInteraction(RefreshEndCause cause);
-    void deferForAutomaticRefreshSwitchedOff();
-    // An update installation is about to begin; a run still counting down has sent nothing yet.
-    void deferForUpdateInstallation();
-    // A plan change abandons the run without a final trace line and without sending any key.
-    void abandon() { finish(std::nullopt, std::nullopt); }
 
     // The trace.
     void recordRefreshStage(std::string_view stage, std::optional<std::string_view> detail = {});
@@ -142,7 +145,6 @@ class RefreshRun {
     // Polls are attempts 0 to 13; attempt 14 ends the wait without reading.
     static constexpr int lastPollAttempt = 13;
 
-  private:
     // The run's one end: the final trace line and the outcome published (none when the run is
     // abandoned), the countdown and the next step dropped, the monitor stopped, and the reader
     // told that no run is in progress. A run ends once.
@@ -175,7 +177,7 @@ class RefreshRun {
     std::optional<UsageSnapshot> readUsageRemaining(const AXElement& menu);
     RefreshEndCause unreadableUsageCause() const;
     bool sendSyntheticLeftClick(Point point);
-    bool sendEscapeKey(uint16_t keyCode);
+    bool sendSyntheticKeyPress(uint16_t keyCode);
     void stopRealInputMonitor();
     AXElement applicationElement(const RunningApplication& codex);
 

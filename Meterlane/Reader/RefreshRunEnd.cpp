@@ -43,7 +43,7 @@ void RefreshRun::restoreOwnedCodexMenuAfterRead(const std::optional<RunningAppli
         completeRefreshAfterRead(cause);
         return;
     }
-    if (!sendEscapeKey(keycode::escape)) {
+    if (!sendSyntheticKeyPress(keycode::escape)) {
         recordRefreshStage("cleanup result", "Escape could not be sent");
         cleanupResult_ = RefreshCleanupResult::failed;
         completeRefreshAfterRead(cause);
@@ -108,7 +108,7 @@ bool RefreshRun::sendSyntheticLeftClick(Point point) {
     return true;
 }
 
-bool RefreshRun::sendEscapeKey(uint16_t keyCode) {
+bool RefreshRun::sendSyntheticKeyPress(uint16_t keyCode) {
     return ports_.input.postKeyPress(keyCode, syntheticEventMarker);
 }
 

@@ -62,7 +62,7 @@ void RefreshRun::retryUsageKeyboardReadiness(const RunningApplication& codex, in
         if (!automaticSyntheticInputMayContinue()) {
             return;
         }
-        if (!sendEscapeKey(keycode::downArrow)) {
+        if (!sendSyntheticKeyPress(keycode::downArrow)) {
             endThroughRestoration(codex, RefreshEndCause::focusKeysNotSent);
             return;
         }
@@ -88,7 +88,7 @@ void RefreshRun::activateFocusedUsageItemWithReturn(const RunningApplication& co
         return;
     }
     recordRefreshTiming("Usage remaining item focused");
-    if (!sendEscapeKey(keycode::returnKey)) {
+    if (!sendSyntheticKeyPress(keycode::returnKey)) {
         endThroughRestoration(codex, RefreshEndCause::returnNotSent);
         return;
     }
