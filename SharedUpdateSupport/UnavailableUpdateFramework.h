@@ -1,6 +1,5 @@
 #pragma once
 
-#include <memory>
 #include <string>
 
 #include "Meterlane/Platform/MainQueue.h"
@@ -32,21 +31,17 @@ class UnavailableUpdateFramework final : public UpdateFramework {
             return;
         }
         busy_ = true;
-        std::weak_ptr<UnavailableUpdateFramework*> alive = alive_;
-        pending_ = queue_.async([alive] {
-            if (const auto self = alive.lock(); self && *self != nullptr) {
-                (*self)->busy_ = false;
-                (*self)->delegate_->didFinishCycle(true);
-            }
+        pending_ = queue_.async([this] {
+            busy_ = false;
+            delegate_->didFinishCycle(true);
         });
     }
 
     MainQueue& queue_;
     UpdateFrameworkDelegate* delegate_ = nullptr;
     bool busy_ = false;
-    std::shared_ptr<Cancellable> pending_;
-    std::shared_ptr<UnavailableUpdateFramework*> alive_ =
-        std::make_shared<UnavailableUpdateFramework*>(this);
+    // Goes with the framework, so the answer never reaches a delegate of one that is gone.
+    TaskHandle pending_;
 };
 
 }  // namespace gaugely

@@ -33,9 +33,7 @@ UpdaterModel::UpdaterModel(UpdaterEnvironment environment, UpdaterConfiguration 
 
 UpdaterModel::~UpdaterModel() {
     *alive_ = nullptr;
-    if (backgroundTimer_) {
-        backgroundTimer_->cancel();
-    }
+    backgroundTimer_.cancel();
 }
 
 void UpdaterModel::changeNotice(const std::function<void(UpdateNoticeState&)>& change) {
@@ -100,10 +98,7 @@ void UpdaterModel::checkBackgroundIfDue() {
 }
 
 void UpdaterModel::setBackgroundDiscoveryEnabled(bool enabled) {
-    if (backgroundTimer_) {
-        backgroundTimer_->cancel();
-        backgroundTimer_.reset();
-    }
+    backgroundTimer_.cancel();
     wakeObserver_.reset();
     if (!enabled || !installationEnabled() || !isEnabled()) {
         return;

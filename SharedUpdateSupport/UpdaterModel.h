@@ -163,7 +163,7 @@ class UpdaterModel final : private UpdateFrameworkDelegate {
     bool relaunchCommitted_ = false;
     std::optional<std::string> targetBuild_;
     UpdateRefreshGateHooks gate_;
-    std::shared_ptr<Cancellable> backgroundTimer_;
+    TaskHandle backgroundTimer_;
     std::unique_ptr<Subscription> wakeObserver_;
 
     ModelObservers observers_;

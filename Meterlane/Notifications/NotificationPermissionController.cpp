@@ -34,7 +34,7 @@ NotificationPermissionController::NotificationPermissionController(Passkey,
 void NotificationPermissionController::refreshStatus() {
     center_.getNotificationSettings(
         [weak = weak_from_this(), &queue = mainQueue_](NotificationAuthorizationStatus status) {
-            queue.async([weak, status] {
+            queue.post([weak, status] {
                 if (const auto self = weak.lock()) {
                     self->apply(status);
                 }

@@ -57,7 +57,7 @@ void UsageNotificationDispatcher::requestSettingsAndDeliver(std::vector<Event> e
     center_.getNotificationSettings(
         [weak = weak_from_this(), &queue = mainQueue_,
          events = std::move(events)](NotificationAuthorizationStatus status) {
-            queue.async([weak, events, status]() mutable {
+            queue.post([weak, events, status]() mutable {
                 if (const auto self = weak.lock()) {
                     self->deliver(std::move(events), status);
                 }
@@ -90,7 +90,7 @@ void UsageNotificationDispatcher::deliver(std::vector<Event> events,
             {NotificationAuthorizationOption::alert, NotificationAuthorizationOption::sound}),
         [weak = weak_from_this(), &queue = mainQueue_, events = std::move(events)](
             bool granted, std::optional<std::string> error) {
-            queue.async([weak, events, granted, error] {
+            queue.post([weak, events, granted, error] {
                 if (const auto self = weak.lock()) {
                     self->handle(events, granted, error);
                 }

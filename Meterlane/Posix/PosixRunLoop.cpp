@@ -28,13 +28,7 @@ struct PosixRunLoop::State {
 
 class PosixRunLoop::TimerHandle final : public Cancellable {
   public:
-    TimerHandle(std::weak_ptr<Timer> timer, bool repeating)
-        : timer_(std::move(timer)), repeating_(repeating) {}
-    ~TimerHandle() override {
-        if (repeating_) {
-            cancel();
-        }
-    }
+    explicit TimerHandle(std::weak_ptr<Timer> timer) : timer_(std::move(timer)) {}
     void cancel() override {
         if (const auto timer = timer_.lock()) {
             timer->cancelled = true;
@@ -44,7 +38,6 @@ class PosixRunLoop::TimerHandle final : public Cancellable {
 
   private:
     std::weak_ptr<Timer> timer_;
-    bool repeating_;
 };
 
 class PosixRunLoop::DescriptorToken final : public Subscription {
@@ -65,23 +58,31 @@ PosixRunLoop::PosixRunLoop() : state_(std::make_shared<State>()) {}
 
 PosixRunLoop::~PosixRunLoop() = default;
 
-std::shared_ptr<Cancellable> PosixRunLoop::asyncAfter(double seconds, std::function<void()> work) {
-    return schedule(monotonicSeconds() + std::max(seconds, 0.0), 0, std::move(work));
+TaskHandle PosixRunLoop::asyncAfter(double seconds, std::function<void()> work) {
+    return handle(schedule(monotonicSeconds() + std::max(seconds, 0.0), 0, std::move(work)));
 }
 
-std::shared_ptr<Cancellable> PosixRunLoop::scheduleRepeating(double firstFire, double interval,
-                                                             double /*leeway*/,
-                                                             std::function<void()> work) {
-    return schedule(monotonicSeconds() + std::max(firstFire, 0.0), interval, std::move(work));
+void PosixRunLoop::post(std::function<void()> work) {
+    schedule(monotonicSeconds(), 0, std::move(work));
 }
 
-std::shared_ptr<Cancellable> PosixRunLoop::schedule(double due, double interval,
-                                                    std::function<void()> work) {
+TaskHandle PosixRunLoop::scheduleRepeating(double firstFire, double interval, double /*leeway*/,
+                                           std::function<void()> work) {
+    return handle(
+        schedule(monotonicSeconds() + std::max(firstFire, 0.0), interval, std::move(work)));
+}
+
+std::shared_ptr<PosixRunLoop::Timer> PosixRunLoop::schedule(double due, double interval,
+                                                            std::function<void()> work) {
     auto timer = std::make_shared<Timer>();
     timer->work = std::move(work);
     timer->interval = interval > 0 ? interval : 0;
     state_->timers.emplace(std::make_pair(due, state_->sequence++), timer);
-    return std::make_shared<TimerHandle>(timer, timer->interval > 0);
+    return timer;
+}
+
+TaskHandle PosixRunLoop::handle(const std::shared_ptr<Timer>& timer) {
+    return TaskHandle(std::make_shared<TimerHandle>(timer));
 }
 
 Date PosixRunLoop::now() {

@@ -17,9 +17,9 @@ class StopSignals;
 // readable descriptors (inotify, a pipe) from `run()` until `stop()` or a stop signal. It
 // sleeps in poll() between them, never spins.
 //
-// As with the platform's queue: dropping the handle of a one-shot item does not cancel it,
-// dropping the handle of a repeating timer does. Items due at the same moment run in the order
-// they were scheduled. Everything here, callbacks included, is for the loop's own thread.
+// Dropping a task's handle cancels it; posted work has none. Items due at the same moment run in
+// the order they were scheduled. Everything here, callbacks included, is for the loop's own
+// thread.
 class PosixRunLoop final : public MainQueue, public Clock {
   public:
     PosixRunLoop();
@@ -27,9 +27,10 @@ class PosixRunLoop final : public MainQueue, public Clock {
     PosixRunLoop(const PosixRunLoop&) = delete;
     PosixRunLoop& operator=(const PosixRunLoop&) = delete;
 
-    std::shared_ptr<Cancellable> asyncAfter(double seconds, std::function<void()> work) override;
-    std::shared_ptr<Cancellable> scheduleRepeating(double firstFire, double interval, double leeway,
-                                                   std::function<void()> work) override;
+    TaskHandle asyncAfter(double seconds, std::function<void()> work) override;
+    void post(std::function<void()> work) override;
+    TaskHandle scheduleRepeating(double firstFire, double interval, double leeway,
+                                 std::function<void()> work) override;
 
     // Seconds since 2001 from the system clock; monotonic seconds from the steady clock.
     Date now() override;
@@ -54,7 +55,8 @@ class PosixRunLoop final : public MainQueue, public Clock {
     class TimerHandle;
     class DescriptorToken;
 
-    std::shared_ptr<Cancellable> schedule(double due, double interval, std::function<void()> work);
+    std::shared_ptr<Timer> schedule(double due, double interval, std::function<void()> work);
+    static TaskHandle handle(const std::shared_ptr<Timer>& timer);
     // Runs the timers due now; the seconds until the next one, or a negative number for none.
     double runDueTimers();
     void waitForDescriptors(double timeout, int wakeDescriptor);

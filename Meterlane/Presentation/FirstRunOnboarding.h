@@ -73,7 +73,7 @@ class FirstRunOnboardingCoordinator {
     std::function<bool()> onboardingIsSuppressed_;
     UsageReader* reader_ = nullptr;
     bool isActive_ = false;
-    std::shared_ptr<Cancellable> scheduled_;
+    TaskHandle scheduled_;
 };
 
 }  // namespace gaugely

@@ -1,5 +1,7 @@
 #include "Meterlane/Presentation/PopoverInputFromReader.h"
 
+#include "Meterlane/Presentation/StatusPresentation.h"
+
 namespace gaugely {
 
 PopoverInput popoverInput(const UsageReader& reader) {
@@ -20,7 +22,7 @@ PopoverInput popoverInput(const UsageReader& reader) {
             input.resetsAt[window] = *resetsAt;
         }
     }
-    input.statusMessage = reader.userFacingStatusMessage();
+    input.statusMessage = userFacingStatusMessage(reader);
     input.refreshFrequency = reader.refreshFrequency();
     input.automaticRefreshEnabled = reader.automaticRefreshEnabled();
     input.automaticRefreshIsPending = reader.automaticRefreshIsPending();

@@ -5,8 +5,8 @@
 
 #include "LowUsageNotificationSupport/QuotaSchema.h"
 #include "LowUsageNotificationSupport/Text.h"
-#include "LowUsageNotificationSupport/UsageStatusPresentationPolicy.h"
 #include "Meterlane/Presentation/DatedTimeText.h"
+#include "Meterlane/Presentation/StatusPresentation.h"
 
 namespace gaugely {
 

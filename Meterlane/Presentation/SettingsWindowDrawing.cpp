@@ -45,16 +45,10 @@ void SettingsWindowDrawing::actionPerformed() {
     if (!shown_ || pendingRedraw_) {
         return;
     }
-    std::weak_ptr<SettingsWindowDrawing*> alive = alive_;
-    pendingRedraw_ = queue_.async([alive] {
-        const auto self = alive.lock();
-        if (!self || *self == nullptr) {
-            return;
-        }
-        SettingsWindowDrawing& drawing = **self;
-        drawing.pendingRedraw_.reset();
-        if (drawing.shown_) {
-            drawing.draw(drawing.model_());
+    pendingRedraw_ = queue_.async([this] {
+        pendingRedraw_.cancel();
+        if (shown_) {
+            draw(model_());
         }
     });
 }

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <functional>
-#include <memory>
 #include <optional>
 #include <string>
 
@@ -54,8 +53,7 @@ class SettingsWindowDrawing {
     SettingsWindowSurface surface_;
     bool shown_ = false;
     std::optional<SettingsViewModel> drawn_;
-    std::shared_ptr<Cancellable> pendingRedraw_;
-    std::shared_ptr<SettingsWindowDrawing*> alive_ = std::make_shared<SettingsWindowDrawing*>(this);
+    TaskHandle pendingRedraw_;
 };
 
 }  // namespace gaugely

@@ -252,8 +252,8 @@ class CodexLogWatcher {
     std::function<void()> afterLook_;
     std::vector<std::string> watchedFolders_;
     std::unique_ptr<Subscription> subscription_;
-    std::shared_ptr<Cancellable> poll_;
-    std::shared_ptr<Cancellable> pendingLook_;
+    TaskHandle poll_;
+    TaskHandle pendingLook_;
     std::shared_ptr<CodexLogWatcher*> alive_;
 };
 

@@ -19,10 +19,10 @@ CodexLogWatcher::CodexLogWatcher(CodexLogFollower& follower, FileSystem& fileSys
 CodexLogWatcher::~CodexLogWatcher() {
     *alive_ = nullptr;
     if (poll_) {
-        poll_->cancel();
+        poll_.cancel();
     }
     if (pendingLook_) {
-        pendingLook_->cancel();
+        pendingLook_.cancel();
     }
     subscription_.reset();
 }
@@ -41,7 +41,7 @@ void CodexLogWatcher::lookSoon() {
         if (!watcher || *watcher == nullptr) {
             return;
         }
-        (*watcher)->pendingLook_.reset();
+        (*watcher)->pendingLook_.cancel();
         (*watcher)->lookAndRenew();
     });
 }
@@ -73,10 +73,7 @@ void CodexLogWatcher::renewWatches() {
         }
     });
     if (subscription_) {
-        if (poll_) {
-            poll_->cancel();
-            poll_.reset();
-        }
+        poll_.cancel();
         return;
     }
     if (!poll_) {

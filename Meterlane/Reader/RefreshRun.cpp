@@ -1,49 +1,89 @@
-// A refresh run from its start to the menu it opened: capturing the UI state, bringing Codex to
-// the front, the click and the wait for the menu; and the run's one end, `finish`.
+// A refresh run from its start to the menu it opened: capturing the UI state, the countdown,
+// bringing Codex to the front, the click and the wait for the menu; and the run's one end,
+// `finish`.
 #include "Meterlane/Reader/RefreshRun.h"
 
 #include <cmath>
-
-#include "Meterlane/Reader/UsageReader.h"
 
 namespace gaugely {
 
 namespace {
 
 constexpr double activationWait = 0.4;
+constexpr int countdownSeconds = 10;
 
 }  // namespace
 
-RefreshRun::RefreshRun(UsageReader& reader, RefreshRunKind kind, ElementLookupMode lookupMode,
+RefreshRun::RefreshRun(RefreshRunHost& host, RefreshRunPorts ports, CodexElementSearch& search,
+                       RefreshRunKind kind, ElementLookupMode lookupMode,
                        ProfileMenuMemory& profileMenuMemory)
-    : reader_(reader),
+    : host_(host),
+      ports_(ports),
+      search_(search),
       kind_(kind),
-      lookup_(reader.search_, lookupMode, profileMenuMemory),
-      alive_(std::make_shared<RefreshRun*>(this)) {}
+      lookup_(search, lookupMode, profileMenuMemory) {}
 
-RefreshRun::~RefreshRun() {
-    *alive_ = nullptr;
-    if (pendingStep_) {
-        pendingStep_->cancel();
-    }
+QuotaSchema RefreshRun::schema() const {
+    return PlanQuotaConfiguration::configuration(host_.planToRead()).schema;
 }
+
+RefreshRun::~RefreshRun() = default;
 
 void RefreshRun::start() {
     // Accepted now: the look at the menu below is part of the request's cost.
-    const double requestedAt = reader_.env_.clock.monotonicSeconds();
+    const double requestedAt = ports_.clock.monotonicSeconds();
     timing_ = RefreshTiming{requestedAt, std::nullopt};
-    uiState_.host = reader_.search_.findCodexApplication();
+    uiState_.host = search_.findCodexApplication();
     if (uiState_.host) {
         uiState_.profileMenuPresenceAtStart =
-            reader_.search_.profileMenuInspection(applicationElement(*uiState_.host)).presence;
+            search_.profileMenuInspection(applicationElement(*uiState_.host)).presence;
     }
     beginRefreshTrace(kind_, uiState_.profileMenuPresenceAtStart);
     trace_->requestedAt = requestedAt;
     recordRefreshTiming("refresh requested");
 }
 
+void RefreshRun::proceed() {
+    if (!isAutomatic()) {
+        host_.showStatus(ReaderStatus::of(ReaderStatus::Kind::refreshing));
+        clickProfileControlDynamically();
+        return;
+    }
+    setCountdown(countdownSeconds);
+    host_.showStatus(ReaderStatus::countingDown(countdownSeconds));
+    // Each tick at its whole second from now, rather than each a second after the last: a late
+    // tick does not push the click back.
+    for (int second = 1; second <= countdownSeconds; ++second) {
+        countdownTicks_.push_back(
+            ports_.mainQueue.asyncAfter(second, [this, second] { countdownTick(second); }));
+    }
+    ports_.log.write(logSubsystem, automaticRefreshLogCategory, LogLevel::info,
+                     "Automatic refresh countdown started");
+}
+
+void RefreshRun::countdownTick(int second) {
+    search_.forgetReads();
+    if (second >= countdownSeconds) {
+        clickProfileControlDynamically();
+        return;
+    }
+    if (!automaticCountdownMayContinue()) {
+        return;
+    }
+    const int left = countdownSeconds - second;
+    setCountdown(left);
+    host_.showStatus(ReaderStatus::countingDown(left));
+}
+
+void RefreshRun::setCountdown(std::optional<int> secondsLeft) {
+    if (secondsLeft != countdown_) {
+        countdown_ = secondsLeft;
+        host_.countdownChanged();
+    }
+}
+
 AXElement RefreshRun::applicationElement(const RunningApplication& codex) {
-    return reader_.search_.applicationElement(codex);
+    return search_.applicationElement(codex);
 }
 
 double RefreshRun::pollDelay(int attempt) {
@@ -57,19 +97,11 @@ double RefreshRun::pollDelay(int attempt) {
 }
 
 void RefreshRun::scheduleAutomation(double after, std::function<void()> step) {
-    const uint64_t generation = reader_.refreshRun_.generation;
-    std::weak_ptr<RefreshRun*> alive = alive_;
-    pendingStep_ =
-        reader_.env_.mainQueue.asyncAfter(after, [alive, generation, step = std::move(step)] {
-            const auto run = alive.lock();
-            if (!run || *run == nullptr || (*run)->finished_ ||
-                !(*run)->reader_.refreshRun_.accepts(generation)) {
-                return;
-            }
-            // Codex's tree may have changed since the last step: nothing read before is trusted.
-            (*run)->reader_.search_.forgetReads();
-            step();
-        });
+    nextStep_ = ports_.mainQueue.asyncAfter(after, [this, step = std::move(step)] {
+        // Codex's tree may have changed since the last step: nothing read before is trusted.
+        search_.forgetReads();
+        step();
+    });
 }
 
 void RefreshRun::pollAgain(int attempt, std::function<void(int)> step) {
@@ -91,50 +123,41 @@ void RefreshRun::endThroughRestoration(const std::optional<RunningApplication>& 
     restoreOwnedCodexMenuAfterRead(codex, cause, false);
 }
 
-void RefreshRun::finish(const RefreshRunOutcome& outcome,
-                        std::optional<std::string> statusMessage) {
+void RefreshRun::finish(std::optional<RefreshRunOutcome> outcome,
+                        std::optional<ReaderStatus> status) {
     if (finished_) {
         return;
     }
     finished_ = true;
-    finishRefreshTrace(outcome);
-    stopRealInputMonitor();
-    if (pendingStep_) {
-        pendingStep_->cancel();
-        pendingStep_.reset();
+    if (outcome) {
+        finishRefreshTrace(*outcome);
     }
-    reader_.refreshRunEnded(statusMessage);
-}
-
-void RefreshRun::abandon() {
-    finished_ = true;
     trace_.reset();
     stopRealInputMonitor();
-    if (pendingStep_) {
-        pendingStep_->cancel();
-        pendingStep_.reset();
-    }
-    reader_.refreshRunEnded(std::nullopt);
+    countdownTicks_.clear();
+    nextStep_.cancel();
+    setCountdown(std::nullopt);
+    host_.runEnded(status);
 }
 
 void RefreshRun::clickProfileControlDynamically() {
-    reader_.publish(reader_.countdown_, std::optional<int>());
+    setCountdown(std::nullopt);
     if (!automaticCountdownMayContinue()) {
         return;
     }
-    if (!reader_.refreshPermission(false)) {
+    if (!host_.accessibilityIsTrusted()) {
         endThroughRestoration(std::nullopt, RefreshEndCause::accessibilityPermissionMissing);
         return;
     }
-    const std::optional<RunningApplication> codex = reader_.search_.findCodexApplication();
-    reader_.publish(reader_.codexFound_, codex.has_value());
+    const std::optional<RunningApplication> codex = search_.findCodexApplication();
+    host_.setCodexFound(codex.has_value());
     if (!codex) {
         endThroughRestoration(std::nullopt, RefreshEndCause::codexNotRunning);
         return;
     }
     uiState_.host = codex;
-    reader_.setStatusMessage("Locating Codex profile control...");
-    Workspace& workspace = reader_.env_.workspace;
+    host_.showStatus(ReaderStatus::of(ReaderStatus::Kind::locatingProfileControl));
+    Workspace& workspace = ports_.workspace;
     // A refused request is not the end: the next step finds Codex still behind and says so.
     (void)workspace.activate(
         codex->processIdentifier,
@@ -145,17 +168,16 @@ void RefreshRun::clickProfileControlDynamically() {
 
 bool RefreshRun::clickTargetAccepted(const AXElement& application, const AXElement& control,
                                      const Rect& controlFrame, Point point) {
-    CodexElementSearch& search = reader_.search_;
     const AXElementAtPositionResult hit =
-        reader_.env_.accessibility.elementAtPosition(application, point);
+        ports_.accessibility.elementAtPosition(application, point);
     if (hit.error != ax::success || !hit.element) {
         return false;
     }
-    if (search.isSameOrDescendant(hit.element, control)) {
+    if (search_.isSameOrDescendant(hit.element, control)) {
         return true;
     }
     // Something drawn inside the control (its icon, say) may take the hit.
-    const auto hitFrame = search.frame(hit.element);
+    const auto hitFrame = search_.frame(hit.element);
     return hitFrame && !hitFrame->isEmpty() && controlFrame.contains(*hitFrame) &&
            hitFrame->contains(point) && controlFrame.contains(point);
 }
@@ -164,14 +186,13 @@ void RefreshRun::hitTestAndClickProfileControl(const RunningApplication& codex) 
     if (!automaticCountdownMayContinue()) {
         return;
     }
-    CodexElementSearch& search = reader_.search_;
-    if (!search.isCodexFrontmost()) {
+    if (!search_.isCodexFrontmost()) {
         endThroughRestoration(codex, RefreshEndCause::codexDidNotBecomeActive);
         return;
     }
     recordRefreshStage("target app resolved");
     const AXElement application = applicationElement(codex);
-    const RefreshMenuInspection inspection = search.profileMenuInspection(application);
+    const RefreshMenuInspection inspection = search_.profileMenuInspection(application);
     recordRefreshStage("target menu inspection",
                        "presence " + std::string(rawValue(inspection.presence)) + "; traversal " +
                            std::string(rawValue(inspection.traversal)));
@@ -185,10 +206,10 @@ void RefreshRun::hitTestAndClickProfileControl(const RunningApplication& codex) 
         if (!beginRealInputMonitoringForSyntheticSequence()) {
             return;
         }
-        if (search.usageRemainingIsExpanded(application, reader_.currentSchema())) {
+        if (search_.usageRemainingIsExpanded(application, schema())) {
             recordRefreshTiming("Usage remaining already expanded");
             readStableUsage(codex, 0,
-                            profileUsageReadStrategy(reader_.codexPlan()) ==
+                            profileUsageReadStrategy(host_.planToRead()) ==
                                 ProfileUsageReadStrategy::readDirectProfileUsagePercentage);
         } else {
             deferRefreshForOpenProfileMenu();
@@ -203,13 +224,13 @@ void RefreshRun::hitTestAndClickProfileControl(const RunningApplication& codex) 
         return;
     }
 
-    const AXElement control = search.profileMenuControl(application);
+    const AXElement control = search_.profileMenuControl(application);
     if (!control) {
         endThroughRestoration(codex, RefreshEndCause::profileControlNotFound);
         return;
     }
     recordRefreshStage("profile control found");
-    const std::optional<Rect> controlFrame = search.frame(control);
+    const std::optional<Rect> controlFrame = search_.frame(control);
     if (!controlFrame || controlFrame->isEmpty()) {
         endThroughRestoration(codex, RefreshEndCause::profileControlInvalidBounds);
         return;
@@ -224,8 +245,8 @@ void RefreshRun::hitTestAndClickProfileControl(const RunningApplication& codex) 
         return;
     }
     // A fresh, complete look right before the click: the user may have opened the menu meanwhile.
-    search.forgetReads();
-    if (!permitsToggle(search.profileMenuInspection(application).presence)) {
+    search_.forgetReads();
+    if (!permitsToggle(search_.profileMenuInspection(application).presence)) {
         endThroughRestoration(codex, RefreshEndCause::menuStateChanged);
         return;
     }
@@ -245,13 +266,13 @@ void RefreshRun::deferRefreshForOpenProfileMenu() {
     const RefreshEndCause cause =
         isAutomatic() ? RefreshEndCause::automaticMenuOpen : RefreshEndCause::manualMenuOpen;
     cleanupResult_ = RefreshCleanupResult::preservedUserOwnedMenu;
-    finish(outcome(cause), std::string(userVisibleText(cause)));
+    finish(outcome(cause), ReaderStatus::runEnded(cause));
 }
 
 void RefreshRun::markProfileMenuOpenedByMonitor(const AXElement& menu) {
     uiState_.profileMenuOpenedByMonitor = true;
     uiState_.openedMenu = menu;
-    timing_.menuOpenedAt = reader_.env_.clock.monotonicSeconds();
+    timing_.menuOpenedAt = ports_.clock.monotonicSeconds();
     recordRefreshStage("profile menu became readable");
 }
 
@@ -272,7 +293,7 @@ void RefreshRun::verifySyntheticClickProfileMenu(const RunningApplication& codex
     lookup_.remember(codex, application, menu);
     markProfileMenuOpenedByMonitor(menu);
     recordRefreshTiming("Profile menu first detected as open");
-    if (profileUsageReadStrategy(reader_.codexPlan()) ==
+    if (profileUsageReadStrategy(host_.planToRead()) ==
         ProfileUsageReadStrategy::readDirectProfileUsagePercentage) {
         readStableUsage(codex, 0, true);
     } else {
@@ -286,13 +307,12 @@ long RefreshRun::elapsedMilliseconds() const {
     if (!trace_) {
         return 0;
     }
-    const double interval = reader_.env_.clock.monotonicSeconds() - trace_->requestedAt;
+    const double interval = ports_.clock.monotonicSeconds() - trace_->requestedAt;
     return std::isfinite(interval) ? static_cast<long>(interval * 1000.0) : 0;
 }
 
 void RefreshRun::beginRefreshTrace(RefreshRunKind kind, RefreshMenuPresence initialMenu) {
-    trace_ =
-        RefreshTrace{reader_.newTraceIdentifier(), kind, reader_.env_.clock.monotonicSeconds(), {}};
+    trace_ = RefreshTrace{host_.newTraceIdentifier(), kind, ports_.clock.monotonicSeconds(), {}};
     recordRefreshStage("refresh requested");
     recordRefreshStage("eligibility and safety evaluation passed",
                        "menu presence: " + std::string(rawValue(initialMenu)));
@@ -314,10 +334,9 @@ void RefreshRun::recordRefreshStage(std::string_view stage,
     if (std::find(recorded.begin(), recorded.end(), entry) != recorded.end()) {
         return;
     }
-    reader_.env_.log.write(logSubsystem, refreshLogCategory, LogLevel::info,
-                           "Refresh [" + trace_->identifier + "] " +
-                               std::string(rawValue(trace_->kind)) + ": " + entry + " at " +
-                               std::to_string(elapsedMilliseconds()) + " ms");
+    ports_.log.write(logSubsystem, refreshLogCategory, LogLevel::info,
+                     "Refresh [" + trace_->identifier + "] " + std::string(rawValue(trace_->kind)) +
+                         ": " + entry + " at " + std::to_string(elapsedMilliseconds()) + " ms");
     recorded.push_back(std::move(entry));
 }
 
@@ -325,24 +344,24 @@ void RefreshRun::recordRefreshTiming(std::string_view mark) {
     if (!trace_) {
         return;
     }
-    reader_.env_.log.write(logSubsystem, refreshLogCategory, LogLevel::debug,
-                           "Refresh timing: " + std::string(mark) + " at " +
-                               std::to_string(elapsedMilliseconds()) + " ms");
+    ports_.log.write(logSubsystem, refreshLogCategory, LogLevel::debug,
+                     "Refresh timing: " + std::string(mark) + " at " +
+                         std::to_string(elapsedMilliseconds()) + " ms");
 }
 
 void RefreshRun::logCleanup(std::string_view line) {
-    reader_.env_.log.write(logSubsystem, refreshLogCategory, LogLevel::info, std::string(line));
+    ports_.log.write(logSubsystem, refreshLogCategory, LogLevel::info, std::string(line));
 }
 
 void RefreshRun::finishRefreshTrace(const RefreshRunOutcome& outcome) {
     if (trace_) {
-        reader_.env_.log.write(logSubsystem, refreshLogCategory, LogLevel::info,
-                               "Refresh [" + trace_->identifier + "] " +
-                                   std::string(rawValue(trace_->kind)) + ": final outcome " +
-                                   outcome.logText(cleanupResult_) + " at " +
-                                   std::to_string(elapsedMilliseconds()) + " ms");
+        ports_.log.write(logSubsystem, refreshLogCategory, LogLevel::info,
+                         "Refresh [" + trace_->identifier + "] " +
+                             std::string(rawValue(trace_->kind)) + ": final outcome " +
+                             outcome.logText(cleanupResult_) + " at " +
+                             std::to_string(elapsedMilliseconds()) + " ms");
     }
-    reader_.publish(reader_.lastRefreshOutcome_, std::optional<RefreshRunOutcome>(outcome));
+    host_.recordOutcome(outcome);
     trace_.reset();
 }
 

@@ -6,36 +6,83 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
+#include "LowUsageNotificationSupport/CodexPlan.h"
 #include "LowUsageNotificationSupport/ProProfileUsageMenuParser.h"
+#include "LowUsageNotificationSupport/ReaderStatus.h"
 #include "LowUsageNotificationSupport/RefreshEndCause.h"
 #include "LowUsageNotificationSupport/RefreshRunOutcome.h"
 #include "LowUsageNotificationSupport/RefreshSnapshotStability.h"
 #include "LowUsageNotificationSupport/UsageSnapshot.h"
 #include "Meterlane/Platform/Accessibility.h"
+#include "Meterlane/Platform/Input.h"
+#include "Meterlane/Platform/Log.h"
 #include "Meterlane/Platform/MainQueue.h"
 #include "Meterlane/Platform/Workspace.h"
+#include "Meterlane/Reader/CodexElementSearch.h"
 #include "Meterlane/Reader/ProfileMenuLookup.h"
 #include "Meterlane/Reader/RealInputMonitor.h"
 #include "Meterlane/Reader/RefreshTrace.h"
 
 namespace gaugely {
 
-class UsageReader;
+// What a refresh run may read of the reader that owns it, and ask of it. The run changes no
+// published state but through these.
+class RefreshRunHost {
+  public:
+    // The plan whose usage the run reads.
+    virtual CodexPlan planToRead() const = 0;
+    // The reading on display is complete for that plan: a failed run says it was kept.
+    virtual bool showsValidReading() const = 0;
+    // Switching automatic refresh off ends an automatic run at its next step.
+    virtual bool automaticRefreshIsOn() const = 0;
 
-// One accepted refresh request, from its acceptance to its single `finish(outcome)`: the countdown
-// it may have, bringing Codex to the front, the click on the profile control, focusing and
-// expanding "Usage remaining", reading until two readings agree, and putting back the menu it
-// opened. It owns what lives exactly as long as that: the captured UI state, the timing, the
-// trace, the real-input monitor, the stability rule and the focus baseline.
+    // Asks the platform again whether Gaugely is trusted for Accessibility, without a prompt.
+    virtual bool accessibilityIsTrusted() = 0;
+    virtual void setCodexFound(bool found) = 0;
+    // Whether the run could watch for real input; automatic refreshes wait while it cannot.
+    virtual void inputMonitoringAvailable(bool available) = 0;
+    virtual void showStatus(std::optional<ReaderStatus> status) = 0;
+    // The run's countdown changed.
+    virtual void countdownChanged() = 0;
+    // A reading two looks agreed on; false (nothing kept) when it is not complete for the plan.
+    [[nodiscard]] virtual bool commitReading(const UsageSnapshot& snapshot) = 0;
+    // An automatic run put off by the user or by Codex leaving the front: the refresh stays due.
+    virtual void keepAutomaticRefreshDue() = 0;
+    virtual std::string newTraceIdentifier() = 0;
+    virtual void recordOutcome(const RefreshRunOutcome& outcome) = 0;
+    // The run's last act, made once: no run is in progress any more.
+    virtual void runEnded(std::optional<ReaderStatus> status) = 0;
+
+  protected:
+    virtual ~RefreshRunHost() = default;
+};
+
+// The platform a run drives Codex through and keeps time with.
+struct RefreshRunPorts {
+    Accessibility& accessibility;
+    Input& input;
+    Workspace& workspace;
+    MainQueue& mainQueue;
+    Clock& clock;
+    Log& log;
+};
+
+// One accepted refresh request, from its acceptance to its single `finish`: the countdown it may
+// have, bringing Codex to the front, the click on the profile control, focusing and expanding
+// "Usage remaining", reading until two readings agree, and putting back the menu it opened. It
+// owns what lives exactly as long as that: the captured UI state, the timing, the trace, the
+// countdown, the real-input monitor, the stability rule and the focus baseline.
 //
-// The reader owns the run and survives it; the run changes the reader's published state only
-// through the reader. Main thread only. Every wait is a scheduled step carrying the run's
-// generation, so a step of an ended run does nothing; the run never sleeps and never sends a key
-// once it has finished.
+// The reader owns the run and survives it; the run sees it only as its host. Main thread only.
+// Every wait is a scheduled step whose handle the run holds: finishing drops the countdown and the
+// next step, and so does destroying the run, so nothing of an ended run ever runs again; the run
+// never sleeps and never sends a key once it has finished.
 class RefreshRun {
   public:
-    RefreshRun(UsageReader& reader, RefreshRunKind kind, ElementLookupMode lookupMode,
+    RefreshRun(RefreshRunHost& host, RefreshRunPorts ports, CodexElementSearch& search,
+               RefreshRunKind kind, ElementLookupMode lookupMode,
                ProfileMenuMemory& profileMenuMemory);
     ~RefreshRun();
     RefreshRun(const RefreshRun&) = delete;
@@ -43,15 +90,26 @@ class RefreshRun {
 
     // Captures the UI state (the menu's presence at the start) and begins the trace.
     void start();
+    // Counts down (an automatic run) or goes straight on to the click (a manual one).
+    void proceed();
 
     RefreshRunKind kind() const { return kind_; }
     bool isAutomatic() const { return kind_ == RefreshRunKind::automatic; }
-    bool hasFinished() const { return finished_; }
+    // The seconds an automatic run's countdown has left; none once it is over.
+    std::optional<int> countdown() const { return countdown_; }
     const RefreshUIState& refreshUIState() const { return uiState_; }
     const RefreshTiming& refreshTiming() const { return timing_; }
     const RealInputMonitor* realInputMonitor() const { return realInputMonitor_.get(); }
     RefreshCleanupResult refreshCleanupResult() const { return cleanupResult_; }
 
+    // The user switched automatic refresh off during an automatic run.
+    void deferForAutomaticRefreshSwitchedOff();
+    // An update installation is about to begin; a run still counting down has sent nothing yet.
+    void deferForUpdateInstallation();
+    // A plan change abandons the run without a final trace line and without sending any key.
+    void abandon() { finish(std::nullopt, std::nullopt); }
+
+  private:
     // Steps, in run order.
     void clickProfileControlDynamically();
     void hitTestAndClickProfileControl(const RunningApplication& codex);
@@ -77,11 +135,6 @@ class RefreshRun {
     [[nodiscard]] bool beginRealInputMonitoringForSyntheticSequence();
     [[nodiscard]] bool automaticSyntheticInputMayContinue();
     void deferAutomaticSyntheticInteraction(RefreshEndCause cause);
-    void deferForAutomaticRefreshSwitchedOff();
-    // An update installation is about to begin; a run still counting down has sent nothing yet.
-    void deferForUpdateInstallation();
-    // A plan change abandons the run without a trace line and without sending any key.
-    void abandon();
 
     // The trace.
     void recordRefreshStage(std::string_view stage, std::optional<std::string_view> detail = {});
@@ -92,10 +145,12 @@ class RefreshRun {
     // Polls are attempts 0 to 13; attempt 14 ends the wait without reading.
     static constexpr int lastPollAttempt = 13;
 
-  private:
-    // The run's one end: the final trace line, the outcome published, the monitor stopped, and
-    // the reader told that no run is in progress.
-    void finish(const RefreshRunOutcome& outcome, std::optional<std::string> statusMessage);
+    // The run's one end: the final trace line and the outcome published (none when the run is
+    // abandoned), the countdown and the next step dropped, the monitor stopped, and the reader
+    // told that no run is in progress. A run ends once.
+    void finish(std::optional<RefreshRunOutcome> outcome, std::optional<ReaderStatus> status);
+    void countdownTick(int second);
+    void setCountdown(std::optional<int> secondsLeft);
     void endThroughRestoration(const std::optional<RunningApplication>& codex,
                                RefreshEndCause cause);
     // Schedules `step` with the next attempt after the back-off delay of `attempt`.
@@ -117,16 +172,20 @@ class RefreshRun {
                              const Rect& controlFrame, Point point);
     std::optional<UsageSnapshot> usageSnapshotFromUsageRemainingMenu(const AXElement& menu);
     std::optional<ProProfileUsageValues> proProfileUsageValues(const AXElement& menu);
-    std::optional<UsageSnapshot> readDirectProfileUsage(const RunningApplication& codex,
-                                                        const AXElement& menu);
+    // `ambiguous`: several titles carry a value, and waiting will not make one of them right.
+    std::optional<UsageSnapshot> readDirectProfileUsage(const AXElement& menu, bool& ambiguous);
     std::optional<UsageSnapshot> readUsageRemaining(const AXElement& menu);
     RefreshEndCause unreadableUsageCause() const;
     bool sendSyntheticLeftClick(Point point);
-    bool sendEscapeKey(uint16_t keyCode);
+    bool sendSyntheticKeyPress(uint16_t keyCode);
     void stopRealInputMonitor();
     AXElement applicationElement(const RunningApplication& codex);
 
-    UsageReader& reader_;
+    QuotaSchema schema() const;
+
+    RefreshRunHost& host_;
+    RefreshRunPorts ports_;
+    CodexElementSearch& search_;
     const RefreshRunKind kind_;
     ProfileMenuLookup lookup_;
     RefreshUIState uiState_;
@@ -138,10 +197,11 @@ class RefreshRun {
     RefreshCleanupResult cleanupResult_ = RefreshCleanupResult::notRequired;
     // Whether the last reading found a menu to read, for the message when the wait runs out.
     bool lastReadingFoundMenu_ = false;
-    std::shared_ptr<Cancellable> pendingStep_;
+    std::optional<int> countdown_;
     bool finished_ = false;
-    // Lets scheduled steps notice that the run is gone.
-    std::shared_ptr<RefreshRun*> alive_;
+    // The countdown's ticks and the step the run waits for; each goes with the run.
+    std::vector<TaskHandle> countdownTicks_;
+    TaskHandle nextStep_;
 };
 
 }  // namespace gaugely

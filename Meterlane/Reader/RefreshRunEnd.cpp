@@ -2,8 +2,8 @@
 // of its outcome, and the real-input guard that stops an automatic run the moment the user acts.
 #include <cmath>
 
+#include "LowUsageNotificationSupport/RefreshRunGuard.h"
 #include "Meterlane/Reader/RefreshRun.h"
-#include "Meterlane/Reader/UsageReader.h"
 
 namespace gaugely {
 
@@ -17,11 +17,10 @@ constexpr double requiredIdleSeconds = 10.0;
 void RefreshRun::restoreOwnedCodexMenuAfterRead(const std::optional<RunningApplication>& codex,
                                                 std::optional<RefreshEndCause> cause,
                                                 bool requiresUsageExpansion) {
-    CodexElementSearch& search = reader_.search_;
     if (!uiState_.profileMenuOpenedByMonitor || !codex) {
-        search.forgetReads();
+        search_.forgetReads();
         const bool menuOpen =
-            codex && static_cast<bool>(search.profileMenuElement(applicationElement(*codex)));
+            codex && static_cast<bool>(search_.profileMenuElement(applicationElement(*codex)));
         cleanupResult_ = menuOpen ? RefreshCleanupResult::preservedUserOwnedMenu
                                   : RefreshCleanupResult::notRequired;
         recordRefreshStage("cleanup required/not required", "not required");
@@ -32,19 +31,19 @@ void RefreshRun::restoreOwnedCodexMenuAfterRead(const std::optional<RunningAppli
     // One Escape closes Codex's whole menu, expanded usage section included; the verification
     // below reports whatever is left.
     (void)requiresUsageExpansion;
-    search.forgetReads();
+    search_.forgetReads();
     const AXElement menuNow = lookup_.profileMenu(applicationElement(*codex), uiState_.openedMenu);
     const bool inputQuiet = !realInputMonitor_ || !realInputMonitor_->realInputDetected();
     const bool mayDismiss = RefreshRunGuard::mayDismiss(
         uiState_.profileMenuPresenceAtStart != RefreshMenuPresence::closed, true,
-        menuNow && menuNow == uiState_.openedMenu, search.isCodexFrontmost(), inputQuiet);
+        menuNow && menuNow == uiState_.openedMenu, search_.isCodexFrontmost(), inputQuiet);
     if (!mayDismiss) {
         cleanupResult_ = RefreshCleanupResult::uncertain;
         recordRefreshStage("cleanup result", rawValue(cleanupResult_));
         completeRefreshAfterRead(cause);
         return;
     }
-    if (!sendEscapeKey(keycode::escape)) {
+    if (!sendSyntheticKeyPress(keycode::escape)) {
         recordRefreshStage("cleanup result", "Escape could not be sent");
         cleanupResult_ = RefreshCleanupResult::failed;
         completeRefreshAfterRead(cause);
@@ -59,7 +58,7 @@ void RefreshRun::verifyOwnedCodexMenuRestoration(const RunningApplication& codex
                                                  std::optional<RefreshEndCause> cause) {
     // A complete walk: whether the menu really closed is not taken from what the run remembers.
     const RefreshMenuInspection inspection =
-        reader_.search_.profileMenuInspection(applicationElement(codex));
+        search_.profileMenuInspection(applicationElement(codex));
     if (inspection.presence == RefreshMenuPresence::closed) {
         cleanupResult_ = RefreshCleanupResult::closed;
         recordRefreshStage("cleanup result", rawValue(cleanupResult_));
@@ -75,7 +74,7 @@ void RefreshRun::verifyOwnedCodexMenuRestoration(const RunningApplication& codex
         logCleanup("Refresh cleanup attempted; final menu state uncertain");
     }
     if (timing_.menuOpenedAt) {
-        const double dwell = reader_.env_.clock.monotonicSeconds() - *timing_.menuOpenedAt;
+        const double dwell = ports_.clock.monotonicSeconds() - *timing_.menuOpenedAt;
         logCleanup("Refresh menu dwell: " +
                    std::to_string(std::isfinite(dwell) ? static_cast<long>(dwell * 1000.0) : 0L) +
                    " ms");
@@ -85,12 +84,12 @@ void RefreshRun::verifyOwnedCodexMenuRestoration(const RunningApplication& codex
 
 void RefreshRun::completeRefreshAfterRead(std::optional<RefreshEndCause> cause) {
     if (cause) {
-        finish(outcome(*cause), std::string(userVisibleText(*cause)));
+        finish(outcome(*cause), ReaderStatus::runEnded(*cause));
         return;
     }
     if (cleanupResult_ == RefreshCleanupResult::uncertain ||
         cleanupResult_ == RefreshCleanupResult::failed) {
-        reader_.setStatusMessage("Usage refreshed — Codex menu state could not be confirmed.");
+        host_.showStatus(ReaderStatus::of(ReaderStatus::Kind::menuStateUnconfirmed));
         finish(RefreshRunOutcome::cleanupUncertain(), std::nullopt);
         return;
     }
@@ -102,15 +101,15 @@ void RefreshRun::completeRefreshAfterRead(std::optional<RefreshEndCause> cause) 
 bool RefreshRun::sendSyntheticLeftClick(Point point) {
     for (const InputEventType type :
          {InputEventType::mouseMoved, InputEventType::leftMouseDown, InputEventType::leftMouseUp}) {
-        if (!reader_.env_.input.postMouseEvent(type, point, syntheticEventMarker)) {
+        if (!ports_.input.postMouseEvent(type, point, syntheticEventMarker)) {
             return false;
         }
     }
     return true;
 }
 
-bool RefreshRun::sendEscapeKey(uint16_t keyCode) {
-    return reader_.env_.input.postKeyPress(keyCode, syntheticEventMarker);
+bool RefreshRun::sendSyntheticKeyPress(uint16_t keyCode) {
+    return ports_.input.postKeyPress(keyCode, syntheticEventMarker);
 }
 
 void RefreshRun::stopRealInputMonitor() {
@@ -122,9 +121,9 @@ void RefreshRun::stopRealInputMonitor() {
 
 bool RefreshRun::beginRealInputMonitoringForSyntheticSequence() {
     stopRealInputMonitor();
-    auto monitor = std::make_unique<RealInputMonitor>(reader_.env_.input);
+    auto monitor = std::make_unique<RealInputMonitor>(ports_.input);
     const bool started = monitor->start();
-    reader_.publish(reader_.inputMonitoringUnavailable_, !started);
+    host_.inputMonitoringAvailable(started);
     if (started) {
         realInputMonitor_ = std::move(monitor);
         return true;
@@ -138,12 +137,12 @@ bool RefreshRun::beginRealInputMonitoringForSyntheticSequence() {
 }
 
 bool RefreshRun::automaticRunStillWanted(bool settingsWindowCounts) {
-    if (!reader_.automaticRefreshEnabled_) {
+    if (!host_.automaticRefreshIsOn()) {
         deferForAutomaticRefreshSwitchedOff();
         return false;
     }
-    const bool inFront = reader_.search_.isCodexFrontmost() ||
-                         (settingsWindowCounts && reader_.env_.workspace.settingsWindowIsKey());
+    const bool inFront = search_.isCodexFrontmost() ||
+                         (settingsWindowCounts && ports_.workspace.settingsWindowIsKey());
     if (!inFront) {
         deferAutomaticSyntheticInteraction(RefreshEndCause::automaticCodexNotFrontmost);
         return false;
@@ -159,7 +158,7 @@ bool RefreshRun::automaticCountdownMayContinue() {
     if (!automaticRunStillWanted(true)) {
         return false;
     }
-    if (reader_.env_.input.secondsSinceLastInputEvent() < requiredIdleSeconds) {
+    if (ports_.input.secondsSinceLastInputEvent() < requiredIdleSeconds) {
         deferAutomaticSyntheticInteraction(RefreshEndCause::automaticUserActive);
         return false;
     }
@@ -206,8 +205,8 @@ void RefreshRun::deferAutomaticSyntheticInteraction(RefreshEndCause cause) {
                          : RefreshCleanupResult::notRequired;
     recordRefreshStage("cleanup result", rawValue(cleanupResult_));
     // The refresh stays due: the scheduler tries again at its next tick.
-    reader_.scheduler_.setAutomaticRefreshSchedule(reader_.env_.clock.now(), true);
-    finish(outcome(cause), message);
+    host_.keepAutomaticRefreshDue();
+    finish(outcome(cause), ReaderStatus::runEnded(cause));
 }
 
 }  // namespace gaugely

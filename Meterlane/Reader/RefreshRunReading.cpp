@@ -5,7 +5,6 @@
 #include "LowUsageNotificationSupport/CodexVocabulary.h"
 #include "LowUsageNotificationSupport/UsageMenuText.h"
 #include "Meterlane/Reader/RefreshRun.h"
-#include "Meterlane/Reader/UsageReader.h"
 
 namespace gaugely {
 
@@ -23,14 +22,13 @@ void RefreshRun::retryUsageKeyboardReadiness(const RunningApplication& codex, in
     if (waitIsOver(attempt, codex, RefreshEndCause::usagePositionUnknown)) {
         return;
     }
-    CodexElementSearch& search = reader_.search_;
     const AXElement menu = lookup_.profileMenu(applicationElement(codex), uiState_.openedMenu);
-    const std::vector<AXElement> items = menu ? search.menuItems(menu) : std::vector<AXElement>{};
+    const std::vector<AXElement> items = menu ? search_.menuItems(menu) : std::vector<AXElement>{};
     std::optional<size_t> usageIndex;
     if (!items.empty()) {
         recordRefreshTiming("Profile Accessibility menu structure available");
         for (size_t i = 0; i < items.size() && !usageIndex; ++i) {
-            const std::vector<std::string> lines = search.orderedMenuText(items[i]);
+            const std::vector<std::string> lines = search_.orderedMenuText(items[i]);
             if (std::any_of(lines.begin(), lines.end(), [](const std::string& line) {
                     return codexVocabulary::mentionsUsageRemaining(line);
                 })) {
@@ -46,10 +44,10 @@ void RefreshRun::retryUsageKeyboardReadiness(const RunningApplication& codex, in
 
     // Keyboard focus skips entries that take no room (separators); an entry whose size cannot be
     // read counts as such, unless no entry's size can be read at all.
-    UsageFocusBaseline baseline{menu, items[*usageIndex], search.frame(items[*usageIndex]), 0};
+    UsageFocusBaseline baseline{menu, items[*usageIndex], search_.frame(items[*usageIndex]), 0};
     std::vector<std::optional<Rect>> frames;
     for (size_t i = 0; i <= *usageIndex; ++i) {
-        frames.push_back(i == *usageIndex ? baseline.itemFrame : search.frame(items[i]));
+        frames.push_back(i == *usageIndex ? baseline.itemFrame : search_.frame(items[i]));
     }
     const bool anySize = std::any_of(frames.begin(), frames.end(),
                                      [](const auto& frame) { return frame.has_value(); });
@@ -64,7 +62,7 @@ void RefreshRun::retryUsageKeyboardReadiness(const RunningApplication& codex, in
         if (!automaticSyntheticInputMayContinue()) {
             return;
         }
-        if (!sendEscapeKey(keycode::downArrow)) {
+        if (!sendSyntheticKeyPress(keycode::downArrow)) {
             endThroughRestoration(codex, RefreshEndCause::focusKeysNotSent);
             return;
         }
@@ -83,14 +81,14 @@ void RefreshRun::activateFocusedUsageItemWithReturn(const RunningApplication& co
     if (waitIsOver(attempt, codex, RefreshEndCause::usageNotFocused)) {
         return;
     }
-    if (reader_.search_.flagAttribute(baseline.item, ax::focused) != true) {
+    if (search_.flagAttribute(baseline.item, ax::focused) != true) {
         pollAgain(attempt, [this, codex, baseline](int next) {
             activateFocusedUsageItemWithReturn(codex, baseline, next);
         });
         return;
     }
     recordRefreshTiming("Usage remaining item focused");
-    if (!sendEscapeKey(keycode::returnKey)) {
+    if (!sendSyntheticKeyPress(keycode::returnKey)) {
         endThroughRestoration(codex, RefreshEndCause::returnNotSent);
         return;
     }
@@ -109,7 +107,7 @@ void RefreshRun::verifyUsageKeyboardActivation(const RunningApplication& codex,
         return;
     }
     if (!lookup_.usageRemainingIsExpanded(applicationElement(codex), uiState_.openedMenu,
-                                          reader_.currentSchema())) {
+                                          schema())) {
         pollAgain(attempt, [this, codex, baseline](int next) {
             verifyUsageKeyboardActivation(codex, baseline, next);
         });
@@ -124,31 +122,29 @@ std::optional<UsageSnapshot> RefreshRun::usageSnapshotFromUsageRemainingMenu(
     if (!menu) {
         return std::nullopt;
     }
-    return gaugely::usageSnapshotFromUsageRemainingMenu(reader_.codexPlan(),
-                                                        reader_.search_.orderedMenuText(menu));
+    return gaugely::usageSnapshotFromUsageRemainingMenu(host_.planToRead(),
+                                                        search_.orderedMenuText(menu));
 }
 
 std::optional<ProProfileUsageValues> RefreshRun::proProfileUsageValues(const AXElement& menu) {
-    CodexElementSearch& search = reader_.search_;
     std::vector<std::string> titles;
-    for (const AXElement& item : search.menuItems(menu)) {
-        if (auto title = search.title(item)) {
+    for (const AXElement& item : search_.menuItems(menu)) {
+        if (auto title = search_.title(item)) {
             titles.push_back(std::move(*title));
         }
     }
     return ProProfileUsageMenuParser::parse(titles, [&] {
         // The older layout keeps the value under a "Usage" item.
-        const AXElement usageItem = search.proUsageProfileMenuItem(menu);
-        return search.orderedMenuText(usageItem ? usageItem : menu);
+        const AXElement usageItem = search_.proUsageProfileMenuItem(menu);
+        return search_.orderedMenuText(usageItem ? usageItem : menu);
     });
 }
 
-std::optional<UsageSnapshot> RefreshRun::readDirectProfileUsage(const RunningApplication& codex,
-                                                                const AXElement& menu) {
-    CodexElementSearch& search = reader_.search_;
+std::optional<UsageSnapshot> RefreshRun::readDirectProfileUsage(const AXElement& menu,
+                                                                bool& ambiguous) {
     std::vector<std::string> titles;
-    for (const AXElement& item : search.menuItems(menu)) {
-        if (auto title = search.title(item)) {
+    for (const AXElement& item : search_.menuItems(menu)) {
+        if (auto title = search_.title(item)) {
             titles.push_back(std::move(*title));
         }
     }
@@ -157,12 +153,12 @@ std::optional<UsageSnapshot> RefreshRun::readDirectProfileUsage(const RunningApp
         valueTitles += codexVocabulary::proTitle().containsMatch(title) ? 1 : 0;
     }
     const bool usageRow =
-        valueTitles > 0 || static_cast<bool>(search.proUsageProfileMenuItem(menu));
+        valueTitles > 0 || static_cast<bool>(search_.proUsageProfileMenuItem(menu));
     recordRefreshStage("usage row found/not found", usageRow ? "found" : "not found");
-    if (valueTitles >= 2) {
-        // Several titles with a value: none of them is trusted, and waiting will not help.
+    ambiguous = valueTitles >= 2;
+    if (ambiguous) {
+        // Several titles with a value: none of them is trusted.
         recordRefreshStage("percentage parsed/not parsed", "not parsed");
-        endThroughRestoration(codex, RefreshEndCause::ambiguousUsageValue);
         return std::nullopt;
     }
     std::optional<UsageSnapshot> reading;
@@ -179,11 +175,11 @@ std::optional<UsageSnapshot> RefreshRun::readDirectProfileUsage(const RunningApp
 std::optional<UsageSnapshot> RefreshRun::readUsageRemaining(const AXElement& menu) {
     recordRefreshStage("usage row found/not found", "found");
     std::optional<UsageSnapshot> reading = usageSnapshotFromUsageRemainingMenu(menu);
-    const QuotaSchema schema = reader_.currentSchema();
-    const bool percentages =
-        reading && quotaPercentages(*reading, schema).size() == requiredWindows(schema).size();
+    const QuotaSchema plansSchema = schema();
+    const bool percentages = reading && quotaPercentages(*reading, plansSchema).size() ==
+                                            requiredWindows(plansSchema).size();
     recordRefreshStage("percentage parsed/not parsed", percentages ? "parsed" : "not parsed");
-    const bool complete = reading && isCompleteUsageSnapshot(*reading, schema);
+    const bool complete = reading && isCompleteUsageSnapshot(*reading, plansSchema);
     recordRefreshStage("reset data parsed/not parsed", complete ? "parsed" : "not parsed");
     return reading;
 }
@@ -192,8 +188,7 @@ RefreshEndCause RefreshRun::unreadableUsageCause() const {
     if (!lastReadingFoundMenu_) {
         return RefreshEndCause::usageRowUnavailable;
     }
-    if (reader_.activeSnapshotPlan_ == reader_.codexPlan() &&
-        isCompleteUsageSnapshot(reader_.snapshot_, reader_.currentSchema())) {
+    if (host_.showsValidReading()) {
         return RefreshEndCause::usageUnreadablePreviousDataKept;
     }
     return RefreshEndCause::usageUnreadable;
@@ -217,21 +212,25 @@ void RefreshRun::readStableUsage(const RunningApplication& codex, int attempt, b
         recordRefreshStage("menu became readable or timed out", "not yet readable");
     } else {
         recordRefreshStage("menu became readable or timed out");
-        reading = directProfile ? readDirectProfileUsage(codex, menu) : readUsageRemaining(menu);
-        if (finished_) {
+        bool ambiguous = false;
+        reading =
+            directProfile ? readDirectProfileUsage(menu, ambiguous) : readUsageRemaining(menu);
+        if (ambiguous) {
+            endThroughRestoration(codex, RefreshEndCause::ambiguousUsageValue);
             return;
         }
     }
-    if (reading && !isCompleteUsageSnapshot(*reading, reader_.currentSchema())) {
+    if (reading && !isCompleteUsageSnapshot(*reading, schema())) {
         reading.reset();
     }
 
     // The rule is asked with one attempt to spare: past the last poll the wait ends on its own
     // step, after its delay, without reading.
     const RefreshReadOutcome outcome =
-        snapshotStability_.advance(reading, reader_.env_.clock.monotonicSeconds(), attempt,
+        snapshotStability_.advance(reading, ports_.clock.monotonicSeconds(), attempt,
                                    lastPollAttempt + 1, [this](const UsageSnapshot& stable) {
-                                       return reader_.commitCompleteUsageSnapshot(stable);
+                                       recordRefreshStage("snapshot validated and committed");
+                                       return host_.commitReading(stable);
                                    });
     switch (outcome) {
         case RefreshReadOutcome::committed:

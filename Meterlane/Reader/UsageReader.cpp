@@ -27,18 +27,11 @@ UsageReader::UsageReader(ReaderEnvironment environment)
 }
 
 UsageReader::~UsageReader() {
-    // Work items still on the queue hold only a weak reference and will find the reader gone.
     *alive_ = nullptr;
     codexLogSource_.reset();
-    for (const auto& item : countdownWorkItems_) {
-        item->cancel();
-    }
+    // The runs go first: what they hold reaches into the reader.
     activeRun_.reset();
-    endedRun_.reset();
-}
-
-void UsageReader::setStatusMessage(std::optional<std::string> message) {
-    publish(statusMessage_, std::move(message));
+    endedRuns_.clear();
 }
 
 bool UsageReader::refreshPermission(bool requestPrompt) {

@@ -65,7 +65,7 @@ struct ReaderEnvironment {
 
 // The one long-lived model object: it owns every piece of mutable state, runs the refresh that
 // reads Codex's usage, and tells its observers of every change of published state.
-class UsageReader {
+class UsageReader : private RefreshRunHost, private AutomaticRefreshHost {
   public:
     explicit UsageReader(ReaderEnvironment environment);
     ~UsageReader();
@@ -87,13 +87,18 @@ class UsageReader {
     bool hasExplicitPlanSelection() const { return planSelectionState_.hasExplicitPlanSelection(); }
     const CodexPlanSelectionState& planSelectionState() const { return planSelectionState_; }
     std::optional<CodexPlan> activeSnapshotPlan() const { return activeSnapshotPlan_; }
-    std::optional<int> countdown() const { return countdown_; }
-    bool automationInProgress() const { return automationInProgress_; }
+    std::optional<int> countdown() const {
+        return activeRun_ ? activeRun_->countdown() : std::nullopt;
+    }
+    bool automationInProgress() const { return activeRun_ != nullptr; }
     std::optional<Date> lastUpdated() const { return lastUpdated_; }
-    std::optional<Date> nextAutomaticRefreshDate() const { return nextAutomaticRefreshDate_; }
-    bool automaticRefreshIsPending() const { return automaticRefreshIsPending_; }
+    std::optional<Date> nextAutomaticRefreshDate() const {
+        return scheduler_.nextAutomaticRefreshDate();
+    }
+    bool automaticRefreshIsPending() const { return scheduler_.automaticRefreshIsPending(); }
     bool automaticRefreshEnabled() const { return automaticRefreshEnabled_; }
-    const std::optional<std::string>& statusMessage() const { return statusMessage_; }
+    // What the reader has to say about reading, as a cause; its words are the presentation's.
+    const std::optional<ReaderStatus>& status() const { return status_; }
     const std::optional<RefreshRunOutcome>& lastRefreshOutcome() const {
         return lastRefreshOutcome_;
     }
@@ -124,8 +129,6 @@ class UsageReader {
     bool hasValidValues() const;
     UsageSnapshotPresentationState usageSnapshotPresentationState() const;
     bool currentSnapshotMayBeStale() const;
-    std::optional<std::string> userFacingStatusMessage() const;
-    std::optional<std::string> recoveryMessage(const std::optional<std::string>& message) const;
     std::string menuBarUsageSummary() const;
     bool hasEnabledCurrentPlanNotificationFeature() const;
     // The summary format in force: the chosen one when the plan offers it, else standard.
@@ -214,18 +217,42 @@ class UsageReader {
     ElementLookupMode elementLookupMode() const { return elementLookupMode_; }
 
   private:
-    friend class RefreshRun;
-    friend class AutomaticRefreshScheduler;
+    // What a run may read and ask (see RefreshRunHost).
+    CodexPlan planToRead() const override { return codexPlan(); }
+    bool showsValidReading() const override { return hasValidValues(); }
+    bool automaticRefreshIsOn() const override { return automaticRefreshEnabled_; }
+    bool accessibilityIsTrusted() override { return refreshPermission(false); }
+    void setCodexFound(bool found) override { publish(codexFound_, found); }
+    void inputMonitoringAvailable(bool available) override {
+        publish(inputMonitoringUnavailable_, !available);
+    }
+    void showStatus(std::optional<ReaderStatus> status) override { setStatus(status); }
+    void countdownChanged() override { notifyObservers(); }
+    [[nodiscard]] bool commitReading(const UsageSnapshot& snapshot) override {
+        return commitCompleteUsageSnapshot(snapshot);
+    }
+    void keepAutomaticRefreshDue() override;
+    std::string newTraceIdentifier() override;
+    void recordOutcome(const RefreshRunOutcome& outcome) override {
+        publish(lastRefreshOutcome_, std::optional<RefreshRunOutcome>(outcome));
+    }
+    void runEnded(std::optional<ReaderStatus> status) override;
+
+    // What the scheduler may read and ask besides (see AutomaticRefreshHost).
+    bool planIsChosen() const override { return hasExplicitPlanSelection(); }
+    RefreshFrequency chosenRefreshFrequency() const override { return refreshFrequency_; }
+    std::optional<Date> lastReadingDate() const override { return lastUpdated_; }
+    bool updateIsInstalling() const override { return updateRefreshGate_; }
+    bool isCountingDown() const override { return countdown().has_value(); }
+    bool refreshIsRunning() const override { return automationInProgress(); }
+    bool logsAreCurrent() const override { return codexLogsAreCurrent(); }
+    void scheduleChanged() override { notifyObservers(); }
+    void beginAutomaticRefresh() override { beginReadCountdown(true); }
 
     // The run's bookkeeping on the reader's side.
-    void scheduleCountdown(double after, uint64_t generation);
-    void cancelPendingCountdownWorkItems();
     void cancelRefreshForPlanChange();
     [[nodiscard]] bool commitCompleteUsageSnapshot(const UsageSnapshot& snapshot);
     void recordRejectedRefresh(RefreshRunKind kind, const RefreshRunOutcome& outcome);
-    std::string newTraceIdentifier();
-    // Called once by the run as it ends: no run is in progress any more.
-    void refreshRunEnded(std::optional<std::string> statusMessage);
     bool activeRefreshIsAutomatic() const { return activeRun_ && activeRun_->isAutomatic(); }
 
     // Restore and persistence.
@@ -269,7 +296,7 @@ class UsageReader {
         observers_.publish(field, std::move(value));
     }
     void notifyObservers() { observers_.notify(); }
-    void setStatusMessage(std::optional<std::string> message);
+    void setStatus(std::optional<ReaderStatus> status) { publish(status_, status); }
 
     AXElement applicationElement(const RunningApplication& codex);
     QuotaSchema currentSchema() const;
@@ -282,13 +309,9 @@ class UsageReader {
     bool codexFound_ = false;
     UsageSnapshot snapshot_;
     std::optional<CodexPlan> activeSnapshotPlan_;
-    std::optional<int> countdown_;
-    bool automationInProgress_ = false;
     std::optional<Date> lastUpdated_;
-    std::optional<Date> nextAutomaticRefreshDate_;
-    bool automaticRefreshIsPending_ = false;
     bool automaticRefreshEnabled_ = true;
-    std::optional<std::string> statusMessage_;
+    std::optional<ReaderStatus> status_;
     std::optional<RefreshRunOutcome> lastRefreshOutcome_;
     bool accessibilityGuidanceIsEligible_ = false;
     bool inputMonitoringUnavailable_ = false;
@@ -322,26 +345,29 @@ class UsageReader {
     bool codexLogReadingsWaiting_ = false;
     std::map<QuotaWindow, Date> codexLogPassedResets_;
     // Wakes the reader when a window's reset time passes with no newer line.
-    std::shared_ptr<Cancellable> codexLogWake_;
+    TaskHandle codexLogWake_;
     UsageSnapshotSources snapshotSources_;
     UsageHistory usageHistory_;
 
-    // The run in progress, and the one that ended last (kept until the next begins, so its own
-    // last step can finish safely).
-    std::vector<std::shared_ptr<Cancellable>> countdownWorkItems_;
-    uint64_t countdownGeneration_ = 0;
-    RefreshRunGuard refreshRun_;
+    // The run in progress, and those that ended since the queue last turned: a run usually ends
+    // inside one of its own steps, so it is released by the work that follows its end.
     std::unique_ptr<RefreshRun> activeRun_;
-    std::unique_ptr<RefreshRun> endedRun_;
+    std::vector<std::unique_ptr<RefreshRun>> endedRuns_;
+    TaskHandle afterRun_;
+    RefreshCleanupResult lastCleanupResult_ = RefreshCleanupResult::notRequired;
     ElementLookupMode elementLookupMode_ = ElementLookupMode::fast;
     // Where runs found the profile menu, for the next run's polls, in this process and the next.
     ProfileMenuMemory profileMenuMemory_{env_.preferences, env_.workspace};
 
     // The automatic refresh schedule; it lives as long as the reader.
-    AutomaticRefreshScheduler scheduler_{*this};
+    AutomaticRefreshScheduler scheduler_{
+        static_cast<AutomaticRefreshHost&>(*this),
+        AutomaticRefreshPorts{env_.input, env_.workspace, env_.mainQueue, env_.clock, env_.log,
+                              env_.preferences},
+        search_};
 
     ModelObservers observers_;
-    // Lets work items scheduled on the queue notice that the reader is gone.
+    // Lets the updater's refresh-gate hooks, which may outlive the reader, notice that it is gone.
     std::shared_ptr<UsageReader*> alive_;
 };
 

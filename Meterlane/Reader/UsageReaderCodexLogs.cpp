@@ -273,22 +273,14 @@ void UsageReader::commitCodexLogReadings() {
 }
 
 void UsageReader::wakeForCodexLogChange() {
-    if (codexLogWake_) {
-        codexLogWake_->cancel();
-        codexLogWake_.reset();
-    }
+    codexLogWake_.cancel();
     const Date now = env_.clock.now();
     const std::optional<Date> next = codexLogReadings_.nextChangeAfter(now);
     if (!next) {
         return;
     }
     codexLogWake_ = env_.mainQueue.asyncAfter(next->timeIntervalSince(now),
-                                              [alive = std::weak_ptr<UsageReader*>(alive_)] {
-                                                  const auto reader = alive.lock();
-                                                  if (reader && *reader) {
-                                                      (*reader)->commitCodexLogReadings();
-                                                  }
-                                              });
+                                              [this] { commitCodexLogReadings(); });
 }
 
 void UsageReader::storeSnapshotSource(UsageSource source) {

@@ -122,7 +122,7 @@ void UsageReader::setCodexPlan(CodexPlan plan) {
     if (automaticRefreshEnabled_) {
         scheduler_.scheduleNextAutomaticRefresh(env_.clock.now());
     }
-    setStatusMessage(std::nullopt);
+    setStatus(std::nullopt);
     // The follower hands each line over once: what the logs said may fit the new plan.
     if (!codexLogReadings_.isEmpty() && !activeRun_) {
         commitCodexLogReadings();

@@ -1,5 +1,5 @@
-// The reader's side of a refresh: accepting or refusing a request, the automatic countdown, the
-// commit of a confirmed snapshot, and the bookkeeping when a run ends. The run itself is a
+// The reader's side of a refresh: accepting or refusing a request, the commit of a confirmed
+// snapshot, and the bookkeeping when a run ends. The run itself, countdown included, is a
 // RefreshRun.
 #include <algorithm>
 
@@ -7,83 +7,37 @@
 
 namespace gaugely {
 
-namespace {
-
-constexpr int countdownSeconds = 10;
-
-}  // namespace
-
-void UsageReader::scheduleCountdown(double after, uint64_t generation) {
-    std::weak_ptr<UsageReader*> alive = alive_;
-    const int second = static_cast<int>(after);
-    countdownWorkItems_.push_back(env_.mainQueue.asyncAfter(after, [alive, generation, second] {
-        const auto reader = alive.lock();
-        if (!reader || *reader == nullptr) {
-            return;
-        }
-        UsageReader& self = **reader;
-        if (self.countdownGeneration_ != generation || !self.activeRun_) {
-            return;
-        }
-        self.search_.forgetReads();
-        RefreshRun& run = *self.activeRun_;
-        if (second >= countdownSeconds) {
-            run.clickProfileControlDynamically();
-            return;
-        }
-        if (!run.automaticCountdownMayContinue()) {
-            return;
-        }
-        const int left = countdownSeconds - second;
-        self.publish(self.countdown_, std::optional<int>(left));
-        self.setStatusMessage("Inspecting account control in " + std::to_string(left) + "...");
-    }));
-}
-
-void UsageReader::cancelPendingCountdownWorkItems() {
-    ++countdownGeneration_;
-    for (const auto& item : countdownWorkItems_) {
-        item->cancel();
-    }
-    countdownWorkItems_.clear();
-}
-
 void UsageReader::cancelRefreshForPlanChange() {
     if (activeRun_) {
         activeRun_->abandon();
-        return;
     }
-    publish(countdown_, std::optional<int>());
-    cancelPendingCountdownWorkItems();
 }
 
-void UsageReader::refreshRunEnded(std::optional<std::string> statusMessage) {
-    publish(countdown_, std::optional<int>());
-    cancelPendingCountdownWorkItems();
-    refreshRun_.end();
-    // The run is usually still on the stack: it is destroyed when the next one begins.
-    endedRun_ = std::move(activeRun_);
-    publish(automationInProgress_, false);
-    if (statusMessage) {
-        setStatusMessage(std::move(statusMessage));
+void UsageReader::keepAutomaticRefreshDue() {
+    scheduler_.setAutomaticRefreshSchedule(env_.clock.now(), true);
+}
+
+void UsageReader::runEnded(std::optional<ReaderStatus> status) {
+    lastCleanupResult_ = activeRun_->refreshCleanupResult();
+    // The run is usually still on the stack: it goes once the queue has unwound.
+    endedRuns_.push_back(std::move(activeRun_));
+    // No run is in progress any more.
+    notifyObservers();
+    if (status) {
+        setStatus(status);
     }
-    if (codexLogReadingsWaiting_) {
-        // After the run has unwound, so the reading never lands inside it.
-        env_.mainQueue.async([alive = std::weak_ptr<UsageReader*>(alive_)] {
-            const auto reader = alive.lock();
-            if (reader && *reader && !(*reader)->activeRun_ &&
-                (*reader)->codexLogReadingsWaiting_) {
-                (*reader)->commitCodexLogReadings();
-            }
-        });
-    }
+    afterRun_ = env_.mainQueue.async([this] {
+        endedRuns_.clear();
+        // A log reading that waited for the run lands now that the run has unwound, never
+        // inside it.
+        if (!activeRun_ && codexLogReadingsWaiting_) {
+            commitCodexLogReadings();
+        }
+    });
 }
 
 RefreshCleanupResult UsageReader::refreshCleanupResult() const {
-    if (activeRun_) {
-        return activeRun_->refreshCleanupResult();
-    }
-    return endedRun_ ? endedRun_->refreshCleanupResult() : RefreshCleanupResult::notRequired;
+    return activeRun_ ? activeRun_->refreshCleanupResult() : lastCleanupResult_;
 }
 
 void UsageReader::beginReadCountdown(bool isAutomatic) {
@@ -93,17 +47,17 @@ void UsageReader::beginReadCountdown(bool isAutomatic) {
                               RefreshRunOutcome::deferred("update installation is in progress"));
         return;
     }
-    if (automationInProgress_) {
+    if (activeRun_) {
         recordRejectedRefresh(kind, RefreshRunOutcome::deferred("another refresh is in progress"));
         return;
     }
     if (!planSelectionState_.canStartUsageAutomation()) {
-        setStatusMessage("Choose your Codex plan in Settings before refreshing.");
+        setStatus(ReaderStatus::of(ReaderStatus::Kind::noPlanSelected));
         recordRejectedRefresh(kind, RefreshRunOutcome::failed("no Codex plan selected"));
         return;
     }
     if (!refreshPermission(true)) {
-        setStatusMessage("Accessibility permission required");
+        setStatus(ReaderStatus::of(ReaderStatus::Kind::accessibilityPermissionRequired));
         if (isAutomatic) {
             scheduler_.setAutomaticRefreshSchedule(env_.clock.now(), true);
         }
@@ -114,35 +68,21 @@ void UsageReader::beginReadCountdown(bool isAutomatic) {
         return;
     }
 
-    cancelPendingCountdownWorkItems();
-    refreshRun_.begin();
     search_.forgetReads();
-    endedRun_.reset();
-    activeRun_ = std::make_unique<RefreshRun>(*this, kind, elementLookupMode_, profileMenuMemory_);
+    activeRun_ =
+        std::make_unique<RefreshRun>(static_cast<RefreshRunHost&>(*this),
+                                     RefreshRunPorts{env_.accessibility, env_.input, env_.workspace,
+                                                     env_.mainQueue, env_.clock, env_.log},
+                                     search_, kind, elementLookupMode_, profileMenuMemory_);
     activeRun_->start();
-    publish(automationInProgress_, true);
-
-    if (isAutomatic) {
-        publish(countdown_, std::optional<int>(countdownSeconds));
-        setStatusMessage("Inspecting account control in 10...");
-        const uint64_t generation = countdownGeneration_;
-        for (int second = 1; second <= countdownSeconds; ++second) {
-            scheduleCountdown(second, generation);
-        }
-        env_.log.write(logSubsystem, automaticRefreshLogCategory, LogLevel::info,
-                       "Automatic refresh countdown started");
-        return;
-    }
-    setStatusMessage("Refreshing Codex usage...");
-    activeRun_->clickProfileControlDynamically();
+    // A run is in progress.
+    notifyObservers();
+    activeRun_->proceed();
 }
 
 bool UsageReader::commitCompleteUsageSnapshot(const UsageSnapshot& snapshot) {
     if (!isCompleteUsageSnapshot(snapshot, currentSchema())) {
         return false;
-    }
-    if (activeRun_) {
-        activeRun_->recordRefreshStage("snapshot validated and committed");
     }
     const Date committedAt = env_.clock.now();
     // The history is not published on its own: it is recorded before the reading is, so
@@ -157,7 +97,7 @@ bool UsageReader::commitCompleteUsageSnapshot(const UsageSnapshot& snapshot) {
     publish(activeSnapshotPlan_, std::optional<CodexPlan>(codexPlan()));
     publish(lastUpdated_, std::optional<Date>(committedAt));
     planSynchronization_.markFreshSnapshotCommitted();
-    setStatusMessage(std::nullopt);
+    setStatus(std::nullopt);
     storeSnapshotSource(UsageSource::codexMenu);
     snapshotCommitted(committedAt, UsageSource::codexMenu);
     return true;

@@ -14,12 +14,12 @@ void UsageReader::setAutomaticRefreshEnabled(bool enabled) {
         // The run in progress ends in the log as it would at its next countdown tick.
         stopAutomaticRefreshIfNeeded();
         scheduler_.clearAutomaticRefreshSchedule();
-        setStatusMessage(std::nullopt);
+        setStatus(std::nullopt);
         scheduler_.logSchedule("Automatic refresh disabled by user");
         return;
     }
     scheduler_.scheduleNextAutomaticRefresh(env_.clock.now());
-    setStatusMessage(std::nullopt);
+    setStatus(std::nullopt);
     scheduler_.logSchedule("Automatic refresh enabled by user");
 }
 

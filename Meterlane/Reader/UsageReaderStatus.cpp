@@ -1,9 +1,8 @@
 // What the interface shows, derived from the reader's state on demand: which snapshot, whether it
-// may be stale, the one status line, and the menu-bar summary.
+// may be stale, and the menu-bar summary. The status line is the presentation's.
 #include "LowUsageNotificationSupport/MenuBarUsageSummary.h"
 #include "LowUsageNotificationSupport/UsageDataFreshnessPolicy.h"
 #include "LowUsageNotificationSupport/UsageSnapshotPresentationPolicy.h"
-#include "LowUsageNotificationSupport/UsageStatusPresentationPolicy.h"
 #include "Meterlane/Reader/UsageReader.h"
 
 namespace gaugely {
@@ -36,20 +35,6 @@ UsageSnapshotPresentationState UsageReader::usageSnapshotPresentationState() con
 bool UsageReader::currentSnapshotMayBeStale() const {
     return UsageDataFreshnessPolicy::isStale(currentDisplayLastUpdated(),
                                              scheduler_.refreshInterval(), env_.clock.now());
-}
-
-std::optional<std::string> UsageReader::recoveryMessage(
-    const std::optional<std::string>& message) const {
-    return gaugely::recoveryMessage(message, hasValidValues());
-}
-
-std::optional<std::string> UsageReader::userFacingStatusMessage() const {
-    const std::optional<std::string> recovery = recoveryMessage(statusMessage_);
-    const UsageStatusPriority priority = UsageStatusPresentationPolicy::highestPriority(
-        hasExplicitPlanSelection(), QuotaReaderSupport::validated, accessibilityGranted_,
-        currentDisplayLastUpdated().has_value(), automationInProgress_, recovery.has_value(),
-        currentSnapshotMayBeStale());
-    return gaugely::userFacingStatusMessage(priority, codexPlan(), recovery);
 }
 
 MenuBarDisplay UsageReader::effectiveMenuBarDisplay() const {

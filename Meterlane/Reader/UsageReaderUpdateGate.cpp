@@ -7,16 +7,14 @@ namespace gaugely {
 
 bool UsageReader::prepareForDevelopmentUpdate() {
     UpdateRefreshGate gate{updateRefreshGate_};
-    if (!gate.prepare(automationInProgress_, countdown_.has_value())) {
+    if (!gate.prepare(automationInProgress(), countdown().has_value())) {
         return false;
     }
     if (activeRun_) {
         // Still counting down: nothing has been sent to Codex, so the run is called off.
         activeRun_->deferForUpdateInstallation();
-        setStatusMessage(std::nullopt);
+        setStatus(std::nullopt);
     }
-    // Also drops countdown work and a pending plan-change refresh, and ends the run's token.
-    cancelRefreshForPlanChange();
     updateRefreshGate_ = gate.paused;
     return true;
 }

@@ -145,7 +145,7 @@ void FakeInput::disableTap(std::size_t index, InputEventType reason) {
     }
     taps[index]->enabled = false;
     std::weak_ptr<TapState> weak = taps[index];
-    time_.async([weak, reason] {
+    time_.post([weak, reason] {
         if (auto tap = weak.lock(); tap && tap->callback) {
             tap->callback(reason, 0);
         }
@@ -168,7 +168,7 @@ void FakeInput::dispatch(const InputEvent& event) {
         std::weak_ptr<TapState> weak = tap;
         const auto type = event.type;
         const auto userData = static_cast<int64_t>(event.userData);
-        time_.async([weak, type, userData] {
+        time_.post([weak, type, userData] {
             if (auto live = weak.lock(); live && live->callback) {
                 live->callback(type, userData);
             }

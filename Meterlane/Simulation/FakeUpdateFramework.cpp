@@ -36,7 +36,7 @@ void FakeUpdateFramework::probe() {
     busy_ = true;
     ++probes_;
     tell("probing the feed");
-    queue_.asyncAfter(probeSeconds, [this] {
+    cycle_.after(probeSeconds, [this] {
         if (feedUnreachable) {
             tell("the feed cannot be reached");
             finish(true);
@@ -60,7 +60,7 @@ void FakeUpdateFramework::installApprovedBuild(const std::string& build) {
     busy_ = true;
     approvedBuild_ = build;
     tell("installing approved build " + build);
-    queue_.asyncAfter(probeSeconds, [this] { continueInstallation(); });
+    cycle_.after(probeSeconds, [this] { continueInstallation(); });
 }
 
 void FakeUpdateFramework::continueInstallation() {
@@ -79,7 +79,7 @@ void FakeUpdateFramework::continueInstallation() {
         return;
     }
     tell("downloading build " + item.candidate.build);
-    queue_.asyncAfter(downloadSeconds, [this] {
+    cycle_.after(downloadSeconds, [this] {
         if (installOutcome == InstallOutcome::fails) {
             tell("the archive failed verification");
             finish(true);

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "Meterlane/Platform/MainQueue.h"
+#include "Meterlane/Platform/TaskGroup.h"
 #include "SharedUpdateSupport/UpdateFramework.h"
 
 namespace gaugely {
@@ -51,6 +52,8 @@ class FakeUpdateFramework final : public UpdateFramework {
     int probes_ = 0;
     std::optional<std::string> approvedBuild_;
     bool relaunched_ = false;
+    // The steps of the cycle under way; they go with the framework.
+    TaskGroup cycle_{queue_};
 };
 
 }  // namespace gaugely

@@ -14,7 +14,7 @@ void FakeUserNotificationCenter::complete(std::function<void()> completion) {
             return;
         case CompletionDelivery::mainQueue:
             if (mainQueue_ != nullptr) {
-                mainQueue_->async(std::move(completion));
+                mainQueue_->post(std::move(completion));
                 return;
             }
             completion();

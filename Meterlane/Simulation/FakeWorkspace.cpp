@@ -45,10 +45,9 @@ bool FakeWorkspace::activate(ProcessID pid, ActivationStyle style) {
         style == ActivationStyle::cooperative ||
         macOSMajorVersion < ApplicationActivationPolicy::firstCooperativeMajorVersion;
     if (activationDelay && takesEffect) {
-        std::weak_ptr<FakeWorkspace*> weak = self_;
-        queue_.asyncAfter(*activationDelay, [weak, pid] {
-            if (auto self = weak.lock(); self && (*self)->isRunning(pid)) {
-                (*self)->frontmost_ = pid;
+        pendingActivations_.after(*activationDelay, [this, pid] {
+            if (isRunning(pid)) {
+                frontmost_ = pid;
             }
         });
     }

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "Meterlane/Platform/MainQueue.h"
+#include "Meterlane/Platform/TaskGroup.h"
 #include "Meterlane/Platform/Workspace.h"
 #include "Meterlane/Simulation/MemoryBundleInformation.h"
 #include "Meterlane/Simulation/ObserverList.h"
@@ -77,8 +78,8 @@ class FakeWorkspace final : public Workspace {
     std::vector<std::string> openedURLs_;
     ObserverList<> wakeObservers_;
     ObserverList<> activeObservers_;
-    // Lets pending activations tell that the workspace is gone.
-    std::shared_ptr<FakeWorkspace*> self_ = std::make_shared<FakeWorkspace*>(this);
+    // Activations that take effect later; they go with the workspace.
+    TaskGroup pendingActivations_{queue_};
 };
 
 }  // namespace gaugely

@@ -29,15 +29,11 @@ ReplayedCodex::ReplayedCodex(VirtualTime& time, FakeWorkspace& workspace, FakeIn
     listening_ = input.addListener([this](const InputEvent& event) { onInput(event); });
 }
 
-ReplayedCodex::~ReplayedCodex() {
-    *alive_ = false;
-}
+ReplayedCodex::~ReplayedCodex() = default;
 
 void ReplayedCodex::later(double seconds, Stage from, Stage to) {
-    std::weak_ptr<bool> alive = alive_;
-    time_.asyncAfter(seconds, [this, alive, from, to] {
-        const auto live = alive.lock();
-        if (live && *live && stage_ == from) {
+    reactions_.after(seconds, [this, from, to] {
+        if (stage_ == from) {
             show(to);
         }
     });

@@ -3,6 +3,7 @@
 #include <memory>
 #include <optional>
 
+#include "Meterlane/Platform/TaskGroup.h"
 #include "Meterlane/Simulation/FakeInput.h"
 #include "Meterlane/Simulation/FakeWorkspace.h"
 #include "Meterlane/Simulation/SimulatedAccessibility.h"
@@ -39,10 +40,11 @@ class ReplayedCodex final : public SimulatedAccessibility {
     FakeWorkspace& workspace_;
     CodexFixtureSet set_;
     std::unique_ptr<Subscription> listening_;
-    std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
     Stage stage_ = Stage::closed;
     std::optional<NodeId> pressedDown_;
     std::optional<std::size_t> focused_;
+    // Codex's reactions still to come; they go with it.
+    TaskGroup reactions_{time_};
 };
 
 }  // namespace gaugely

@@ -169,10 +169,9 @@ void SimulatedCodex::adoptTree(SimulatedTree tree, std::optional<NodeId> window,
 }
 
 void SimulatedCodex::later(double seconds, std::function<void()> work) {
-    std::weak_ptr<bool> alive = alive_;
     const uint64_t generation = generation_;
-    time_.asyncAfter(seconds, [this, alive, generation, work = std::move(work)] {
-        if (!alive.expired() && running_ && generation_ == generation) {
+    reactions_.after(seconds, [this, generation, work = std::move(work)] {
+        if (running_ && generation_ == generation) {
             work();
         }
     });

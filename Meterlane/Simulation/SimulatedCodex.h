@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "LowUsageNotificationSupport/CodexPlan.h"
+#include "Meterlane/Platform/TaskGroup.h"
 #include "Meterlane/Simulation/CodexTree.h"
 #include "Meterlane/Simulation/FakeInput.h"
 #include "Meterlane/Simulation/FakeWorkspace.h"
@@ -196,7 +197,6 @@ class SimulatedCodex final : public SimulatedAccessibility {
     std::string build_{defaultBuild};
     bool running_ = true;
     uint64_t generation_ = 0;  // bumped when the process or its tree is replaced
-    std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
     std::optional<NodeId> window_;
     std::optional<NodeId> control_;
     std::optional<NodeId> menu_;
@@ -215,6 +215,8 @@ class SimulatedCodex final : public SimulatedAccessibility {
     std::optional<MenuOpening> lastOpening_;
     std::size_t closings_ = 0;
     std::vector<std::string> pressed_;
+    // Codex's reactions still to come; they go with it.
+    TaskGroup reactions_{time_};
 };
 
 }  // namespace gaugely

@@ -48,12 +48,6 @@ class VirtualTime::Handle final : public Cancellable {
     Handle(std::weak_ptr<Queue> queue, std::shared_ptr<Entry> entry)
         : queue_(std::move(queue)), entry_(std::move(entry)) {}
 
-    ~Handle() override {
-        if (entry_->interval > 0) {
-            cancel();
-        }
-    }
-
     void cancel() override {
         if (entry_->cancelled) {
             return;
@@ -80,29 +74,37 @@ VirtualTime::VirtualTime(Date start, double monotonicStart)
 
 VirtualTime::~VirtualTime() = default;
 
-std::shared_ptr<Cancellable> VirtualTime::schedule(double due, double interval,
-                                                   std::function<void()> work, bool fromRunLoop) {
+std::shared_ptr<VirtualTime::Entry> VirtualTime::schedule(double due, double interval,
+                                                          std::function<void()> work,
+                                                          bool fromRunLoop) {
     auto entry = std::make_shared<Entry>();
     entry->work = std::move(work);
     entry->interval = interval;
     entry->fromRunLoop = fromRunLoop;
     queue_->insert(entry, due);
-    return std::make_shared<Handle>(queue_, entry);
+    return entry;
 }
 
-std::shared_ptr<Cancellable> VirtualTime::asyncAfter(double seconds, std::function<void()> work) {
-    return schedule(monotonic_ + std::max(0.0, seconds), 0, std::move(work));
+TaskHandle VirtualTime::handle(std::shared_ptr<Entry> entry) {
+    return TaskHandle(std::make_shared<Handle>(queue_, std::move(entry)));
 }
 
-std::shared_ptr<Cancellable> VirtualTime::scheduleRepeating(double firstFire, double interval,
-                                                            double /*leeway*/,
-                                                            std::function<void()> work) {
-    return schedule(monotonic_ + std::max(0.0, firstFire), std::max(0.0, interval),
-                    std::move(work));
+TaskHandle VirtualTime::asyncAfter(double seconds, std::function<void()> work) {
+    return handle(schedule(monotonic_ + std::max(0.0, seconds), 0, std::move(work)));
 }
 
-std::shared_ptr<Cancellable> VirtualTime::performOnRunLoop(std::function<void()> work) {
-    return schedule(monotonic_, 0, std::move(work), true);
+void VirtualTime::post(std::function<void()> work) {
+    schedule(monotonic_, 0, std::move(work));
+}
+
+TaskHandle VirtualTime::scheduleRepeating(double firstFire, double interval, double /*leeway*/,
+                                          std::function<void()> work) {
+    return handle(
+        schedule(monotonic_ + std::max(0.0, firstFire), std::max(0.0, interval), std::move(work)));
+}
+
+TaskHandle VirtualTime::performOnRunLoop(std::function<void()> work) {
+    return handle(schedule(monotonic_, 0, std::move(work), true));
 }
 
 Date VirtualTime::now() {

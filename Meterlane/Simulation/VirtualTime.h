@@ -32,15 +32,14 @@ class VirtualTime final : public MainQueue, public Clock {
     VirtualTime(const VirtualTime&) = delete;
     VirtualTime& operator=(const VirtualTime&) = delete;
 
-    // MainQueue. A negative delay counts as none. Dropping the returned handle of a one-shot item
-    // does not cancel it (as with the platform's delayed work items); dropping the handle of a
-    // repeating timer does (as releasing a timer source does). An interval that is not positive
-    // makes the timer fire once.
-    std::shared_ptr<Cancellable> asyncAfter(double seconds, std::function<void()> work) override;
-    std::shared_ptr<Cancellable> scheduleRepeating(double firstFire, double interval, double leeway,
-                                                   std::function<void()> work) override;
+    // MainQueue. A negative delay counts as none; an interval that is not positive makes the
+    // timer fire once. Posted work is an item like any other, with no handle.
+    TaskHandle asyncAfter(double seconds, std::function<void()> work) override;
+    void post(std::function<void()> work) override;
+    TaskHandle scheduleRepeating(double firstFire, double interval, double leeway,
+                                 std::function<void()> work) override;
     // Runs at the current time, in order with the queue's items, but as the run loop's own work.
-    std::shared_ptr<Cancellable> performOnRunLoop(std::function<void()> work) override;
+    TaskHandle performOnRunLoop(std::function<void()> work) override;
 
     // Clock.
     Date now() override;
@@ -92,8 +91,9 @@ class VirtualTime final : public MainQueue, public Clock {
     struct Queue;
     class Handle;
 
-    std::shared_ptr<Cancellable> schedule(double due, double interval, std::function<void()> work,
-                                          bool fromRunLoop = false);
+    std::shared_ptr<Entry> schedule(double due, double interval, std::function<void()> work,
+                                    bool fromRunLoop = false);
+    TaskHandle handle(std::shared_ptr<Entry> entry);
 
     std::shared_ptr<Queue> queue_;
     double monotonic_;

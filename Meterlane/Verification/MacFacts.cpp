@@ -24,7 +24,7 @@ void readPermissionStates(PermissionPorts ports, std::function<void(PermissionSt
     // The centre may answer on any thread.
     ports.notifications.getNotificationSettings(
         [&queue, states, done = std::move(done)](NotificationAuthorizationStatus status) mutable {
-            queue.async([states, status, done = std::move(done)] {
+            queue.post([states, status, done = std::move(done)] {
                 states->notifications = status;
                 done(*states);
             });

@@ -124,9 +124,7 @@ UpdateCheckVerification::~UpdateCheckVerification() {
     if (started_ && stage_ != Stage::done && ports_.setObserver) {
         ports_.setObserver(nullptr);
     }
-    if (timeout_) {
-        timeout_->cancel();
-    }
+    timeout_.cancel();
 }
 
 void UpdateCheckVerification::start() {
@@ -230,10 +228,7 @@ void UpdateCheckVerification::end(std::string outcome) {
         return;
     }
     between_ = true;
-    if (timeout_) {
-        timeout_->cancel();
-        timeout_.reset();
-    }
+    timeout_.cancel();
     if (stage_ == Stage::dismissBeforeDownload) {
         skipRecordedAfterDismiss_ = anySkipRecorded();
     }
@@ -250,7 +245,7 @@ void UpdateCheckVerification::end(std::string outcome) {
     // The next stage starts from the queue, never inside the framework's own callback.
     const auto next = static_cast<Stage>(static_cast<int>(stage_) + 1);
     std::weak_ptr<UpdateCheckVerification*> alive = alive_;
-    ports_.mainQueue.async([alive, next] {
+    ports_.mainQueue.post([alive, next] {
         if (const auto self = alive.lock(); self && *self) {
             (*self)->begin(next);
         }

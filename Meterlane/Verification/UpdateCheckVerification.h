@@ -135,7 +135,7 @@ class UpdateCheckVerification final : private UpdateFrameworkDelegate,
     std::vector<UpdateStageResult> results_;
     std::optional<std::string> feedBuild_;
     std::optional<bool> skipRecordedAfterDismiss_;
-    std::shared_ptr<Cancellable> timeout_;
+    TaskHandle timeout_;
     std::shared_ptr<UpdateCheckVerification*> alive_;
 };
 

@@ -110,9 +110,7 @@ VerificationRun::~VerificationRun() {
     if (readerObserver_) {
         env_.reader.removeObserver(*readerObserver_);
     }
-    if (refreshTimeout_) {
-        refreshTimeout_->cancel();
-    }
+    refreshTimeout_.cancel();
 }
 
 void VerificationRun::start() {
@@ -121,7 +119,7 @@ void VerificationRun::start() {
 
 void VerificationRun::next(void (VerificationRun::*step)()) {
     std::weak_ptr<VerificationRun*> alive = alive_;
-    env_.mainQueue.async([alive, step] {
+    env_.mainQueue.post([alive, step] {
         if (const auto self = alive.lock(); self && *self) {
             ((*self)->*step)();
         }
@@ -298,12 +296,7 @@ void VerificationRun::refresh() {
             next(&VerificationRun::checkUpdates);
             return;
         }
-        std::weak_ptr<VerificationRun*> alive = alive_;
-        env_.mainQueue.asyncAfter(1, [alive] {
-            if (const auto self = alive.lock(); self && *self) {
-                (*self)->refresh();
-            }
-        });
+        busyRetry_ = env_.mainQueue.asyncAfter(1, [this] { refresh(); });
         return;
     }
     if (!env_.reader.hasExplicitPlanSelection()) {
@@ -359,10 +352,7 @@ void VerificationRun::startRefresh() {
 }
 
 void VerificationRun::refreshEnded() {
-    if (refreshTimeout_) {
-        refreshTimeout_->cancel();
-        refreshTimeout_.reset();
-    }
+    refreshTimeout_.cancel();
     RefreshObservation observation;
     const auto& outcome = env_.reader.lastRefreshOutcome();
     observation.outcome =

@@ -106,7 +106,9 @@ class VerificationRun {
     double refreshStart_ = 0;
     std::optional<std::string> frontmostAtRequest_;
     std::optional<UsageReader::ObserverID> readerObserver_;
-    std::shared_ptr<Cancellable> refreshTimeout_;
+    TaskHandle refreshTimeout_;
+    // The next look at a reader still busy with a run of its own.
+    TaskHandle busyRetry_;
     std::unique_ptr<UpdateCheckVerification> updates_;
     std::shared_ptr<VerificationRun*> alive_;
 };

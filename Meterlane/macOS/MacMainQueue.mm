@@ -13,7 +13,8 @@ int64_t nanoseconds(double seconds) {
 }
 
 // Dispatch blocks cannot be withdrawn once queued, so a cancelled item still fires and does
-// nothing; cancelling drops the work at once so what it captured is released early.
+// nothing; cancelling drops the work at once so what it captured is released early. The handle
+// that cancels is dropped on the main queue, where the item runs.
 class MainQueueWorkItem final : public Cancellable {
   public:
     explicit MainQueueWorkItem(std::function<void()> work) : work_(std::move(work)) {}
@@ -53,16 +54,23 @@ class MainQueueTimer final : public Cancellable {
 
 }  // namespace
 
-std::shared_ptr<Cancellable> MacMainQueue::asyncAfter(double seconds, std::function<void()> work) {
+TaskHandle MacMainQueue::asyncAfter(double seconds, std::function<void()> work) {
     auto item = std::make_shared<MainQueueWorkItem>(std::move(work));
     dispatch_after(dispatch_time(DISPATCH_TIME_NOW, nanoseconds(seconds)),
                    dispatch_get_main_queue(), ^{
                      item->run();
                    });
-    return item;
+    return TaskHandle(item);
 }
 
-std::shared_ptr<Cancellable> MacMainQueue::performOnRunLoop(std::function<void()> work) {
+void MacMainQueue::post(std::function<void()> work) {
+    auto item = std::make_shared<MainQueueWorkItem>(std::move(work));
+    dispatch_async(dispatch_get_main_queue(), ^{
+      item->run();
+    });
+}
+
+TaskHandle MacMainQueue::performOnRunLoop(std::function<void()> work) {
     auto item = std::make_shared<MainQueueWorkItem>(std::move(work));
     // The default mode: not while a menu is being tracked, and after the current pass's layout.
     CFRunLoopRef loop = CFRunLoopGetMain();
@@ -70,16 +78,15 @@ std::shared_ptr<Cancellable> MacMainQueue::performOnRunLoop(std::function<void()
       item->run();
     });
     CFRunLoopWakeUp(loop);
-    return item;
+    return TaskHandle(item);
 }
 
-std::shared_ptr<Cancellable> MacMainQueue::scheduleRepeating(double firstFire, double interval,
-                                                             double leeway,
-                                                             std::function<void()> work) {
+TaskHandle MacMainQueue::scheduleRepeating(double firstFire, double interval, double leeway,
+                                           std::function<void()> work) {
     dispatch_source_t timer =
         dispatch_source_create(DISPATCH_SOURCE_TYPE_TIMER, 0, 0, dispatch_get_main_queue());
     if (!timer) {
-        return std::make_shared<MainQueueTimer>(nil);
+        return TaskHandle(std::make_shared<MainQueueTimer>(nil));
     }
     dispatch_source_set_timer(timer, dispatch_time(DISPATCH_TIME_NOW, nanoseconds(firstFire)),
                               static_cast<uint64_t>(nanoseconds(interval)),
@@ -92,7 +99,7 @@ std::shared_ptr<Cancellable> MacMainQueue::scheduleRepeating(double firstFire, d
       }
     });
     dispatch_resume(timer);
-    return std::make_shared<MainQueueTimer>(timer);
+    return TaskHandle(std::make_shared<MainQueueTimer>(timer));
 }
 
 }  // namespace gaugely

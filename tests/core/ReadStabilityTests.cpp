@@ -125,20 +125,6 @@ TEST(PlanSnapshotVisibility, ShowsOnlyAFreshValidatedSnapshotOfTheSelectedPlan) 
     }
 }
 
-TEST(RefreshRunGuard, AcceptsOnlyCallbacksOfTheRunningGeneration) {
-    RefreshRunGuard guard;
-    EXPECT_FALSE(guard.accepts(0));
-    guard.begin();
-    const uint64_t first = guard.generation;
-    EXPECT_TRUE(guard.accepts(first));
-    guard.end();
-    EXPECT_FALSE(guard.accepts(first));
-    EXPECT_FALSE(guard.accepts(guard.generation));
-    guard.begin();
-    EXPECT_FALSE(guard.accepts(first));
-    EXPECT_TRUE(guard.accepts(guard.generation));
-}
-
 TEST(RefreshRunGuard, DismissesOnlyAMenuTheRunOpenedItself) {
     EXPECT_TRUE(RefreshRunGuard::mayDismiss(false, true, true, true, true));
     // Each condition alone forbids it.

@@ -60,9 +60,9 @@ TEST(SimulationClockDriver, PlaysItemsAtTheirScaledDueTimesSleepingOnlyBetweenTh
         auto record = [&](std::string name) {
             return [&, name] { ran.push_back({name, time.monotonicSeconds(), real.now}); };
         };
-        time.asyncAfter(1, record("a"));
-        time.asyncAfter(3, record("b"));
-        time.asyncAfter(3, record("c"));
+        auto a = time.asyncAfter(1, record("a"));
+        auto b = time.asyncAfter(3, record("b"));
+        auto c3 = time.asyncAfter(3, record("c"));
         SimulationClockDriver driver(time, c.speed, real.source());
         EXPECT_EQ(driver.run(5), SimulationClockDriver::Ending::timeLimit) << c.name;
 
@@ -84,7 +84,7 @@ TEST(SimulationClockDriver, AWakeUpBeforeTheDueTimeSleepsAgainForTheRest) {
     FakeRealTime real;
     real.wakesEarlyBy = 0.4;
     int runs = 0;
-    time.asyncAfter(2, [&] { ++runs; });
+    auto work = time.asyncAfter(2, [&] { ++runs; });
     SimulationClockDriver driver(time, 1.0, real.source());
     driver.run(2);
     EXPECT_EQ(runs, 1);
@@ -107,7 +107,7 @@ TEST(SimulationClockDriver, EndsOnThePredicateOrAStopAndReportsEachItemsCost) {
         }
     });
     // Falls due during that block: it runs late, and blocks nothing itself.
-    time.asyncAfter(2.2, [] {});
+    const TaskHandle late = time.asyncAfter(2.2, [] {});
     std::vector<WorkItemReport> reports;
     SimulationClockDriver driver(time, std::nullopt, real.source());
     driver.setAfterEachItem([&](const WorkItemReport& report) { reports.push_back(report); });

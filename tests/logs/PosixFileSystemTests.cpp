@@ -157,7 +157,7 @@ TEST_F(PosixLogsTest, InotifyTellsTheWatcherThroughTheRunLoop) {
     ASSERT_EQ(lines.size(), 2u);
     EXPECT_EQ(lines[1] + "\n", usageLine(2));
     EXPECT_LT(follower.statistics().looks, 4u);
-    backstop->cancel();
+    backstop.cancel();
 }
 
 TEST(PosixRunLoop, RunsWorkInOrderAndStopsOnRequestOrSignal) {
@@ -166,14 +166,14 @@ TEST(PosixRunLoop, RunsWorkInOrderAndStopsOnRequestOrSignal) {
     auto late = loop.asyncAfter(0.02, [&] { order.push_back("late"); });
     auto early = loop.asyncAfter(0, [&] { order.push_back("early"); });
     auto cancelled = loop.asyncAfter(0.01, [&] { order.push_back("cancelled"); });
-    cancelled->cancel();
+    cancelled.cancel();
     int ticks = 0;
-    std::shared_ptr<Cancellable> drop;
-    std::shared_ptr<Cancellable> repeating = loop.scheduleRepeating(0.001, 0.001, 0, [&] {
+    TaskHandle drop;
+    TaskHandle repeating = loop.scheduleRepeating(0.001, 0.001, 0, [&] {
         // Dropped only after it repeated, and due after "late" however late the loop runs.
         if (++ticks == 3) {
             drop = loop.asyncAfter(0.03, [&] {
-                repeating.reset();
+                repeating.cancel();
                 order.push_back("dropped the timer");
             });
         }

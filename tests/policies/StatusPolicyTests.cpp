@@ -7,6 +7,7 @@
 #include "LowUsageNotificationSupport/UsageDataFreshnessPolicy.h"
 #include "LowUsageNotificationSupport/UsageSnapshotPresentationPolicy.h"
 #include "LowUsageNotificationSupport/UsageStatusPresentationPolicy.h"
+#include "Meterlane/Presentation/StatusPresentation.h"
 
 namespace gaugely {
 namespace {
@@ -33,68 +34,92 @@ TEST(UsageDataFreshnessPolicy, DataTurnsStaleOneSecondAfterTheThresholdOfEachFre
     EXPECT_FALSE(UsageDataFreshnessPolicy::isStale(std::nullopt, 60, now));
 }
 
-TEST(RecoveryMessage, RunMessagesMapToTheirHintsByTheFirstMatchingPhrase) {
+// Every status the reader can publish: its words, character for character, and its hint.
+TEST(ReaderStatusPresentation, EveryStatusHasItsWordsAndItsHint) {
     const std::string openCodex = "Open Codex to refresh usage";
     const std::string closeMenu = "Close the Codex profile menu and try Refresh again";
     const std::string idle = "Refresh deferred \u2014 try again when Codex is idle";
     const std::string unconfirmed =
         "Usage refreshed \u2014 Codex menu state could not be confirmed";
     const std::string failed = "failed";  // the hint that depends on whether valid data is shown
-    const std::string none;               // no hint: the message is not shown at all
-    enum Kind { emitted, rule };
+    const std::string none;               // no hint: the status is not shown at all
+    using C = RefreshEndCause;
+    using K = ReaderStatus::Kind;
+    const auto ended = [](C cause) { return ReaderStatus::runEnded(cause); };
+    const auto of = [](K kind) { return ReaderStatus::of(kind); };
     const struct {
-        Kind kind;
-        const char* message;
+        ReaderStatus status;
+        const char* text;
         const std::string& hint;
     } rows[] = {
-        // Messages that runs and the scheduler really leave as the status.
-        {emitted, "Codex is not running", openCodex},
-        {emitted, "Automatic refresh deferred because Codex is not running", openCodex},
-        {emitted, "Refresh deferred \u2014 Codex profile menu state is uncertain.", closeMenu},
-        {emitted, "Refresh deferred \u2014 Codex profile menu state changed.", closeMenu},
-        {emitted, "Refresh deferred \u2014 close Codex profile menu and try again.", closeMenu},
-        {emitted, "Automatic refresh deferred \u2014 Codex profile menu is open.", closeMenu},
-        {emitted, "Usage remaining did not receive keyboard focus.", closeMenu},
-        {emitted, "Automatic refresh deferred while you are active.", idle},
-        {emitted, "Automatic refresh deferred \u2014 input monitoring is unavailable.", idle},
-        {emitted, "Automatic refresh deferred \u2014 Codex is no longer frontmost.", idle},
-        {emitted, "Refresh deferred \u2014 return to Codex when idle", idle},
-        {emitted, "Refresh deferred \u2014 try again when Codex is idle", idle},
-        {emitted, "Usage refreshed \u2014 Codex menu state could not be confirmed.", unconfirmed},
-        {emitted, "Refresh failed \u2014 usage could not be read.", failed},
-        {emitted, "Refresh failed \u2014 previous data kept", failed},
-        {emitted, "Refresh failed \u2014 Codex Usage row was not available.", failed},
-        {emitted, "Usage remaining did not expand after Return.", failed},
-        {emitted, "Codex did not become active.", none},
-        {emitted, "Codex profile control has invalid bounds \u2014 click skipped.", none},
-        {emitted, "Automatic refresh deferred because the user is active", none},
-        // The rule itself: the message is lower-cased, and the earlier phrase wins.
-        {rule, "Please OPEN CODEX first", openCodex},
-        {rule, "Codex is not running; profile menu could not open", openCodex},
-        {rule, "profile menu did not appear", closeMenu},
-        {rule, "menu state could not be confirmed, refresh failed", unconfirmed},
-        {rule, "The menu DID NOT APPEAR", failed},
+        {ended(C::accessibilityPermissionMissing), "Accessibility permission is required.", none},
+        {ended(C::codexNotRunning), "Open Codex and try again.", openCodex},
+        {ended(C::codexDidNotBecomeActive), "Codex did not become active.", none},
+        {ended(C::menuStateUncertain),
+         "Refresh deferred \u2014 Codex profile menu state is uncertain.", closeMenu},
+        {ended(C::profileControlNotFound), "Could not find the Codex profile control.", failed},
+        {ended(C::profileControlInvalidBounds),
+         "Codex profile control has invalid bounds \u2014 click skipped.", none},
+        {ended(C::profileHitTestMismatch), "Profile hit-test did not match \u2014 click skipped.",
+         none},
+        {ended(C::menuStateChanged), "Refresh deferred \u2014 Codex profile menu state changed.",
+         closeMenu},
+        {ended(C::clickNotPosted), "Could not create synthetic click \u2014 click skipped.",
+         failed},
+        {ended(C::menuDidNotAppear), "Profile menu did not appear after synthetic click.",
+         closeMenu},
+        {ended(C::focusKeysNotSent), "Could not send keyboard focus events.", failed},
+        {ended(C::usagePositionUnknown),
+         "Could not determine Usage remaining's live menu position.", failed},
+        {ended(C::usageNotFocused), "Usage remaining did not receive keyboard focus.", closeMenu},
+        {ended(C::returnNotSent), "Could not send the Return activation key.", failed},
+        {ended(C::usageNotExpanded), "Usage remaining did not expand after Return.", failed},
+        {ended(C::usageRowUnavailable), "Refresh failed \u2014 Codex Usage row was not available.",
+         failed},
+        {ended(C::usageUnreadable), "Refresh failed \u2014 usage could not be read.", failed},
+        {ended(C::usageUnreadablePreviousDataKept), "Refresh failed \u2014 previous data kept",
+         failed},
+        {ended(C::ambiguousUsageValue), "no unambiguous supported usage value", none},
+        {ended(C::automaticMenuOpen),
+         "Automatic refresh deferred \u2014 Codex profile menu is open.", closeMenu},
+        {ended(C::manualMenuOpen),
+         "Refresh deferred \u2014 close Codex profile menu and try again.", closeMenu},
+        {ended(C::automaticCodexNotFrontmost),
+         "Automatic refresh deferred \u2014 Codex is no longer frontmost.", idle},
+        {ended(C::automaticUserActive), "Automatic refresh deferred while you are active.", idle},
+        {ended(C::automaticInputMonitoringUnavailable),
+         "Automatic refresh deferred \u2014 input monitoring is unavailable.", idle},
+        {ended(C::automaticRefreshTurnedOff), "Automatic Refresh was turned off", none},
+        {ended(C::updateInstallationInProgress), "update installation is in progress", none},
+        {of(K::menuStateUnconfirmed),
+         "Usage refreshed \u2014 Codex menu state could not be confirmed.", unconfirmed},
+        {ReaderStatus::countingDown(7), "Inspecting account control in 7...", none},
+        {of(K::refreshing), "Refreshing Codex usage...", none},
+        {of(K::locatingProfileControl), "Locating Codex profile control...", none},
+        {of(K::noPlanSelected), "Choose your Codex plan in Settings before refreshing.", none},
+        {of(K::accessibilityPermissionRequired), "Accessibility permission required", none},
+        {of(K::codexNotRunning), "Open Codex to refresh usage", openCodex},
+        {of(K::codexNotInFront), "Refresh deferred \u2014 return to Codex when idle", idle},
+        {of(K::userActive), "Refresh deferred \u2014 try again when Codex is idle", idle},
     };
+    EXPECT_EQ(std::size(rows), allCases<RefreshEndCause>().size() + 9) << "every status, once";
     for (const auto& row : rows) {
-        const std::string message = row.message;
-        const char* kind = row.kind == rule ? "rule: " : "emitted: ";
+        EXPECT_EQ(statusText(row.status), row.text);
         const auto expected = [&](const char* withData) -> std::optional<std::string> {
             if (row.hint == none) {
                 return std::nullopt;
             }
             return &row.hint == &failed ? std::string(withData) : row.hint;
         };
-        EXPECT_EQ(recoveryMessage(message, true),
+        EXPECT_EQ(recoveryMessage(row.status, true),
                   expected("Couldn't refresh Codex usage \u2014 showing last valid data"))
-            << kind << row.message;
-        EXPECT_EQ(recoveryMessage(message, false),
+            << row.text;
+        EXPECT_EQ(recoveryMessage(row.status, false),
                   expected("Couldn't read Codex usage \u2014 open Codex and try Refresh"))
-            << kind << row.message;
+            << row.text;
     }
     EXPECT_EQ(recoveryMessage(std::nullopt, true), std::nullopt);
-    EXPECT_EQ(recoveryMessage(std::string("Accessibility permission required"), true),
-              std::nullopt);
-    EXPECT_EQ(recoveryMessage(std::string(""), false), std::nullopt);
+    EXPECT_EQ(statusText(std::optional<ReaderStatus>()), std::nullopt);
 }
 
 TEST(UsageStatusPresentationPolicy, EachConcernOutranksTheOnesBelowIt) {

@@ -139,14 +139,16 @@ RunRecord playDraw(uint32_t draw, ElementLookupMode mode, Ending& ending) {
     world.input.clearPostedEvents();
     std::optional<double> inputTime;
     std::optional<double> awayTime;
+    TaskHandle input;
+    TaskHandle away;
     if (s.realInputAt) {
-        world.time.asyncAfter(*s.realInputAt, [&] {
+        input = world.time.asyncAfter(*s.realInputAt, [&] {
             inputTime = world.time.monotonicSeconds();
             world.input.injectRealKeyPress(0);
         });
     }
     if (s.codexLeavesFrontAt) {
-        world.time.asyncAfter(*s.codexLeavesFrontAt, [&] {
+        away = world.time.asyncAfter(*s.codexLeavesFrontAt, [&] {
             awayTime = world.time.monotonicSeconds();
             world.workspace.setFrontmost(std::nullopt);
         });

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "Meterlane/Presentation/StatusPresentation.h"
 #include "Meterlane/Reader/UserDefaultsKeys.h"
 #include "ReaderWorld.h"
 
@@ -43,7 +44,7 @@ TEST(RefreshRun, ManualRunCommitsEveryPlanAndClosesOnlyItsOwnMenu) {
         EXPECT_EQ(world.finalOutcome(), "success — snapshot committed; cleanup closed") << plan;
         EXPECT_EQ(reader.lastRefreshOutcome(), RefreshRunOutcome::committed()) << plan;
         EXPECT_FALSE(reader.automationInProgress()) << plan;
-        EXPECT_EQ(reader.statusMessage(), std::nullopt) << plan;
+        EXPECT_EQ(statusText(reader.status()), std::nullopt) << plan;
         EXPECT_TRUE(world.preferences.dataValue(defaultsKey::planSpecificUsageSnapshots)) << plan;
     }
 }
@@ -113,9 +114,9 @@ TEST(RefreshRun, AutomaticRunCountsDownTenSecondsBeforeItClicks) {
         }
     });
     reader.beginReadCountdown(true);
-    EXPECT_EQ(reader.statusMessage(), "Inspecting account control in 10...");
+    EXPECT_EQ(statusText(reader.status()), "Inspecting account control in 10...");
     world.time.advance(9.5);
-    EXPECT_EQ(reader.statusMessage(), "Inspecting account control in 1...");
+    EXPECT_EQ(statusText(reader.status()), "Inspecting account control in 1...");
     EXPECT_TRUE(world.input.postedEvents().empty());
     world.time.advance(0.95);  // 10 s, then Codex's 0.4 s activation wait
     EXPECT_EQ(world.postedMouseEvents(), 3u);
@@ -154,7 +155,7 @@ TEST(RefreshRun, AutomaticCountdownDefersWheneverItsConditionsLapse) {
                       RefreshRunOutcome::deferred("Automatic Refresh was turned off"));
             continue;
         }
-        EXPECT_EQ(reader.statusMessage(), c.status) << c.name;
+        EXPECT_EQ(statusText(reader.status()), c.status) << c.name;
         EXPECT_EQ(reader.lastRefreshOutcome(), RefreshRunOutcome::deferred(c.status)) << c.name;
         // It stays due, so the scheduler tries again at its next tick.
         EXPECT_TRUE(reader.automaticRefreshIsPending()) << c.name;
@@ -195,7 +196,7 @@ TEST(RefreshRun, MenuTheUserOpenedIsReadWhenExpandedAndNeverTypedInto) {
         EXPECT_EQ(world.finalOutcome(), c.outcome);
         EXPECT_TRUE(world.input.postedEvents().empty());
         EXPECT_TRUE(world.codex.menuIsOpen());
-        EXPECT_EQ(reader.statusMessage().value_or(""), c.status);
+        EXPECT_EQ(statusText(reader.status()).value_or(""), c.status);
         EXPECT_EQ(reader.snapshot().fiveHour, c.expanded ? "72%" : "Not Found");
     }
 }
@@ -246,7 +247,7 @@ TEST(RefreshRun, FailuresEndTheRunWithTheirMessage) {
         const double start = world.time.monotonicSeconds();
         reader.beginReadCountdown(false);
         world.runUntilRunEnds();
-        EXPECT_EQ(reader.statusMessage(), c.message) << c.name;
+        EXPECT_EQ(statusText(reader.status()), c.message) << c.name;
         EXPECT_EQ(world.postedMouseEvents(), c.mouseEvents) << c.name;
         EXPECT_FALSE(reader.automationInProgress()) << c.name;
         EXPECT_EQ(reader.snapshot(), UsageSnapshot::empty()) << c.name;
@@ -271,7 +272,7 @@ TEST(RefreshRun, RealInputMidRunDefersAndLeavesTheMenuAlone) {
     world.runUntilRunEnds();
     EXPECT_EQ(world.input.postedEvents().size(), postedBefore);
     EXPECT_EQ(reader.refreshCleanupResult(), RefreshCleanupResult::preservedUserOwnedMenu);
-    EXPECT_EQ(reader.statusMessage(), "Automatic refresh deferred while you are active.");
+    EXPECT_EQ(statusText(reader.status()), "Automatic refresh deferred while you are active.");
     EXPECT_TRUE(world.codex.menuIsOpen());
     EXPECT_TRUE(reader.automaticRefreshIsPending());
 }
@@ -283,7 +284,8 @@ TEST(RefreshRun, OwnedMenuThatStaysOpenStillCommits) {
     reader.beginReadCountdown(false);
     world.runUntilRunEnds();
     EXPECT_EQ(reader.lastRefreshOutcome(), RefreshRunOutcome::cleanupUncertain());
-    EXPECT_EQ(reader.statusMessage(), "Usage refreshed — Codex menu state could not be confirmed.");
+    EXPECT_EQ(statusText(reader.status()),
+              "Usage refreshed — Codex menu state could not be confirmed.");
     EXPECT_EQ(reader.snapshot().fiveHour, "72%");
     EXPECT_TRUE(
         world.log.contains("Refresh cleanup attempted; owned Codex profile menu remained visible"));
@@ -311,7 +313,7 @@ TEST(RefreshRun, InputMonitoringUnavailable) {
             EXPECT_EQ(world.input.liveTapCount(), 0u) << fault.name;
             if (automatic) {
                 EXPECT_TRUE(world.input.postedEvents().empty()) << fault.name;
-                EXPECT_EQ(reader.statusMessage(),
+                EXPECT_EQ(statusText(reader.status()),
                           "Automatic refresh deferred — input monitoring is unavailable.")
                     << fault.name;
             } else {
@@ -348,7 +350,7 @@ TEST(RefreshRun, CodexIsBroughtForwardTheWayTheMacOSVersionHonours) {
         ASSERT_EQ(world.workspace.activations().size(), 1u) << name;
         EXPECT_EQ(world.workspace.activations()[0].style, row.style) << name;
         if (row.failure) {
-            EXPECT_EQ(reader.statusMessage(), row.failure) << name;
+            EXPECT_EQ(statusText(reader.status()), row.failure) << name;
             EXPECT_TRUE(world.input.postedEvents().empty()) << name;
         } else {
             EXPECT_EQ(reader.lastRefreshOutcome(), RefreshRunOutcome::committed()) << name;
@@ -376,14 +378,14 @@ TEST(RefreshRun, RejectedRequestsLogOneLineAndChangeNothing) {
     ReaderWorld unchosen;
     UsageReader& fresh = unchosen.makeReader(std::nullopt);
     fresh.beginReadCountdown(false);
-    EXPECT_EQ(fresh.statusMessage(), "Choose your Codex plan in Settings before refreshing.");
+    EXPECT_EQ(statusText(fresh.status()), "Choose your Codex plan in Settings before refreshing.");
     EXPECT_FALSE(fresh.automationInProgress());
 
     ReaderWorld untrusted;
     untrusted.codex.trusted = false;
     UsageReader& denied = untrusted.makeReader();
     denied.beginReadCountdown(false);
-    EXPECT_EQ(denied.statusMessage(), "Accessibility permission required");
+    EXPECT_EQ(statusText(denied.status()), "Accessibility permission required");
     EXPECT_EQ(untrusted.codex.trustPrompts(), 1u);
     EXPECT_TRUE(untrusted.input.postedEvents().empty());
 }
@@ -399,7 +401,7 @@ TEST(RefreshRun, FailedRunKeepsThePreviousSnapshot) {
     world.codex.setUsageRows(std::vector<std::string>{"5h", "soon", "Weekly", "later"});
     reader.beginReadCountdown(false);
     world.runUntilRunEnds();
-    EXPECT_EQ(reader.statusMessage(), "Refresh failed — previous data kept");
+    EXPECT_EQ(statusText(reader.status()), "Refresh failed — previous data kept");
     EXPECT_EQ(reader.snapshot(), committed);
     EXPECT_EQ(world.preferences.dataValue(defaultsKey::planSpecificUsageSnapshots), stored);
     // Each run has its own identifier.
@@ -418,6 +420,34 @@ TEST(RefreshRun, PlanChangeAbandonsTheRunWithoutAnotherKey) {
     EXPECT_FALSE(reader.automationInProgress());
     EXPECT_EQ(world.input.postedEvents().size(), posted);
     EXPECT_EQ(reader.snapshot(), UsageSnapshot::empty());
+}
+
+// Nothing of an abandoned countdown reaches the run that follows it: no tick moves its countdown
+// and no late click is sent.
+TEST(RefreshRun, AnAbandonedCountdownLeavesNothingBehind) {
+    ReaderWorld world;
+    UsageReader& reader = world.makeReader(CodexPlan::plus, true);
+    reader.beginReadCountdown(true);
+    world.time.advance(3.5);
+    ASSERT_EQ(reader.countdown(), 7);
+    reader.setCodexPlan(CodexPlan::freeGo);
+    EXPECT_FALSE(reader.automationInProgress());
+    EXPECT_EQ(reader.countdown(), std::nullopt);
+
+    world.codex.setPlan(CodexPlan::freeGo);
+    std::vector<std::optional<int>> countdowns;
+    const auto observer = reader.addObserver([&] {
+        if (countdowns.empty() || countdowns.back() != reader.countdown()) {
+            countdowns.push_back(reader.countdown());
+        }
+    });
+    reader.beginReadCountdown(false);
+    world.runUntilRunEnds();
+    world.time.advance(10);
+    reader.removeObserver(observer);
+    EXPECT_EQ(reader.lastRefreshOutcome(), RefreshRunOutcome::committed());
+    EXPECT_EQ(countdowns, (std::vector<std::optional<int>>{std::nullopt}));
+    EXPECT_EQ(world.postedMouseEvents(), 3u) << "one click: moved, down, up";
 }
 
 }  // namespace

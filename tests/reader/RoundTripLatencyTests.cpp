@@ -50,8 +50,9 @@ TEST(RoundTripLatency, AutomaticRefreshNeverTypesAfterTheUser) {
             reader.setAutomaticRefreshEnabled(true);
             world.input.clearPostedEvents();
             std::optional<double> inputTime;
+            TaskHandle input;
             if (at) {
-                world.time.asyncAfter(*at, [&] {
+                input = world.time.asyncAfter(*at, [&] {
                     inputTime = world.time.monotonicSeconds();
                     world.input.injectRealKeyPress(0);
                 });

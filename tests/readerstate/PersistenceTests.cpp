@@ -3,6 +3,7 @@
 #include <functional>
 #include <tuple>
 
+#include "Meterlane/Presentation/StatusPresentation.h"
 #include "Meterlane/Reader/StoredReaderState.h"
 #include "StateWorld.h"
 
@@ -247,7 +248,7 @@ TEST(ReaderPersistence, SwitchingPlansNeverShowsOnePlansNumbersUnderAnother) {
     EXPECT_EQ(reader.activeSnapshotPlan(), std::nullopt);
     EXPECT_EQ(reader.lastUpdated(), std::nullopt);
     EXPECT_EQ(reader.usageSnapshotPresentationState(), UsageSnapshotPresentationState::noUsageData);
-    EXPECT_EQ(reader.userFacingStatusMessage(), std::nullopt);
+    EXPECT_EQ(userFacingStatusMessage(reader), std::nullopt);
     EXPECT_EQ(reader.menuBarUsageSummary(), "M —");
 
     world.codex.setPlan(CodexPlan::freeGo);
@@ -286,7 +287,7 @@ TEST(ReaderPersistence, ChoosingAPlanCancelsTheRunForgetsItsAlertStateAndResched
     reader.setCodexPlan(CodexPlan::freeGo);
     EXPECT_EQ(reader.countdown(), std::nullopt);
     EXPECT_FALSE(reader.automationInProgress());
-    EXPECT_EQ(reader.statusMessage(), std::nullopt);
+    EXPECT_EQ(statusText(reader.status()), std::nullopt);
     EXPECT_EQ(reader.nextAutomaticRefreshDate(), world.time.now().addingTimeInterval(60));
     EXPECT_EQ(world.preferences.stringValue("codex-plan-v1"), "freeGo");
     // The new plan's alert states start over; the old plan's are kept for when it returns.

@@ -2,6 +2,7 @@
 
 #include <functional>
 
+#include "Meterlane/Presentation/StatusPresentation.h"
 #include "StateWorld.h"
 
 namespace gaugely {
@@ -150,7 +151,7 @@ TEST(AutomaticRefreshScheduler, WhileTheUserTypesElsewhereADueRefreshWaitsAndIsR
     EXPECT_EQ(reasons, std::vector<std::string>(5, "foreground safety condition not satisfied"));
     EXPECT_TRUE(reader.automaticRefreshIsPending());
     EXPECT_EQ(reader.nextAutomaticRefreshDate(), world.launchedAt.addingTimeInterval(60));
-    EXPECT_EQ(reader.statusMessage(), "Refresh deferred — return to Codex when idle");
+    EXPECT_EQ(statusText(reader.status()), "Refresh deferred — return to Codex when idle");
     EXPECT_EQ(reader.lastRefreshOutcome(),
               RefreshRunOutcome::deferred("foreground safety condition not satisfied"));
 
@@ -158,7 +159,7 @@ TEST(AutomaticRefreshScheduler, WhileTheUserTypesElsewhereADueRefreshWaitsAndIsR
     typeFor(30);  // now in Codex
     EXPECT_EQ(reasons.size(), 7u);
     EXPECT_EQ(reasons.back(), "user activity before countdown");
-    EXPECT_EQ(reader.statusMessage(), "Refresh deferred — try again when Codex is idle");
+    EXPECT_EQ(statusText(reader.status()), "Refresh deferred — try again when Codex is idle");
     EXPECT_TRUE(reader.automaticRefreshIsPending());
     EXPECT_TRUE(world.input.postedEvents().empty());
 
@@ -181,7 +182,7 @@ TEST(AutomaticRefreshScheduler, WithCodexNotRunningADueRefreshMovesOnOneInterval
     world.input.setLastInputSecondsAgo(0);  // outranked: Codex is looked for first
     UsageReader& reader = world.launch();
     EXPECT_FALSE(reader.codexFound());
-    EXPECT_EQ(reader.statusMessage(), "Open Codex to refresh usage");
+    EXPECT_EQ(statusText(reader.status()), "Open Codex to refresh usage");
     EXPECT_EQ(reader.nextAutomaticRefreshDate(), world.launchedAt.addingTimeInterval(60));
     EXPECT_FALSE(reader.automaticRefreshIsPending());
     EXPECT_EQ(withoutTraceIdentifiers(world.schedulerLines()),
@@ -366,7 +367,7 @@ TEST(AutomaticRefreshScheduler, EvaluationRulesApplyInOrder) {
         reader.evaluateAutomaticRefresh();
         const Evaluation& e = c.expected;
         EXPECT_EQ(withoutTraceIdentifiers(world.schedulerLines()), e.lines) << c.name;
-        EXPECT_EQ(reader.statusMessage(), e.status) << c.name;
+        EXPECT_EQ(statusText(reader.status()), e.status) << c.name;
         if (e.reason) {
             EXPECT_EQ(reader.lastRefreshOutcome(), RefreshRunOutcome::deferred(*e.reason))
                 << c.name;

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "Meterlane/Presentation/StatusPresentation.h"
 #include "StateWorld.h"
 
 namespace gaugely {
@@ -26,14 +27,13 @@ TEST(ReaderStatus, ShownDataTurnsStaleOneSecondAfterTheFrequencysThreshold) {
         world.time.setNow(world.time.now().addingTimeInterval(1));
         EXPECT_TRUE(reader.currentSnapshotMayBeStale()) << c.frequency;
         if (!c.automatic) {
-            EXPECT_EQ(reader.userFacingStatusMessage(), "Data may be outdated") << c.frequency;
+            EXPECT_EQ(userFacingStatusMessage(reader), "Data may be outdated") << c.frequency;
         }
     }
 }
 
-// The status line after real runs: each raw message becomes its short hint, in the order of the
-// recovery table, and only while valid data is shown. (The scheduler's deferral messages are the
-// recovery table's own rows.)
+// The status line after real runs: how each run ended becomes its short hint, and the hint for a
+// failure says whether valid data is still shown.
 TEST(ReaderStatus, RawMessagesOfRunsBecomeTheirHints) {
     const std::string failedWithData = "Couldn't refresh Codex usage — showing last valid data";
     const struct {
@@ -44,15 +44,12 @@ TEST(ReaderStatus, RawMessagesOfRunsBecomeTheirHints) {
     } cases[] = {
         {[](StateWorld& w) { w.codex.quit(); }, "Open Codex and try again.",
          "Open Codex to refresh usage"},
-        // "profile menu" is tested before the generic deferral texts.
         {[](StateWorld& w) { w.codex.openMenuAsUser(false); },
          "Refresh deferred — close Codex profile menu and try again.",
          "Close the Codex profile menu and try Refresh again"},
-        // "menu state could not be confirmed" is tested before the generic "could not".
         {[](StateWorld& w) { w.codex.behaviour.escapeCloseDelay.reset(); },
          "Usage refreshed — Codex menu state could not be confirmed.",
          "Usage refreshed — Codex menu state could not be confirmed"},
-        // "profile menu" decides before "did not appear" is reached.
         {[](StateWorld& w) { w.codex.behaviour.menuOpenDelay.reset(); },
          "Profile menu did not appear after synthetic click.",
          "Close the Codex profile menu and try Refresh again"},
@@ -75,16 +72,16 @@ TEST(ReaderStatus, RawMessagesOfRunsBecomeTheirHints) {
             const UsageReader& reader = world.launch();
             world.refreshNow();
             const std::string name = c.raw + (withData ? "" : ", without data");
-            EXPECT_EQ(reader.statusMessage(),
+            EXPECT_EQ(statusText(reader.status()),
                       !withData && c.rawWithoutData ? c.rawWithoutData : c.raw)
                 << name;
             // A run that committed has data to show whatever was there before.
             const bool hasData = withData || reader.lastRefreshOutcome()->isCommitted();
-            EXPECT_EQ(reader.userFacingStatusMessage(),
+            EXPECT_EQ(userFacingStatusMessage(reader),
                       hasData ? std::optional(c.shown) : std::nullopt)
                 << name;
             if (!hasData && c.shown == failedWithData) {
-                EXPECT_EQ(reader.recoveryMessage(reader.statusMessage()),
+                EXPECT_EQ(recoveryMessage(reader.status(), reader.hasValidValues()),
                           "Couldn't read Codex usage — open Codex and try Refresh")
                     << name;
             }
@@ -99,15 +96,15 @@ TEST(ReaderStatus, MissingPermissionOutranksARunningRefreshWhichOutranksAHint) {
     world.codex.behaviour.expansionDelay.reset();
     UsageReader& reader = world.launch();
     world.refreshNow();
-    ASSERT_EQ(reader.userFacingStatusMessage(),
+    ASSERT_EQ(userFacingStatusMessage(reader),
               "Couldn't refresh Codex usage — showing last valid data");
 
     world.codex.behaviour.expansionDelay = 0.08;
     reader.beginReadCountdown(false);
-    EXPECT_EQ(reader.userFacingStatusMessage(), "Refreshing Codex usage...");
+    EXPECT_EQ(userFacingStatusMessage(reader), "Refreshing Codex usage...");
     world.codex.trusted = false;
     world.workspace.postDidBecomeActive();
-    EXPECT_EQ(reader.userFacingStatusMessage(), "Accessibility permission required");
+    EXPECT_EQ(userFacingStatusMessage(reader), "Accessibility permission required");
 }
 
 // Every plan × format text is the summary's own table; here, that the reader gives it the chosen

@@ -18,19 +18,38 @@ TEST(VirtualTime, RunsWorkByDueTimeThenBySchedulingOrder) {
             at.push_back(time.monotonicSeconds());
         };
     };
-    time.asyncAfter(0.5, record("c"));
-    time.asyncAfter(0.1, record("a"));
-    time.asyncAfter(0.1, record("b"));
-    time.async([&] {
+    auto c = time.asyncAfter(0.5, record("c"));
+    auto a = time.asyncAfter(0.1, record("a"));
+    auto b = time.asyncAfter(0.1, record("b"));
+    TaskHandle nested;
+    auto now = time.async([&] {
         order.push_back("now");
         // Scheduled from inside a step with no delay: after everything already due now.
-        time.async(record("nested"));
+        nested = time.async(record("nested"));
     });
-    time.asyncAfter(-3, record("negative"));
+    auto negative = time.asyncAfter(-3, record("negative"));
 
     EXPECT_EQ(time.runUntilIdle(), 6u);
     EXPECT_EQ(order, (std::vector<std::string>{"now", "negative", "nested", "a", "b", "c"}));
     EXPECT_EQ(at, (std::vector<double>{1000.0, 1000.0, 1000.1, 1000.1, 1000.5}));
+    EXPECT_EQ(time.pendingCount(), 0u);
+}
+
+TEST(VirtualTime, DroppingAHandleCancelsItsWorkEvenFromInsideTheWork) {
+    VirtualTime time;
+    int runs = 0;
+    {
+        auto dropped = time.asyncAfter(1, [&] { ++runs; });
+    }
+    TaskHandle replaced = time.asyncAfter(1, [&] { ++runs; });
+    replaced = time.asyncAfter(2, [&] { ++runs; });
+    TaskHandle self;
+    self = time.async([&] {
+        self = TaskHandle();
+        ++runs;  // the closure lives on until this call returns
+    });
+    time.advance(5);
+    EXPECT_EQ(runs, 2);
     EXPECT_EQ(time.pendingCount(), 0u);
 }
 

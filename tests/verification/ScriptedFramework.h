@@ -21,6 +21,8 @@ struct ScriptedFramework final : UpdateFramework {
     UpdateFrameworkDelegate* delegate = nullptr;
     std::optional<std::string> approved;
     bool busy = false;
+    // The answer to the cycle under way.
+    TaskHandle pending;
     std::vector<UpdateCandidate> items{
         {"4", "1.0.4", false, "http://127.0.0.1:8431/updates/gaugely/",
          "http://127.0.0.1:8431/updates/gaugely/releases/1.0.4/build-4/Gaugely-1.0.4.zip"}};
@@ -58,7 +60,7 @@ struct ScriptedFramework final : UpdateFramework {
     }
     void cycle(bool installing) {
         busy = true;
-        time.asyncAfter(0.3, [this, installing] { answer(installing); });
+        pending = time.asyncAfter(0.3, [this, installing] { answer(installing); });
     }
     void answer(bool installing) {
         using Kind = UpdateFrameworkEvent::Kind;

@@ -10,6 +10,7 @@
 
 #include "LowUsageNotificationSupport/CodexPlan.h"
 #include "Meterlane/Platform/AlertPresenter.h"
+#include "Meterlane/Platform/TaskGroup.h"
 #include "Meterlane/Presentation/FirstRunOnboarding.h"
 #include "tools/gaugely/SimulatedWorld.h"
 
@@ -113,6 +114,8 @@ class ScenarioScript {
     int repeatsLeft_ = 0;
     bool repeatRunning_ = false;
     std::size_t observer_ = 0;
+    // The script's actions still to come; they go with it.
+    TaskGroup actions_{world_.time};
 };
 
 struct Scenario {

@@ -185,7 +185,7 @@ void ScenarioScript::at(double seconds, std::string what, std::function<void()> 
 }
 
 void ScenarioScript::atStoryMoment(double after, double moment, std::function<void()> step) {
-    world_.time.asyncAfter(after, [this, moment, step = std::move(step)]() mutable {
+    actions_.after(after, [this, moment, step = std::move(step)]() mutable {
         // Codex answered the reader meanwhile, and the story waits as long as that took.
         const double left = moment - storyTime();
         if (left > storyTolerance) {
@@ -249,7 +249,7 @@ void ScenarioScript::clickRefreshWhenEnabled(bool waited) {
             narrate_("You go to click the refresh item, but a refresh is running; you wait.");
         }
         ++clicksWaiting_;
-        world_.time.asyncAfter(0.5, [this] { clickRefreshWhenEnabled(true); });
+        actions_.after(0.5, [this] { clickRefreshWhenEnabled(true); });
         return;
     }
     narrate_("You click the refresh item.");

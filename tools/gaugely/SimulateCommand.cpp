@@ -359,7 +359,7 @@ int runSimulateCommand(const std::vector<std::string>& arguments, CommandStreams
         showScreen();
     });
     // On a terminal the panel's clock moves on every second, even when nothing else happens.
-    std::shared_ptr<Cancellable> clock;
+    TaskHandle clock;
     if (live) {
         clock = world.time.scheduleRepeating(1, 1, 0, [] {});
     }
@@ -381,7 +381,7 @@ int runSimulateCommand(const std::vector<std::string>& arguments, CommandStreams
     if (ending != SimulationClockDriver::Ending::stopped && script.hasRunsUnderWay()) {
         ending = driver.run(3600, [&] { return !script.hasRunsUnderWay(); });
     }
-    clock.reset();
+    clock.cancel();
     defaults.synchronize();
     showScreen();
     view.close();

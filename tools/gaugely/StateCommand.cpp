@@ -13,6 +13,7 @@
 #include "LowUsageNotificationSupport/Text.h"
 #include "Meterlane/Posix/FileDocumentStore.h"
 #include "Meterlane/Posix/PreferencesDocument.h"
+#include "Meterlane/Presentation/StatusPresentation.h"
 #include "Meterlane/Reader/UsageReader.h"
 #include "Meterlane/Simulation/FakeFileSystem.h"
 #include "Meterlane/Simulation/FakeInput.h"
@@ -185,7 +186,7 @@ LaunchView launchView(MemoryPreferences& defaults, const SavedHistory& saved, Da
     MemoryDocumentStore history(saved.bytes, true);
     reader.attachCodexLogs(CodexLogEnvironment{noFiles, history, hostTimeFormatter(), ""});
     const GaugelyScreen screen = captureScreen(reader, hostTimeFormatter());
-    return LaunchView{screen.menuBarText, reader.userFacingStatusMessage(),
+    return LaunchView{screen.menuBarText, userFacingStatusMessage(reader),
                       reader.usageSnapshotPresentationState(), popoverLines(screen.popover)};
 }
 

@@ -383,17 +383,17 @@ int runUsageCommand(const std::vector<std::string>& arguments, CommandStreams st
     };
     update();
     // A status line's age and staleness move on with the clock, not only with new readings.
-    std::shared_ptr<Cancellable> ageing;
+    TaskHandle ageing;
     if (view.showsAge()) {
         ageing = loop.scheduleRepeating(ageingInterval, ageingInterval, 1,
                                         [&] { view.refresh(reader, showsLogReading(reader)); });
     }
     // A reading is published in steps; the view draws once they are all done.
-    std::shared_ptr<Cancellable> pendingUpdate;
+    TaskHandle pendingUpdate;
     const auto observer = reader.addObserver([&] {
         if (!pendingUpdate) {
             pendingUpdate = loop.async([&] {
-                pendingUpdate.reset();
+                pendingUpdate.cancel();
                 update();
             });
         }
