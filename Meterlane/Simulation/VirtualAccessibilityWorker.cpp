@@ -23,7 +23,8 @@ struct VirtualAccessibilityWorker::Shared {
     }
 
     // Works for a shared Cancellable and for a handle that cancels itself.
-    static void cancelTask(QueueTask& task) {
+    template <class Task>
+    static void cancelTask(Task& task) {
         if constexpr (requires { task.cancel(); }) {
             task.cancel();
         } else if (task) {
