@@ -105,7 +105,8 @@ TEST(VirtualAccessibilityWorker, TheMainQueueRunsAtItsOwnMomentsWhileAJobWaitsFo
     auto job = world.submitReads("walk", 4, &titles);
     std::vector<double> ranAt;
     // User input and a timer land inside the job; the second changes what Codex shows.
-    auto input = world.time.asyncAfter(0.005, [&] { ranAt.push_back(world.time.monotonicSeconds()); });
+    auto input =
+        world.time.asyncAfter(0.005, [&] { ranAt.push_back(world.time.monotonicSeconds()); });
     auto change = world.time.asyncAfter(0.025, [&] {
         ranAt.push_back(world.time.monotonicSeconds());
         world.ax.tree().set(world.ax.tree().root(), ax::title, std::string("second"));
