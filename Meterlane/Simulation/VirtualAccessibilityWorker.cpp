@@ -121,7 +121,7 @@ VirtualAccessibilityWorker::~VirtualAccessibilityWorker() {
     }
     shared_->deliveries.clear();
     Shared::cancelTask(step_);
-    if (running_) {
+    if (running_ && thread_) {
         running_->cancelled.store(true, std::memory_order_release);
         running_->deliver = nullptr;
         ax_.setChargesMainThread(false);
@@ -158,6 +158,7 @@ void VirtualAccessibilityWorker::startNext() {
     if (running_ || shared_->queued.empty()) {
         return;
     }
+    workerNow_ = time_.monotonicSeconds();
     running_ = std::move(shared_->queued.front());
     shared_->queued.pop_front();
     AccessibilityJob& job = *running_;
@@ -167,8 +168,11 @@ void VirtualAccessibilityWorker::startNext() {
             const double latency = ax_.roundTripSeconds();
             ++roundTrips_;
             busySeconds_ += latency;
-            if (latency > 0) {
-                pendingLatency_ = latency;
+            workerNow_ += latency;
+            // Nothing on the main queue falls due before the answer comes: handing over would
+            // change nothing, and a walk makes thousands of round trips.
+            const auto due = time_.nextDueTime();
+            if (due && *due <= workerNow_) {
                 thread_->yield();
             }
         });
@@ -186,15 +190,18 @@ void VirtualAccessibilityWorker::resume() {
     ax_.setChargesMainThread(false);
     const bool ended = thread_->runUntilYield();
     ax_.setChargesMainThread(true);
+    // The job is ahead of the main queue by the round trips it made without handing over.
+    const double ahead = workerNow_ - time_.monotonicSeconds();
     if (ended) {
-        finish();
+        thread_.reset();
+        step_ = time_.asyncAfter(ahead, [this] { finish(); });
     } else {
-        step_ = time_.asyncAfter(pendingLatency_, [this] { resume(); });
+        step_ = time_.asyncAfter(ahead, [this] { resume(); });
     }
 }
 
 void VirtualAccessibilityWorker::finish() {
-    thread_.reset();
+    step_ = {};
     const std::shared_ptr<AccessibilityJob> job = std::move(running_);
     ++jobsRun_;
     if (job->cancelled.load(std::memory_order_acquire)) {

@@ -16,9 +16,10 @@ namespace gaugely {
 // ever while the main queue waits for it, so the world stays deterministic: at each round trip the
 // job hands control back, the main queue runs whatever falls due while the message is on its way
 // (user input, timers, plan changes, other steps: the main thread is never blocked), and the job
-// resumes, reading the tree as it is at the moment the answer comes. Each round trip costs the
-// simulated accessibility's round-trip time on the worker's clock; the result reaches the main
-// queue as a work item at the moment the job ends.
+// resumes, reading the tree as it is at the moment the answer comes. While nothing falls due on the
+// main queue the job runs on without handing over, ahead of the main queue's clock. Each round trip
+// costs the simulated accessibility's round-trip time on the worker's clock; the result reaches the
+// main queue as a work item at the moment the job ends.
 //
 // Jobs start at the main queue's next turn after they are submitted (a job submitted and
 // cancelled in the same step never starts), then back to back.
@@ -72,7 +73,8 @@ class VirtualAccessibilityWorker final : public AccessibilityWorker {
     double busySeconds_ = 0;
     std::size_t roundTrips_ = 0;
     std::size_t jobsRun_ = 0;
-    double pendingLatency_ = 0;
+    // The worker's own time: when the job's latest message is answered.
+    double workerNow_ = 0;
 };
 
 }  // namespace gaugely
