@@ -17,7 +17,9 @@ namespace gaugely {
 // job hands control back, the main queue runs whatever falls due while the message is on its way
 // (user input, timers, plan changes, other steps: the main thread is never blocked), and the job
 // resumes, reading the tree as it is at the moment the answer comes. While nothing falls due on the
-// main queue the job runs on without handing over, ahead of the main queue's clock. Each round trip
+// main queue the job runs on without handing over, ahead of the main queue's clock; so work a test
+// schedules from outside the queue while a job runs lands after the answers already given (put it
+// on the queue before the job starts, or schedule it from a queue item). Each round trip
 // costs the simulated accessibility's round-trip time on the worker's clock; the result reaches the
 // main queue as a work item at the moment the job ends.
 //
