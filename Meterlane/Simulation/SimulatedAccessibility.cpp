@@ -17,7 +17,7 @@ std::optional<int32_t> SimulatedAccessibility::processFailure() const {
 
 std::optional<int32_t> SimulatedAccessibility::begin(AXCall call) {
     ++counts_[static_cast<std::size_t>(call)];
-    if (isRoundTrip(call) && costClock_) {
+    if (isRoundTrip(call) && costClock_ && chargesMainThread_) {
         costClock_->block(roundTripSeconds_);
         blockedSeconds_ += roundTripSeconds_;
     }

@@ -81,6 +81,11 @@ class SimulatedAccessibility : public Accessibility {
     void clearAttributeFailures() { attributeFailures_.clear(); }
     // Each round trip blocks the main thread this long (Electron apps take 10–50 ms a query).
     void setRoundTripCost(VirtualTime* time, double seconds);
+    // What each round trip costs its caller (0 when no cost is set).
+    double roundTripSeconds() const { return costClock_ ? roundTripSeconds_ : 0; }
+    // Off while the accessibility worker makes the calls: they are still counted, but their time
+    // is the worker's, charged to its own clock, and the main thread is not blocked.
+    void setChargesMainThread(bool charges) { chargesMainThread_ = charges; }
 
     // The time the caller's main thread has spent blocked in round trips.
     double blockedSeconds() const { return blockedSeconds_; }
@@ -116,6 +121,7 @@ class SimulatedAccessibility : public Accessibility {
     VirtualTime* costClock_ = nullptr;
     double roundTripSeconds_ = 0;
     double blockedSeconds_ = 0;
+    bool chargesMainThread_ = true;
     std::vector<std::pair<AXElement, double>> messagingTimeouts_;
     std::array<std::size_t, 6> counts_{};
     std::size_t trustPrompts_ = 0;

@@ -1,0 +1,238 @@
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Meterlane/Simulation/VirtualAccessibilityWorker.h"
+
+namespace gaugely {
+namespace {
+
+constexpr double start = VirtualTime::defaultMonotonicStart;
+constexpr double timeout = 2.0;
+
+// A worker over a bare simulated application whose root's title a test can change mid-job.
+struct WorkerWorld {
+    explicit WorkerWorld(double latency) {
+        ax.setRoundTripCost(&time, latency);
+        ax.tree().set(ax.tree().root(), ax::title, std::string("first"));
+    }
+
+    // A job that reads the root's title `reads` times and returns what it read, noting on the
+    // side when it began and ended (the main queue waits meanwhile, so that is safe).
+    AccessibilityJobHandle submitReads(std::string name, int reads,
+                                       std::vector<std::string>* delivered = nullptr) {
+        const ProcessID pid = ax.pid();
+        return worker.submit(
+            [this, name, reads, pid](Accessibility& port) {
+                trace.push_back("begin " + name);
+                const AXElement application = port.applicationElement(pid);
+                std::vector<std::string> titles;
+                for (int i = 0; i < reads; ++i) {
+                    const auto read = port.copyAttributeValue(application, ax::title);
+                    const std::string* title = read.get<std::string>();
+                    titles.push_back(title ? *title : "failed");
+                }
+                trace.push_back("end " + name);
+                return titles;
+            },
+            [this, name, delivered](std::vector<std::string> titles) {
+                deliveredAt.push_back(time.monotonicSeconds());
+                trace.push_back("deliver " + name);
+                if (delivered) {
+                    *delivered = std::move(titles);
+                }
+            });
+    }
+
+    // Something due on the main queue every `seconds` (a redraw, a scheduler tick), so a job hands
+    // over at every round trip longer than that.
+    void tickEvery(double seconds) {
+        tick = time.scheduleRepeating(seconds, seconds, 0, [] {});
+    }
+
+    VirtualTime time;
+    SimulatedAccessibility ax;
+    VirtualAccessibilityWorker worker{time, ax, timeout};
+    std::shared_ptr<Cancellable> tick;
+    std::vector<std::string> trace;
+    std::vector<double> deliveredAt;
+};
+
+TEST(VirtualAccessibilityWorker, JobsRunOneAtATimeInOrderAndLastTheirRoundTripsTimesTheLatency) {
+    struct Case {
+        double latency;
+        std::vector<int> reads;
+        double tick;  // 0: nothing else on the main queue
+    };
+    for (const Case& c : std::vector<Case>{{0, {3, 1, 2}, 0},
+                                           {0.001, {3, 1, 2}, 0},
+                                           {0.01, {5, 0, 4}, 0},
+                                           {0.01, {5, 0, 4}, 0.003}}) {
+        SCOPED_TRACE(testing::Message() << c.latency << " " << c.tick);
+        WorkerWorld world(c.latency);
+        if (c.tick > 0) {
+            world.tickEvery(c.tick);
+        }
+        std::vector<AccessibilityJobHandle> handles;
+        std::vector<std::string> expectedTrace;
+        std::vector<double> expectedAt;
+        double end = start;
+        int total = 0;
+        for (std::size_t i = 0; i < c.reads.size(); ++i) {
+            const std::string name(1, static_cast<char>('a' + i));
+            handles.push_back(world.submitReads(name, c.reads[i]));
+            expectedTrace.insert(expectedTrace.end(), {"begin " + name, "end " + name});
+            end += c.reads[i] * c.latency;
+            expectedAt.push_back(end);
+            total += c.reads[i];
+        }
+        // Nothing starts inside the step that submits.
+        EXPECT_TRUE(world.trace.empty());
+        world.time.runUntilIdle();
+
+        // Each job ends before the next begins, and results come back in submission order.
+        std::vector<std::string> jobs;
+        std::vector<std::string> deliveries;
+        for (const std::string& event : world.trace) {
+            (event.starts_with("deliver") ? deliveries : jobs).push_back(event);
+        }
+        EXPECT_EQ(jobs, expectedTrace);
+        EXPECT_EQ(deliveries, (std::vector<std::string>{"deliver a", "deliver b", "deliver c"}));
+        ASSERT_EQ(world.deliveredAt.size(), expectedAt.size());
+        for (std::size_t i = 0; i < expectedAt.size(); ++i) {
+            EXPECT_NEAR(world.deliveredAt[i], expectedAt[i], 1e-9) << i;
+        }
+        // The round trips were the worker's time, never the main thread's.
+        EXPECT_EQ(world.worker.roundTrips(), static_cast<std::size_t>(total));
+        EXPECT_EQ(world.ax.roundTrips(), static_cast<std::size_t>(total));
+        EXPECT_NEAR(world.worker.busySeconds(), total * c.latency, 1e-9);
+        EXPECT_EQ(world.ax.blockedSeconds(), 0.0);
+        EXPECT_TRUE(world.worker.idle());
+    }
+}
+
+TEST(VirtualAccessibilityWorker, TheMainQueueRunsAtItsOwnMomentsWhileAJobWaitsForAnswers) {
+    WorkerWorld world(0.01);
+    std::vector<std::string> titles;
+    auto job = world.submitReads("walk", 4, &titles);
+    std::vector<double> ranAt;
+    // User input and a timer land inside the job; the second changes what Codex shows.
+    auto input =
+        world.time.asyncAfter(0.005, [&] { ranAt.push_back(world.time.monotonicSeconds()); });
+    auto change = world.time.asyncAfter(0.025, [&] {
+        ranAt.push_back(world.time.monotonicSeconds());
+        world.ax.tree().set(world.ax.tree().root(), ax::title, std::string("second"));
+    });
+    world.time.runUntilIdle();
+
+    EXPECT_EQ(ranAt, (std::vector<double>{start + 0.005, start + 0.025}));
+    // Answers come when they arrive: two before the change, two after it.
+    EXPECT_EQ(titles, (std::vector<std::string>{"first", "first", "second", "second"}));
+    ASSERT_EQ(world.deliveredAt.size(), 1u);
+    EXPECT_NEAR(world.deliveredAt[0], start + 0.04, 1e-9);
+    // The application element the job got, and the process, carry the messaging timeout.
+    EXPECT_EQ(world.ax.messagingTimeout(world.ax.applicationElement(world.ax.pid())), timeout);
+    EXPECT_EQ(world.ax.messagingTimeout(world.ax.systemWideElement()), timeout);
+}
+
+TEST(VirtualAccessibilityWorker, ACancelledJobDeliversNothingAndLeavesNoWorkBehind) {
+    enum class When { beforeStart, duringJob, beforeDelivery, byDroppingTheHandle, afterDelivery };
+    struct Case {
+        When when;
+        std::size_t answered;  // round trips the simulated application answered for the first job
+        bool delivered;
+    };
+    // The first job makes 5 round trips of 10 ms; the second (2 round trips) always runs.
+    for (const Case& c : std::vector<Case>{
+             {When::beforeStart, 0, false},
+             {When::duringJob, 1, false},  // cancelled while its second message is on its way
+             {When::beforeDelivery, 5, false},
+             {When::byDroppingTheHandle, 1, false},
+             {When::afterDelivery, 5, true},
+         }) {
+        SCOPED_TRACE(static_cast<int>(c.when));
+        WorkerWorld world(0.01);
+        world.tickEvery(0.005);
+        std::optional<AccessibilityJobHandle> first = world.submitReads("first", 5);
+        auto second = world.submitReads("second", 2);
+
+        switch (c.when) {
+            case When::beforeStart:
+                first->cancel();
+                break;
+            case When::duringJob:
+            case When::byDroppingTheHandle:
+                world.time.runUntil([&] { return world.worker.roundTrips() == 2; }, 1);
+                if (c.when == When::duringJob) {
+                    first->cancel();
+                } else {
+                    first.reset();
+                }
+                break;
+            case When::beforeDelivery:
+                world.time.runUntil([&] { return world.worker.pendingDeliveries() == 1; }, 1);
+                EXPECT_EQ(world.worker.queuedJobs(), 1u);  // the second has not started yet
+                first->cancel();
+                EXPECT_EQ(world.worker.pendingDeliveries(), 0u);
+                break;
+            case When::afterDelivery:
+                world.time.runUntil([&] { return world.deliveredAt.size() == 1; }, 1);
+                first->cancel();
+                break;
+        }
+        world.time.runUntilIdle();
+
+        std::vector<std::string> expected;
+        if (c.delivered) {
+            expected.push_back("deliver first");
+        }
+        expected.push_back("deliver second");
+        std::vector<std::string> deliveries;
+        for (const std::string& event : world.trace) {
+            if (event.starts_with("deliver")) {
+                deliveries.push_back(event);
+            }
+        }
+        EXPECT_EQ(deliveries, expected);
+        EXPECT_EQ(world.ax.roundTrips(), c.answered + 2);
+        EXPECT_TRUE(world.worker.idle());
+        EXPECT_EQ(world.time.pendingOneShotCount(), 0u);
+    }
+}
+
+TEST(VirtualAccessibilityWorker, GoingAwayMidJobRunsTheJobOutAndDeliversNothing) {
+    VirtualTime time;
+    SimulatedAccessibility ax;
+    ax.setRoundTripCost(&time, 0.01);
+    auto tick = time.scheduleRepeating(0.005, 0.005, 0, [] {});
+    bool delivered = false;
+    int failed = 0;
+    {
+        VirtualAccessibilityWorker worker(time, ax, timeout);
+        const ProcessID pid = ax.pid();
+        auto job = worker.submit(
+            [&failed, pid](Accessibility& port) {
+                const AXElement application = port.applicationElement(pid);
+                for (int i = 0; i < 100; ++i) {
+                    if (port.copyAttributeValue(application, ax::role).error ==
+                        ax::cannotComplete) {
+                        ++failed;
+                    }
+                }
+                return 0;
+            },
+            [&](int) { delivered = true; });
+        time.runUntil([&] { return worker.roundTrips() == 3; }, 1);
+    }
+    time.runUntilIdle();
+    EXPECT_FALSE(delivered);
+    EXPECT_EQ(ax.roundTrips(), 2u);
+    EXPECT_EQ(failed, 98);
+    EXPECT_EQ(time.pendingOneShotCount(), 0u);
+    EXPECT_NEAR(time.monotonicSeconds(), start + 0.02, 1e-9);
+}
+
+}  // namespace
+}  // namespace gaugely
