@@ -55,7 +55,7 @@ struct WorkerWorld {
     VirtualTime time;
     SimulatedAccessibility ax;
     VirtualAccessibilityWorker worker{time, ax, timeout};
-    std::shared_ptr<Cancellable> tick;
+    TaskHandle tick;
     std::vector<std::string> trace;
     std::vector<double> deliveredAt;
 };
