@@ -16,39 +16,11 @@
 
 namespace gaugely {
 
-// Holds one accessibility job for as long as its owner wants the result: destroying the handle,
-// or moving another into it, cancels the job. A job not yet started never starts; a job running
+// Holds one accessibility job for as long as its owner wants the result, as a task handle holds
+// main-queue work: dropping it cancels the job. A job not yet started never starts; a job running
 // finishes quickly (its remaining round trips fail at once) and its result is dropped; a result
 // waiting on the main queue is never delivered. Main queue only.
-class [[nodiscard]] AccessibilityJobHandle {
-  public:
-    AccessibilityJobHandle() = default;
-    explicit AccessibilityJobHandle(std::shared_ptr<Cancellable> job) : job_(std::move(job)) {}
-    AccessibilityJobHandle(AccessibilityJobHandle&& other) noexcept = default;
-    AccessibilityJobHandle& operator=(AccessibilityJobHandle&& other) noexcept {
-        if (this != &other) {
-            cancel();
-            job_ = std::move(other.job_);
-        }
-        return *this;
-    }
-    AccessibilityJobHandle(const AccessibilityJobHandle&) = delete;
-    AccessibilityJobHandle& operator=(const AccessibilityJobHandle&) = delete;
-    ~AccessibilityJobHandle() { cancel(); }
-
-    void cancel() noexcept {
-        if (const std::shared_ptr<Cancellable> job = std::move(job_)) {
-            job->cancel();
-        }
-    }
-
-    // True from submission until the handle is cancelled, dropped or moved from; delivery does not
-    // empty it.
-    explicit operator bool() const { return job_ != nullptr; }
-
-  private:
-    std::shared_ptr<Cancellable> job_;
-};
+using AccessibilityJobHandle = TaskHandle;
 
 // One job as a worker holds it. `run` executes on the worker and touches only the port it is
 // given and the values it carries; `deliver` executes on the main queue and is created, run and

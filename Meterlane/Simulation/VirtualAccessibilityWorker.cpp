@@ -10,7 +10,7 @@ namespace gaugely {
 // What the worker and the handles of its jobs share; handles may outlive the worker.
 struct VirtualAccessibilityWorker::Shared {
     std::deque<std::shared_ptr<AccessibilityJob>> queued;
-    std::map<const AccessibilityJob*, QueueTask> deliveries;
+    std::map<const AccessibilityJob*, TaskHandle> deliveries;
 
     void withdraw(AccessibilityJob& job) {
         queued.erase(std::remove_if(queued.begin(), queued.end(),
@@ -18,19 +18,8 @@ struct VirtualAccessibilityWorker::Shared {
                      queued.end());
         // Moved out first: cancelling may release the closure that holds the job.
         if (auto delivery = deliveries.extract(&job)) {
-            cancelTask(delivery.mapped());
+            delivery.mapped().cancel();
         }
-    }
-
-    // Works for a shared Cancellable and for a handle that cancels itself.
-    template <class Task>
-    static void cancelTask(Task& task) {
-        if constexpr (requires { task.cancel(); }) {
-            task.cancel();
-        } else if (task) {
-            task->cancel();
-        }
-        task = {};
     }
 };
 
@@ -117,10 +106,10 @@ VirtualAccessibilityWorker::~VirtualAccessibilityWorker() {
     }
     shared_->queued.clear();
     for (auto& [job, delivery] : shared_->deliveries) {
-        Shared::cancelTask(delivery);
+        delivery.cancel();
     }
     shared_->deliveries.clear();
-    Shared::cancelTask(step_);
+    step_.cancel();
     if (running_ && thread_) {
         running_->cancelled.store(true, std::memory_order_release);
         running_->deliver = nullptr;

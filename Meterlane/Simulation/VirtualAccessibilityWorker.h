@@ -54,7 +54,6 @@ class VirtualAccessibilityWorker final : public AccessibilityWorker {
     AccessibilityJobHandle enqueue(std::shared_ptr<AccessibilityJob> job) override;
 
   private:
-    using QueueTask = decltype(std::declval<MainQueue&>().async(std::function<void()>{}));
     struct Shared;
     class JobCancel;
     class JobThread;
@@ -71,7 +70,7 @@ class VirtualAccessibilityWorker final : public AccessibilityWorker {
     std::shared_ptr<Shared> shared_;
     std::shared_ptr<AccessibilityJob> running_;
     std::unique_ptr<JobThread> thread_;
-    QueueTask step_;
+    TaskHandle step_;
     double busySeconds_ = 0;
     std::size_t roundTrips_ = 0;
     std::size_t jobsRun_ = 0;
