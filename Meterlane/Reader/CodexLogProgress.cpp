@@ -1,6 +1,7 @@
 #include "Meterlane/Reader/CodexLogProgress.h"
 
 #include <algorithm>
+#include <array>
 
 #include "LowUsageNotificationSupport/JsonDate.h"
 
@@ -32,23 +33,30 @@ bool isRememberedPath(const std::string& path) {
     return true;
 }
 
+// A remembered file is written as a list of its fields in this order, not as an object: with a
+// few hundred files, repeating the names would make up almost half of the record.
+constexpr std::array<const char*, 8> fileFields{
+    "path",     "identity",          "size",       "modified", "offset",
+    "skipping", "unsureOfLineStart", "copiesUntil"};
+
 Json fileJson(const CodexLogFollowerMemory::File& file) {
-    Json json = Json::object();
-    json["path"] = file.path;
-    json["identity"] = file.identity;
-    json["size"] = file.size;
-    json["modified"] = file.modified.timeIntervalSinceReferenceDate;
-    json["offset"] = file.offset;
-    json["skipping"] = file.skipping;
-    json["unsureOfLineStart"] = file.unsureOfLineStart;
-    json["copiesUntil"] = jsonDate(file.copiesUntil);
-    return json;
+    return Json::array({file.path, file.identity, file.size,
+                        file.modified.timeIntervalSinceReferenceDate, file.offset, file.skipping,
+                        file.unsureOfLineStart, jsonDate(file.copiesUntil)});
 }
 
-std::optional<CodexLogFollowerMemory::File> fileFromJson(const Json& json) {
-    if (!json.is_object()) {
+std::optional<CodexLogFollowerMemory::File> fileFromJson(const Json& entry) {
+    // Records written before the list form name each field.
+    Json named;
+    if (entry.is_array() && entry.size() == fileFields.size()) {
+        named = Json::object();
+        for (std::size_t i = 0; i < fileFields.size(); ++i) {
+            named[fileFields[i]] = entry[i];
+        }
+    } else if (!entry.is_object()) {
         return std::nullopt;
     }
+    const Json& json = entry.is_object() ? entry : named;
     CodexLogFollowerMemory::File file;
     const auto path = jsonString(json, "path");
     const auto identity = readCount(json, "identity");
@@ -130,6 +138,23 @@ std::optional<CodexLogProgress> CodexLogProgress::fromJson(const Json& json) {
     progress.source.copiedLines = *copied;
     progress.readings = std::move(*decoded);
     return progress;
+}
+
+std::string CodexLogProgress::encoded() const {
+    const std::vector<std::uint8_t> bytes = Json::to_cbor(toJson());
+    return std::string(bytes.begin(), bytes.end());
+}
+
+std::optional<CodexLogProgress> CodexLogProgress::decode(std::string_view bytes) {
+    if (!bytes.empty() && bytes.front() == '{') {
+        return decodeJson<CodexLogProgress>(bytes);
+    }
+    const Json json = Json::from_cbor(bytes.begin(), bytes.end(), /*strict=*/true,
+                                      /*allow_exceptions=*/false);
+    if (json.is_discarded()) {
+        return std::nullopt;
+    }
+    return fromJson(json);
 }
 
 }  // namespace gaugely

@@ -2,6 +2,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "LowUsageNotificationSupport/CodexLogReadings.h"
 #include "LowUsageNotificationSupport/Json.h"
@@ -23,6 +24,12 @@ struct CodexLogProgress {
     Json toJson() const;
     // None unless every field reads; a remembered file's path must lie below the sessions folder.
     static std::optional<CodexLogProgress> fromJson(const Json& json);
+
+    // The stored bytes: CBOR, since a status line reads the record back at every shell prompt and
+    // binary reads several times faster than JSON text. Text, as earlier versions stored, still
+    // decodes; none on anything else.
+    std::string encoded() const;
+    static std::optional<CodexLogProgress> decode(std::string_view bytes);
 };
 
 }  // namespace gaugely

@@ -41,6 +41,7 @@
 #include "Meterlane/Platform/Workspace.h"
 #include "Meterlane/Reader/AutomaticRefreshScheduler.h"
 #include "Meterlane/Reader/CodexElementSearch.h"
+#include "Meterlane/Reader/CodexLogProgress.h"
 #include "Meterlane/Reader/CodexLogSource.h"
 #include "Meterlane/Reader/RealInputMonitor.h"
 #include "Meterlane/Reader/RefreshRun.h"
@@ -341,7 +342,7 @@ class UsageReader : private RefreshRunHost, private AutomaticRefreshHost {
     // plan changes, since the follower hands each line over only once.
     CodexLogReadings codexLogReadings_;
     // The progress record as last read or written, so an unchanged one is not written again.
-    std::optional<std::string> savedCodexLogProgress_;
+    std::optional<CodexLogProgress> savedCodexLogProgress_;
     bool codexLogReadingsWaiting_ = false;
     std::map<QuotaWindow, Date> codexLogPassedResets_;
     // Wakes the reader when a window's reset time passes with no newer line.

@@ -112,7 +112,7 @@ void UsageReader::resumeCodexLogProgress() {
     }
     // Taken whole or not at all: a record that does not read, or was read from another folder,
     // leaves a first look to search the logs as if there were none (and is replaced after it).
-    auto progress = decodeJson<CodexLogProgress>(*bytes);
+    auto progress = CodexLogProgress::decode(*bytes);
     if (!progress) {
         env_.log.write(logSubsystem, codexLogsLogCategory, LogLevel::error,
                        "How far Codex's logs were read could not be read; reading them afresh");
@@ -121,9 +121,9 @@ void UsageReader::resumeCodexLogProgress() {
     if (progress->codexFolder != codexLogsFolderPath()) {
         return;
     }
-    savedCodexLogProgress_ = *bytes;
     codexLogSource_->resume(progress->source, [this] { codexLogReadings_ = CodexLogReadings{}; });
-    codexLogReadings_ = std::move(progress->readings);
+    codexLogReadings_ = progress->readings;
+    savedCodexLogProgress_ = std::move(progress);
 }
 
 void UsageReader::saveCodexLogProgress() {
@@ -132,11 +132,12 @@ void UsageReader::saveCodexLogProgress() {
         codexLogSource_->follower().status().folderProblem != FileProblem::none) {
         return;
     }
-    std::string bytes = encodeJson(
-        CodexLogProgress{codexLogsFolderPath(), codexLogSource_->memory(), codexLogReadings_});
-    if (bytes != savedCodexLogProgress_) {
-        env_.preferences.setData(defaultsKey::codexLogsProgress, bytes);
-        savedCodexLogProgress_ = std::move(bytes);
+    // Compared as values: a look that learnt nothing, the common case for a status line, then
+    // costs no encoding at all.
+    CodexLogProgress progress{codexLogsFolderPath(), codexLogSource_->memory(), codexLogReadings_};
+    if (progress != savedCodexLogProgress_) {
+        env_.preferences.setData(defaultsKey::codexLogsProgress, progress.encoded());
+        savedCodexLogProgress_ = std::move(progress);
     }
 }
 

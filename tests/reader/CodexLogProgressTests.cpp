@@ -32,9 +32,25 @@ CodexLogProgress sample() {
 
 TEST(CodexLogProgress, ReadsBackWhatItWroteAndNothingElse) {
     const CodexLogProgress progress = sample();
-    const auto read = decodeJson<CodexLogProgress>(encodeJson(progress));
+    const auto read = CodexLogProgress::decode(progress.encoded());
     ASSERT_TRUE(read);
     EXPECT_EQ(*read, progress);
+
+    // Earlier versions stored JSON text with each file's fields named.
+    Json named = progress.toJson();
+    const char* fields[] = {"path",     "identity",          "size",       "modified", "offset",
+                            "skipping", "unsureOfLineStart", "copiesUntil"};
+    for (Json& file : named["files"]) {
+        Json object = Json::object();
+        for (std::size_t i = 0; i < file.size(); ++i) {
+            object[fields[i]] = file[i];
+        }
+        file = object;
+    }
+    EXPECT_EQ(CodexLogProgress::decode(serializeJson(named)), progress);
+    for (const std::string bytes : {"", "{\"codexFolder\":", "\xa1\x61"}) {
+        EXPECT_FALSE(CodexLogProgress::decode(bytes)) << bytes;
+    }
 
     const Json written = progress.toJson();
     const struct {
@@ -47,11 +63,12 @@ TEST(CodexLogProgress, ReadsBackWhatItWroteAndNothingElse) {
         {"a count below zero", [](Json& json) { json["copiedLines"] = -1; }},
         {"a date as text", [](Json& json) { json["newestLineAt"] = "yesterday"; }},
         {"a path outside the sessions folder",
-         [](Json& json) { json["files"][0]["path"] = "../../.ssh/id_rsa"; }},
-        {"an absolute path", [](Json& json) { json["files"][0]["path"] = "/etc/passwd"; }},
-        {"an empty part in a path", [](Json& json) { json["files"][0]["path"] = "2026//x"; }},
-        {"an offset past the size", [](Json& json) { json["files"][1]["offset"] = 121; }},
-        {"a file without its time", [](Json& json) { json["files"][1].erase("modified"); }},
+         [](Json& json) { json["files"][0][0] = "../../.ssh/id_rsa"; }},
+        {"an absolute path", [](Json& json) { json["files"][0][0] = "/etc/passwd"; }},
+        {"an empty part in a path", [](Json& json) { json["files"][0][0] = "2026//x"; }},
+        {"an offset past the size", [](Json& json) { json["files"][1][4] = 121; }},
+        {"a file without its time", [](Json& json) { json["files"][1][3] = nullptr; }},
+        {"a file missing a field", [](Json& json) { json["files"][1].erase(7); }},
         {"readings of an unknown window",
          [](Json& json) {
              json["readings"]["windows"]["daily"] = json["readings"]["windows"]["fiveHour"];
