@@ -236,10 +236,10 @@ void codexLogResumedLook(benchmark::State& state) {
     CodexLogProgress kept;
     kept.codexFolder = sessions.home();
     kept.source.follower = first.memory();
-    const std::string record = encodeJson(kept);
+    const std::string record = kept.encoded();
     CodexLogFollowerStatistics last;
     for (auto _ : state) {
-        const auto progress = decodeJson<CodexLogProgress>(record);
+        const auto progress = CodexLogProgress::decode(record);
         CodexLogFollower follower(files, sessions.home(), settleOnEveryLine);
         follower.resume(progress->source.follower, [] { std::abort(); });
         follower.look();
