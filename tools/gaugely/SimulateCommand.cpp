@@ -21,10 +21,11 @@
 #include "tools/gaugely/HostTimeFormatter.h"
 #include "tools/gaugely/RefreshStatistics.h"
 #include "tools/gaugely/Scenario.h"
-#include "tools/gaugely/SimulatedWorld.h"
+#include "tools/gaugely/SimulatedMac.h"
 #include "tools/gaugely/SimulationView.h"
 #include "tools/gaugely/StateText.h"
 #include "tools/gaugely/Terminal.h"
+#include "tools/gaugely/UpdaterLog.h"
 
 namespace gaugely::tool {
 namespace {
@@ -277,7 +278,12 @@ int runSimulateCommand(const std::vector<std::string>& arguments, CommandStreams
     const bool live =
         !instant && &streams.out == &std::cout && isTerminal(STDOUT_FILENO) && terminalCanRedraw();
     const Date start = instant ? VirtualTime::defaultStart : currentDate();
-    SimulatedWorld world(start, *plan, defaults, instant);
+    SimulatedMac world(
+        start, *plan, defaults,
+        [&](std::string_view) -> std::unique_ptr<Preferences> {
+            return std::make_unique<FilePreferences>(files.updaterSuite, warn);
+        },
+        instant);
     const double origin = world.time.monotonicSeconds();
     const auto elapsed = [&] { return world.time.monotonicSeconds() - origin; };
     SimulationView view(streams.out,
@@ -313,23 +319,28 @@ int runSimulateCommand(const std::vector<std::string>& arguments, CommandStreams
         // A first run has no Accessibility permission yet either.
         world.codex.trusted = false;
     }
-    UsageReader& reader = world.launchReader();
-    world.updater = std::make_unique<SimulatedUpdater>(
-        world.time, world.workspace, world.log, reader,
-        [&](std::string_view) -> std::unique_ptr<Preferences> {
-            return std::make_unique<FilePreferences>(files.updaterSuite, warn);
-        },
-        hostTimeFormatter());
-    RefreshStatistics statistics(reader, world.codex, origin);
-    reader.addObserver([&] { statistics.readerChanged(elapsed()); });
-    // A refresh that was overdue at launch starts inside the reader's construction.
-    statistics.readerChanged(elapsed());
+    std::optional<UpdaterLog> updaterLog;
+    if (scenario->publishesUpdate) {
+        world.publishRelease();
+        updaterLog.emplace(world);
+    }
+    RefreshStatistics statistics(world.codex, origin);
+    world.didLaunch = [&](AppAssembly& app) {
+        statistics.follow(app.reader());
+        app.reader().addObserver([&] { statistics.readerChanged(elapsed()); });
+        // A refresh that was overdue at launch starts inside the reader's construction.
+        statistics.readerChanged(elapsed());
+        if (updaterLog) {
+            updaterLog->launched(app);
+        }
+    };
+    world.launch();
 
     ScenarioScript script(
         world, *plan, [&](std::string_view text) { view.note(text); },
         [&](const AlertRequest& request) { view.alert(request); });
     if (!scenario->startsWithoutPlan &&
-        (!reader.hasExplicitPlanSelection() || reader.codexPlan() != *plan)) {
+        (!world.reader().hasExplicitPlanSelection() || world.reader().codexPlan() != *plan)) {
         script.choosePlan(0);
     }
     scenario->write(script);
@@ -343,9 +354,8 @@ int runSimulateCommand(const std::vector<std::string>& arguments, CommandStreams
         for (; notificationsShown < requests.size(); ++notificationsShown) {
             view.notification(requests[notificationsShown]);
         }
-        GaugelyScreen screen = captureScreen(reader, hostTimeFormatter());
-        screen.menuBarText += world.updater->badgeText();
-        view.show(screen, footerText(elapsed(), options, reader.countdown()));
+        const GaugelyScreen screen = captureScreen(world.app());
+        view.show(screen, footerText(elapsed(), options, screen.countdown));
     };
     showScreen();
 
