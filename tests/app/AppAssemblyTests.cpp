@@ -4,9 +4,9 @@
 #include "Meterlane/Reader/UserDefaultsKeys.h"
 #include "Meterlane/Simulation/FakeFileSystem.h"
 #include "Meterlane/Simulation/FakeLoginItemService.h"
-#include "Meterlane/Simulation/MemoryDocumentStore.h"
 #include "Meterlane/Simulation/FakeUpdateFramework.h"
 #include "Meterlane/Simulation/MemoryBundleInformation.h"
+#include "Meterlane/Simulation/MemoryDocumentStore.h"
 #include "Meterlane/Simulation/ScriptedAlertPresenter.h"
 #include "Meterlane/Startup/AppAssembly.h"
 #include "Meterlane/Startup/SingleInstance.h"
@@ -223,8 +223,7 @@ TEST(AppAssembly, TheHostHearsEachAnswerOfTheRefreshGate) {
     app.performSettingsAction(updateAndRestart);
     EXPECT_TRUE(app.reader().updateRefreshGate()) << "closed while it installs";
     world.time.advance(10);
-    EXPECT_EQ(world.gateAnswers, (std::vector{RefreshGateAnswer::refused,
-                                              RefreshGateAnswer::closed,
+    EXPECT_EQ(world.gateAnswers, (std::vector{RefreshGateAnswer::refused, RefreshGateAnswer::closed,
                                               RefreshGateAnswer::opened}));
     EXPECT_FALSE(app.reader().updateRefreshGate());
 }

@@ -15,22 +15,22 @@ PosixHost::PosixHost(PosixRunLoop& loop, const StateFiles& files, std::string ho
 
 PosixHost::~PosixHost() = default;
 
-AppAssembly& PosixHost::launch(std::function<void(UsageReader&)> hostSettings,
-                               bool keepsProgress) {
-    AppPorts ports{ReaderEnvironment{accessibility_, input_, workspace_, loop_, loop_, log_, state_,
-                                     notifications_, {}},
-                   bundle_,
-                   updates_,
-                   hostTimeFormatter(),
-                   loginItems_,
-                   alerts_,
-                   [](std::string_view) { return std::make_unique<MemoryPreferences>(); },
-                   product::feedHost,
-                   homeFolder_,
-                   &files_,
-                   &history_,
-                   keepsProgress,
-                   std::move(hostSettings)};
+AppAssembly& PosixHost::launch(std::function<void(UsageReader&)> hostSettings, bool keepsProgress) {
+    AppPorts ports{
+        ReaderEnvironment{
+            accessibility_, input_, workspace_, loop_, loop_, log_, state_, notifications_, {}},
+        bundle_,
+        updates_,
+        hostTimeFormatter(),
+        loginItems_,
+        alerts_,
+        [](std::string_view) { return std::make_unique<MemoryPreferences>(); },
+        product::feedHost,
+        homeFolder_,
+        &files_,
+        &history_,
+        keepsProgress,
+        std::move(hostSettings)};
     AppWindows windows{{[](const SettingsViewModel&) {}, [] {}, [](const std::string&) {}},
                        [] {},
                        [] {},

@@ -60,13 +60,7 @@ AppAssembly& SimulatedMac::launch() {
         MemoryBundleInformation::production(feedHost, version_, build_, std::string(appPath)));
     AppPorts ports{ReaderEnvironment{codex, input, workspace, time, time, log, defaults_,
                                      notifications, makeUUID_},
-                   *bundle_,
-                   updates,
-                   hostTimeFormatter(),
-                   loginItems,
-                   alerts,
-                   openSuite_,
-                   feedHost,
+                   *bundle_, updates, hostTimeFormatter(), loginItems, alerts, openSuite_, feedHost,
                    // Codex's logs are not part of the simulated Mac.
                    ""};
     ports.refreshGateObserver = [this](RefreshGateAnswer answer) {

@@ -51,8 +51,8 @@ GaugelyScreen captureScreen(const AppAssembly& app) {
     GaugelyScreen screen;
     screen.menuBarText = label.summary;
     if (label.showsUpdateBadge) {
-        screen.menuBarText += std::string(" \u25CF ") +
-                              MenuBarLabelPresentation::updateBadgeAccessibilityLabel;
+        screen.menuBarText +=
+            std::string(" \u25CF ") + MenuBarLabelPresentation::updateBadgeAccessibilityLabel;
     }
     // The item is disabled exactly while a refresh runs.
     screen.refreshing = !app.refreshControl().isEnabled;

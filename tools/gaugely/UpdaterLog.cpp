@@ -49,8 +49,8 @@ void UpdaterLog::launched(AppAssembly& app) {
 
 void UpdaterLog::sayReceipt(const std::string& what) {
     const auto suite = mac_.openUpdaterSuite();
-    const auto data = suite ? suite->dataValue(ProductionUpdaterConfiguration::receiptKey)
-                            : std::nullopt;
+    const auto data =
+        suite ? suite->dataValue(ProductionUpdaterConfiguration::receiptKey) : std::nullopt;
     const auto receipt = data ? decodeJson<PendingUpdateReceipt>(*data) : std::nullopt;
     say("updater", receipt ? what + ": build " + receipt->sourceBuild + " \u2192 " +
                                  receipt->targetBuild + " at " + receipt->bundlePath +
