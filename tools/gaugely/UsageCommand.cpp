@@ -1,6 +1,7 @@
 // `gaugely usage`: the user's real usage on Linux, from the usage lines of Codex's own session
-// logs, through the same reader, notifications and popover as the app. It never reads a menu,
-// and keeps its state in its own files so it never mixes with the simulator's.
+// logs, through the app itself (the same assembly, over a POSIX host's ports: `PosixHost`). It
+// never reads a menu, and keeps its state in its own files so it never mixes with the
+// simulator's.
 #include <unistd.h>
 
 #include <cstdlib>
