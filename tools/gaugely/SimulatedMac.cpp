@@ -60,9 +60,16 @@ AppAssembly& SimulatedMac::launch() {
         MemoryBundleInformation::production(feedHost, version_, build_, std::string(appPath)));
     AppPorts ports{ReaderEnvironment{codex, input, workspace, time, time, log, defaults_,
                                      notifications, makeUUID_},
-                   *bundle_, updates, hostTimeFormatter(), loginItems, alerts, openSuite_, feedHost,
-                   // Codex's logs are not part of the simulated Mac.
-                   ""};
+                   *bundle_,
+                   updates,
+                   hostTimeFormatter(),
+                   loginItems,
+                   alerts,
+                   openSuite_,
+                   feedHost,
+                   "",
+                   codexFiles,
+                   usageHistory};
     ports.refreshGateObserver = [this](RefreshGateAnswer answer) {
         if (refreshGateAnswered) {
             refreshGateAnswered(answer);

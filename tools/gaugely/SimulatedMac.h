@@ -59,6 +59,9 @@ class SimulatedMac {
     // (before its first turn of the main queue).
     std::function<void()> willLaunch;
     std::function<void(AppAssembly&)> didLaunch;
+    // Codex's logs and the usage history, when the Mac has them; read from the next start.
+    FileSystem* codexFiles = nullptr;
+    DocumentStore* usageHistory = nullptr;
     // Each answer the refresh gate gives the updater.
     std::function<void(RefreshGateAnswer)> refreshGateAnswered;
     // An installation quit the app to be relaunched as the build it installed; whoever plays
