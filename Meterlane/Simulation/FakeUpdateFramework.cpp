@@ -79,7 +79,7 @@ void FakeUpdateFramework::continueInstallation() {
         return;
     }
     tell("downloading build " + item.candidate.build);
-    cycle_.after(downloadSeconds, [this] {
+    cycle_.after(downloadSeconds, [this, installed = item.candidate] {
         if (installOutcome == InstallOutcome::fails) {
             tell("the archive failed verification");
             finish(true);
@@ -96,6 +96,9 @@ void FakeUpdateFramework::continueInstallation() {
         relaunched_ = true;
         tell("the app quits to be relaunched");
         finish(false);
+        if (onRelaunch) {
+            onRelaunch(installed);
+        }
     });
 }
 

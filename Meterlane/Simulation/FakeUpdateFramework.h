@@ -3,7 +3,8 @@
 // An update framework for tests and the simulator. It serves a feed held in memory, answers on
 // the main queue after the delays a real check and installation take, asks the delegate and the
 // approved-install rules the same questions the real framework's adapter does, and tells what it
-// does through `onEvent`. A relaunch only marks `relaunched()`: the caller plays the new start.
+// does through `onEvent`. A relaunch only marks `relaunched()` and tells `onRelaunch` which build
+// was installed: the caller plays the new start.
 
 #include <functional>
 #include <optional>
@@ -29,6 +30,8 @@ class FakeUpdateFramework final : public UpdateFramework {
     double probeSeconds = 0.8;
     double downloadSeconds = 2.0;
     std::function<void(const std::string&)> onEvent;
+    // The app quit to be relaunched as this build; told after the cycle has ended.
+    std::function<void(const UpdateCandidate&)> onRelaunch;
 
     void start(UpdateFrameworkDelegate& delegate) override;
     void probe() override;

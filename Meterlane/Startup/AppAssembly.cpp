@@ -18,12 +18,16 @@ AppAssembly::AppAssembly(AppPorts ports, AppWindows windows)
         environment.workspace, ports_.timeFormatter, ports_.openDefaultsSuite, ports_.feedHost});
     // 2. The reader restores its state and starts its scheduler.
     reader_ = std::make_unique<UsageReader>(environment);
+    if (ports_.hostSettings) {
+        ports_.hostSettings(*reader_);
+    }
     if (ports_.codexFileSystem && ports_.usageHistory) {
         reader_->attachCodexLogs(CodexLogEnvironment{*ports_.codexFileSystem, *ports_.usageHistory,
-                                                     ports_.timeFormatter, ports_.homeFolder});
+                                                     ports_.timeFormatter, ports_.homeFolder,
+                                                     ports_.keepsCodexLogProgress});
     }
     // 3. An installation waits for a running refresh, and no refresh starts while one installs.
-    runtime_->installRefreshGateHooks(reader_->updateRefreshGateHooks());
+    runtime_->installRefreshGateHooks(refreshGateHooks());
     // 4. Launch at login reads its status now.
     launchAtLogin_ = std::make_unique<LaunchAtLoginController>(ports_.loginItems);
     // 5. The onboarding, which an update's relaunch keeps quiet.
@@ -50,6 +54,23 @@ AppAssembly::AppAssembly(AppPorts ports, AppWindows windows)
     runtime_->model().addObserver([this] { changed(); });
     launchAtLogin_->addObserver([this] { changed(); });
     timeConventions_ = ports_.timeFormatter.observeConventionChanges([this] { changed(); });
+}
+
+UpdateRefreshGateHooks AppAssembly::refreshGateHooks() {
+    UpdateRefreshGateHooks hooks = reader_->updateRefreshGateHooks();
+    if (!ports_.refreshGateObserver) {
+        return hooks;
+    }
+    const auto tell = ports_.refreshGateObserver;
+    return {[tell, prepare = hooks.prepareForInstallation] {
+                const bool closed = prepare();
+                tell(closed ? RefreshGateAnswer::closed : RefreshGateAnswer::refused);
+                return closed;
+            },
+            [tell, resume = hooks.resumeAfterInstallation] {
+                resume();
+                tell(RefreshGateAnswer::opened);
+            }};
 }
 
 void AppAssembly::addObserver(std::function<void()> handler) {

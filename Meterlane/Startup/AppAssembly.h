@@ -26,7 +26,12 @@
 
 namespace gaugely {
 
-// Everything the app talks to, handed in by the platform's entry point.
+// What the refresh gate answered the updater; a host that logs the updater hears each answer.
+enum class RefreshGateAnswer { closed, refused, opened };
+
+// Everything the app talks to, handed in by the platform's entry point: the Mac's adapters, a
+// POSIX host's (`gaugely usage`) or a simulated Mac's (`gaugely simulate`). What differs between
+// them is here and only here; everything built from it is the same object graph.
 struct AppPorts {
     ReaderEnvironment reader;
     const BundleInformation& bundle;
@@ -43,6 +48,13 @@ struct AppPorts {
     // kept but nothing is read.
     FileSystem* codexFileSystem = nullptr;
     DocumentStore* usageHistory = nullptr;
+    // Keep how far the logs were read between runs: for a host that looks once and exits.
+    bool keepsCodexLogProgress = false;
+    // Settings the host imposes at every start (a command line's): applied once the reader has
+    // restored its own and before it reads Codex's logs, so the first look already follows them.
+    std::function<void(UsageReader&)> hostSettings = {};
+    // Hears every answer of the refresh gate, after it is given.
+    std::function<void(RefreshGateAnswer)> refreshGateObserver = {};
 };
 
 // What the views ask the platform to do: windows it owns, the app's own lifetime.
@@ -71,6 +83,7 @@ class AppAssembly {
     AppAssembly& operator=(const AppAssembly&) = delete;
 
     UsageReader& reader() { return *reader_; }
+    const UsageReader& reader() const { return *reader_; }
     UpdaterModel& updater() { return runtime_->model(); }
     LaunchAtLoginController& launchAtLogin() { return *launchAtLogin_; }
     FirstRunOnboardingCoordinator& onboarding() { return *onboarding_; }
@@ -107,6 +120,8 @@ class AppAssembly {
 
   private:
     void changed();
+    // The reader's hooks, told to the host's observer when it has one.
+    UpdateRefreshGateHooks refreshGateHooks();
 
     AppPorts ports_;
     AppWindows windows_;

@@ -1,13 +1,17 @@
 #include <gtest/gtest.h>
 
 #include "Meterlane/Posix/IcuTimeFormatter.h"
+#include "Meterlane/Reader/UserDefaultsKeys.h"
+#include "Meterlane/Simulation/FakeFileSystem.h"
 #include "Meterlane/Simulation/FakeLoginItemService.h"
 #include "Meterlane/Simulation/FakeUpdateFramework.h"
 #include "Meterlane/Simulation/MemoryBundleInformation.h"
+#include "Meterlane/Simulation/MemoryDocumentStore.h"
 #include "Meterlane/Simulation/ScriptedAlertPresenter.h"
 #include "Meterlane/Startup/AppAssembly.h"
 #include "Meterlane/Startup/SingleInstance.h"
 #include "reader/ReaderWorld.h"
+#include "updates/UpdaterWorld.h"
 
 namespace gaugely {
 namespace {
@@ -60,6 +64,11 @@ struct AppWorld : ReaderWorld {
     // Every time the settings window drew, what it drew.
     std::vector<SettingsViewModel> settingsDrawn;
     std::function<void()> onSettingsDrawn;
+    // Codex's logs, read when a test gives them.
+    FakeFileSystem* codexFiles = nullptr;
+    MemoryDocumentStore history;
+    std::function<void(UsageReader&)> hostSettings;
+    std::vector<RefreshGateAnswer> gateAnswers;
     std::unique_ptr<AppAssembly> app;
 
     AppAssembly& start() {
@@ -71,7 +80,13 @@ struct AppWorld : ReaderWorld {
                        alerts,
                        [](std::string_view) { return std::make_unique<MemoryPreferences>(); },
                        "updates.example.com",
-                       "/Users/ann"};
+                       "/Users/ann",
+                       codexFiles,
+                       codexFiles ? &history : nullptr};
+        ports.hostSettings = hostSettings;
+        ports.refreshGateObserver = [this](RefreshGateAnswer answer) {
+            gateAnswers.push_back(answer);
+        };
         SettingsWindowSurface settingsWindow{
             [this](const SettingsViewModel& model) {
                 settingsDrawn.push_back(model);
@@ -162,6 +177,55 @@ TEST(AppAssembly, ActionsReachTheirModelsAndWindows) {
     world.time.runUntil([&] { return !app.reader().automationInProgress(); }, 60);
     EXPECT_TRUE(app.refreshControl().isEnabled);
     EXPECT_EQ(app.menuBarLabel(true).summary, "5h 72% \u00B7 W 40%");
+}
+
+// The host's settings hold from the first look at the logs: the folder the defaults name is
+// never read when the host names another.
+TEST(AppAssembly, TheHostsSettingsComeBeforeTheFirstLookAtTheLogs) {
+    AppWorld world;
+    FakeFileSystem files;
+    files.addFolder("/Users/ann/.codex/sessions");
+    files.addFolder("/data/codex/sessions");
+    world.codexFiles = &files;
+    world.preferences.setBool(defaultsKey::readCodexLogsEnabled, true);
+    world.hostSettings = [](UsageReader& reader) { reader.setCodexLogsFolder("/data/codex"); };
+    AppAssembly& app = world.start();
+    world.time.advance(1);
+
+    EXPECT_EQ(app.reader().codexLogsFolder(), "/data/codex");
+    bool readTheHosts = false;
+    for (const std::string& path : files.accessedPaths()) {
+        EXPECT_FALSE(path.starts_with("/Users/ann/.codex")) << path;
+        readTheHosts = readTheHosts || path.starts_with("/data/codex");
+    }
+    EXPECT_TRUE(readTheHosts);
+}
+
+// The updater asks the reader's gate; the host hears each answer after it is given.
+TEST(AppAssembly, TheHostHearsEachAnswerOfTheRefreshGate) {
+    AppWorld world;
+    world.framework.feed = {feedItem("1.0.4", "4")};
+    world.framework.installOutcome = FakeUpdateFramework::InstallOutcome::fails;
+    AppAssembly& app = world.start();
+    app.reader().setCodexPlan(CodexPlan::plus);
+    app.performSettingsAction(
+        {SettingsControl::checkForUpdates, std::nullopt, std::nullopt, false});
+    world.time.advance(5);
+    ASSERT_TRUE(app.updater().availableVersion());
+    const SettingsAction updateAndRestart{SettingsControl::updateAndRestart, std::nullopt,
+                                          std::nullopt, false};
+
+    app.refreshNow();
+    app.performSettingsAction(updateAndRestart);
+    EXPECT_EQ(world.gateAnswers, std::vector{RefreshGateAnswer::refused});
+
+    world.time.runUntil([&] { return !app.reader().automationInProgress(); }, 60);
+    app.performSettingsAction(updateAndRestart);
+    EXPECT_TRUE(app.reader().updateRefreshGate()) << "closed while it installs";
+    world.time.advance(10);
+    EXPECT_EQ(world.gateAnswers, (std::vector{RefreshGateAnswer::refused, RefreshGateAnswer::closed,
+                                              RefreshGateAnswer::opened}));
+    EXPECT_FALSE(app.reader().updateRefreshGate());
 }
 
 TEST(AppAssembly, ThePopoverSaysWhenInputMonitoringIsMissing) {

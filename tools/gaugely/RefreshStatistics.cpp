@@ -8,22 +8,20 @@
 
 namespace gaugely::tool {
 
-RefreshStatistics::RefreshStatistics(const UsageReader& reader, const SimulatedCodex& codex,
-                                     double origin)
-    : reader_(reader),
-      codex_(codex),
+RefreshStatistics::RefreshStatistics(const SimulatedCodex& codex, double origin)
+    : codex_(codex),
       origin_(origin),
       roundTripsAtItemStart_(codex.roundTrips()),
       blockedAtItemStart_(codex.blockedSeconds()) {}
 
 void RefreshStatistics::readerChanged(double elapsed) {
-    const bool running = reader_.automationInProgress();
+    const bool running = reader_->automationInProgress();
     if (running && !running_) {
         running_ = refreshes_.size();
         // The request, not the moment the reader reports the run: the look at the menu that
         // precedes the report is part of the request's cost.
         const double requestedAt =
-            reader_.activeRefreshRequestedAt().value_or(origin_ + elapsed) - origin_;
+            reader_->activeRefreshRequestedAt().value_or(origin_ + elapsed) - origin_;
         Refresh refresh;
         refresh.startedAt = requestedAt;
         refreshes_.push_back(refresh);
@@ -61,7 +59,7 @@ void RefreshStatistics::itemRan(const WorkItemReport& report) {
     // An automatic run starts its countdown in the same step that starts it; a manual one has
     // none.
     for (const std::size_t index : startedInItem_) {
-        if (reader_.countdown()) {
+        if (reader_->countdown()) {
             refreshes_[index].kind = RefreshRunKind::automatic;
         }
     }
@@ -70,8 +68,8 @@ void RefreshStatistics::itemRan(const WorkItemReport& report) {
         refresh.roundTrips = codex_.roundTrips() - roundTripBase_[index];
         refresh.blockedSeconds = codex_.blockedSeconds() - blockedBase_[index];
         refresh.outcome =
-            reader_.lastRefreshOutcome()
-                ? reader_.lastRefreshOutcome()->logText(reader_.refreshCleanupResult())
+            reader_->lastRefreshOutcome()
+                ? reader_->lastRefreshOutcome()->logText(reader_->refreshCleanupResult())
                 : std::string("none");
     }
     if (running_) {

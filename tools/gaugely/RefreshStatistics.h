@@ -39,7 +39,10 @@ class RefreshStatistics {
     };
 
     // `origin`: the monotonic time that elapsed times count from.
-    RefreshStatistics(const UsageReader& reader, const SimulatedCodex& codex, double origin);
+    RefreshStatistics(const SimulatedCodex& codex, double origin);
+
+    // The reader of the app now running; a relaunch starts a new one.
+    void follow(const UsageReader& reader) { reader_ = &reader; }
 
     // The reader's observer: notices a run starting or ending.
     void readerChanged(double elapsed);
@@ -50,7 +53,7 @@ class RefreshStatistics {
     void print(std::ostream& out) const;
 
   private:
-    const UsageReader& reader_;
+    const UsageReader* reader_ = nullptr;
     const SimulatedCodex& codex_;
     double origin_;
     std::vector<Refresh> refreshes_;

@@ -5,20 +5,17 @@
 #include <string>
 #include <string_view>
 
-#include <deque>
-#include <memory>
-
 #include "LowUsageNotificationSupport/CodexPlan.h"
 #include "Meterlane/Platform/AlertPresenter.h"
 #include "Meterlane/Platform/TaskGroup.h"
-#include "Meterlane/Presentation/FirstRunOnboarding.h"
-#include "tools/gaugely/SimulatedWorld.h"
+#include "tools/gaugely/SimulatedMac.h"
 
 namespace gaugely::tool {
 
-// What a scenario does to the simulated world and when. Every action is a work item on the
-// world's main queue at its moment, so it runs in order with the reader's own work and the
-// same way on every run.
+// What a scenario does to the simulated Mac and its app, and when. Every action is a work item on
+// the Mac's main queue at its moment, so it runs in order with the app's own work and the same
+// way on every run. When an installation quits the app to be relaunched, macOS starts the new
+// version a moment later.
 //
 // Moments are on the story's clock, which stands still while Codex answers the reader's
 // accessibility calls: with --ax-latency a refresh takes longer, and the story waits for it, so
@@ -26,13 +23,13 @@ namespace gaugely::tool {
 // a scenario tells the same story (the same notifications) at any latency.
 class ScenarioScript {
   public:
-    ScenarioScript(SimulatedWorld& world, CodexPlan plan,
+    ScenarioScript(SimulatedMac& world, CodexPlan plan,
                    std::function<void(std::string_view)> narrate,
                    std::function<void(const AlertRequest&)> showAlert = {});
     ~ScenarioScript();
 
-    SimulatedWorld& world() { return world_; }
-    UsageReader& reader() { return *world_.reader; }
+    SimulatedMac& world() { return world_; }
+    UsageReader& reader() { return world_.reader(); }
     // The user's plan (and Codex's).
     CodexPlan plan() const { return plan_; }
 
@@ -54,6 +51,8 @@ class ScenarioScript {
     // The user clicks the refresh item. While a refresh runs the item is disabled, so they wait
     // for it and click again.
     void pressRefresh(double seconds);
+    // The user presses "Update & Restart" in Settings.
+    void pressUpdateAndRestart(double seconds, std::string what);
     // Codex's plan window (5h for plus, monthly for free/go, general weekly for pro) changes.
     void setPrimaryUsage(double seconds, int percentLeft, std::string why);
     void setWeeklyUsage(double seconds, int percentLeft);
@@ -92,24 +91,12 @@ class ScenarioScript {
     void atStoryMoment(double after, double moment, std::function<void()> step);
     double codexAnsweringSeconds() const;
 
-    // Shows each alert in the view and answers as the script says.
-    class ScriptedAlerts final : public AlertPresenter {
-      public:
-        std::function<void(const AlertRequest&)> show;
-        std::deque<AlertResponse> answers;
-        AlertResponse runModal(const AlertRequest& request) override;
-    };
-
-    SimulatedWorld& world_;
+    SimulatedMac& world_;
     CodexPlan plan_;
     double origin_;
     double codexAnsweringAtOrigin_;
     int clicksWaiting_ = 0;
     std::function<void(std::string_view)> narrate_;
-    ScriptedAlerts alerts_;
-    std::unique_ptr<FirstRunPlanSelectionPresenter> planPresenter_;
-    std::unique_ptr<AccessibilityPermissionGuidancePresenter> guidancePresenter_;
-    std::unique_ptr<FirstRunOnboardingCoordinator> onboarding_;
     double duration_ = 0;
     int repeatsLeft_ = 0;
     bool repeatRunning_ = false;
@@ -124,10 +111,9 @@ struct Scenario {
     void (*write)(ScenarioScript& script);
     // First run: starts with no plan chosen and no Accessibility permission.
     bool startsWithoutPlan = false;
+    // The feed offers an update (to a Mac that never checked), and the updater's lines are shown.
+    bool publishesUpdate = false;
 };
-
-// The update story, written beside the simulated updater.
-void writeUpdate(ScenarioScript& script);
 
 // In the order `--scenario list` shows them; the demo first.
 std::span<const Scenario> scenarios();

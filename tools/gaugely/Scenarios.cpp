@@ -77,6 +77,19 @@ void writeCodexNotRunning(ScenarioScript& s) {
     s.endAt(50);
 }
 
+// A background check finds build 4; "Update & Restart" is refused while a refresh reads Codex
+// and accepted once it has finished; the app quits to be relaunched, and the new version's
+// updater consumes the receipt the old one wrote.
+void writeUpdate(ScenarioScript& s) {
+    s.pressRefresh(5);
+    s.pressUpdateAndRestart(5.5, "You open Settings and press Update & Restart.");
+    s.pressUpdateAndRestart(8, "You press Update & Restart again.");
+    s.endAt(13);
+}
+
+// How long after the app quits for an update macOS starts the new version.
+constexpr double relaunchSeconds = 1.2;
+
 constexpr std::array scenarioTable{
     Scenario{"demo", "the full cycle in a minute: two kinds of refresh, low usage, a reset",
              writeDemo},
@@ -92,7 +105,7 @@ constexpr std::array scenarioTable{
              "Codex quits: \"Open Codex to refresh usage\", due refresh pushed back",
              writeCodexNotRunning},
     Scenario{"update", "an update is found, held back by a refresh, installed and verified",
-             writeUpdate},
+             writeUpdate, false, true},
 };
 
 }  // namespace
@@ -110,7 +123,7 @@ const Scenario* findScenario(std::string_view name) {
     return nullptr;
 }
 
-ScenarioScript::ScenarioScript(SimulatedWorld& world, CodexPlan plan,
+ScenarioScript::ScenarioScript(SimulatedMac& world, CodexPlan plan,
                                std::function<void(std::string_view)> narrate,
                                std::function<void(const AlertRequest&)> showAlert)
     : world_(world),
@@ -118,7 +131,14 @@ ScenarioScript::ScenarioScript(SimulatedWorld& world, CodexPlan plan,
       origin_(world.time.monotonicSeconds()),
       codexAnsweringAtOrigin_(codexAnsweringSeconds()),
       narrate_(std::move(narrate)) {
-    alerts_.show = std::move(showAlert);
+    if (showAlert) {
+        world_.alerts.whileShown = [this, showAlert = std::move(showAlert)] {
+            showAlert(world_.alerts.shown.back());
+        };
+    }
+    world_.relaunchRequested = [this] {
+        at(relaunchSeconds, "macOS starts the new version.", [this] { world_.launch(); });
+    };
 }
 
 double ScenarioScript::codexAnsweringSeconds() const {
@@ -131,21 +151,12 @@ double ScenarioScript::storyTime() const {
 }
 
 bool ScenarioScript::hasRunsUnderWay() const {
-    return world_.reader->automationInProgress() || clicksWaiting_ > 0;
+    return world_.reader().automationInProgress() || clicksWaiting_ > 0;
 }
 
-ScenarioScript::~ScenarioScript() = default;
-
-AlertResponse ScenarioScript::ScriptedAlerts::runModal(const AlertRequest& request) {
-    if (show) {
-        show(request);
-    }
-    if (answers.empty()) {
-        return {};
-    }
-    AlertResponse answer = answers.front();
-    answers.pop_front();
-    return answer;
+ScenarioScript::~ScenarioScript() {
+    world_.alerts.whileShown = nullptr;
+    world_.relaunchRequested = nullptr;
 }
 
 void ScenarioScript::runOnboarding(double seconds) {
@@ -153,13 +164,8 @@ void ScenarioScript::runOnboarding(double seconds) {
     const auto planIndex =
         static_cast<std::size_t>(std::find(plans.begin(), plans.end(), plan_) - plans.begin());
     // "Continue" with the user's plan, then "Open System Settings".
-    alerts_.answers = {{0, planIndex}, {0, std::nullopt}};
-    planPresenter_ = std::make_unique<FirstRunPlanSelectionPresenter>(alerts_, "Gaugely");
-    guidancePresenter_ = std::make_unique<AccessibilityPermissionGuidancePresenter>(
-        alerts_, world_.workspace, "Gaugely");
-    onboarding_ = std::make_unique<FirstRunOnboardingCoordinator>(*planPresenter_,
-                                                                  *guidancePresenter_, nullptr);
-    at(seconds, "", [this] { onboarding_->establishMenuBarLifecycle(reader(), world_.time); });
+    world_.alerts.answers = {{0, planIndex}, {0, std::nullopt}};
+    at(seconds, "", [this] { world_.app().refreshItemReady(); });
 }
 
 void ScenarioScript::grantAccessibility(double seconds) {
@@ -238,6 +244,13 @@ void ScenarioScript::repeatRefreshes(int count, double gap) {
 
 void ScenarioScript::pressRefresh(double seconds) {
     at(seconds, "", [this] { clickRefreshWhenEnabled(false); });
+}
+
+void ScenarioScript::pressUpdateAndRestart(double seconds, std::string what) {
+    at(seconds, std::move(what), [this] {
+        world_.app().performSettingsAction(
+            {SettingsControl::updateAndRestart, std::nullopt, std::nullopt, false});
+    });
 }
 
 void ScenarioScript::clickRefreshWhenEnabled(bool waited) {

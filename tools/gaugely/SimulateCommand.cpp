@@ -21,10 +21,11 @@
 #include "tools/gaugely/HostTimeFormatter.h"
 #include "tools/gaugely/RefreshStatistics.h"
 #include "tools/gaugely/Scenario.h"
-#include "tools/gaugely/SimulatedWorld.h"
+#include "tools/gaugely/SimulatedMac.h"
 #include "tools/gaugely/SimulationView.h"
 #include "tools/gaugely/StateText.h"
 #include "tools/gaugely/Terminal.h"
+#include "tools/gaugely/UpdaterLog.h"
 
 namespace gaugely::tool {
 namespace {
@@ -34,12 +35,13 @@ constexpr const char* simulateHelp =
     "                        [--defaults FILE] [--duration SECONDS] [--stats] [--verbose]\n"
     "                        [--ax-latency MS] [--refreshes N]\n"
     "\n"
-    "Runs Gaugely's real reader, scheduler and notifications against a simulated Codex and shows\n"
-    "what the Mac app would: the menu bar label and refresh item, the popover, the countdown,\n"
-    "each notification as it is posted, and the refresh trace. On a terminal the view is redrawn\n"
-    "in place; piped, or with --virtual, every event is one line stamped with the simulated time\n"
-    "since the start (\"[+00:12.400]\"). Settings, readings and alert states are kept in a\n"
-    "defaults file, so the next run starts from where this one ended, as the app does.\n"
+    "Runs the Gaugely app, built as on a Mac (its reader, scheduler, notifications and updater),\n"
+    "against a simulated Codex and shows what the Mac would: the menu bar label and refresh item,\n"
+    "the popover, the countdown, each notification as it is posted, and the refresh trace. On a\n"
+    "terminal the view is redrawn in place; piped, or with --virtual, every event is one line\n"
+    "stamped with the simulated time since the start (\"[+00:12.400]\"). Settings, readings and\n"
+    "alert states are kept in a defaults file, so the next run starts from where this one\n"
+    "ended, as the app does.\n"
     "\n"
     "  --scenario NAME     what happens (default: demo); \"--scenario list\" lists them\n"
     "  --plan PLAN         your Codex plan: freeGo, plus or pro. Needed when the defaults file\n"
@@ -277,7 +279,12 @@ int runSimulateCommand(const std::vector<std::string>& arguments, CommandStreams
     const bool live =
         !instant && &streams.out == &std::cout && isTerminal(STDOUT_FILENO) && terminalCanRedraw();
     const Date start = instant ? VirtualTime::defaultStart : currentDate();
-    SimulatedWorld world(start, *plan, defaults, instant);
+    SimulatedMac world(
+        start, *plan, defaults,
+        [&](std::string_view) -> std::unique_ptr<Preferences> {
+            return std::make_unique<FilePreferences>(files.updaterSuite, warn);
+        },
+        instant);
     const double origin = world.time.monotonicSeconds();
     const auto elapsed = [&] { return world.time.monotonicSeconds() - origin; };
     SimulationView view(streams.out,
@@ -313,23 +320,28 @@ int runSimulateCommand(const std::vector<std::string>& arguments, CommandStreams
         // A first run has no Accessibility permission yet either.
         world.codex.trusted = false;
     }
-    UsageReader& reader = world.launchReader();
-    world.updater = std::make_unique<SimulatedUpdater>(
-        world.time, world.workspace, world.log, reader,
-        [&](std::string_view) -> std::unique_ptr<Preferences> {
-            return std::make_unique<FilePreferences>(files.updaterSuite, warn);
-        },
-        hostTimeFormatter());
-    RefreshStatistics statistics(reader, world.codex, origin);
-    reader.addObserver([&] { statistics.readerChanged(elapsed()); });
-    // A refresh that was overdue at launch starts inside the reader's construction.
-    statistics.readerChanged(elapsed());
+    std::optional<UpdaterLog> updaterLog;
+    if (scenario->publishesUpdate) {
+        world.publishRelease();
+        updaterLog.emplace(world);
+    }
+    RefreshStatistics statistics(world.codex, origin);
+    world.didLaunch = [&](AppAssembly& app) {
+        statistics.follow(app.reader());
+        app.reader().addObserver([&] { statistics.readerChanged(elapsed()); });
+        // A refresh that was overdue at launch starts inside the reader's construction.
+        statistics.readerChanged(elapsed());
+        if (updaterLog) {
+            updaterLog->launched(app);
+        }
+    };
+    world.launch();
 
     ScenarioScript script(
         world, *plan, [&](std::string_view text) { view.note(text); },
         [&](const AlertRequest& request) { view.alert(request); });
     if (!scenario->startsWithoutPlan &&
-        (!reader.hasExplicitPlanSelection() || reader.codexPlan() != *plan)) {
+        (!world.reader().hasExplicitPlanSelection() || world.reader().codexPlan() != *plan)) {
         script.choosePlan(0);
     }
     scenario->write(script);
@@ -343,9 +355,8 @@ int runSimulateCommand(const std::vector<std::string>& arguments, CommandStreams
         for (; notificationsShown < requests.size(); ++notificationsShown) {
             view.notification(requests[notificationsShown]);
         }
-        GaugelyScreen screen = captureScreen(reader, hostTimeFormatter());
-        screen.menuBarText += world.updater->badgeText();
-        view.show(screen, footerText(elapsed(), options, reader.countdown()));
+        const GaugelyScreen screen = captureScreen(world.app());
+        view.show(screen, footerText(elapsed(), options, screen.countdown));
     };
     showScreen();
 

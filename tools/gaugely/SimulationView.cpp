@@ -46,6 +46,21 @@ GaugelyScreen captureScreen(const UsageReader& reader, const TimeFormatter& form
     return screen;
 }
 
+GaugelyScreen captureScreen(const AppAssembly& app) {
+    const MenuBarLabelPresentation label = app.menuBarLabel(true);
+    GaugelyScreen screen;
+    screen.menuBarText = label.summary;
+    if (label.showsUpdateBadge) {
+        screen.menuBarText +=
+            std::string(" \u25CF ") + MenuBarLabelPresentation::updateBadgeAccessibilityLabel;
+    }
+    // The item is disabled exactly while a refresh runs.
+    screen.refreshing = !app.refreshControl().isEnabled;
+    screen.countdown = app.reader().countdown();
+    screen.popover = app.popover();
+    return screen;
+}
+
 std::string menuBarLabelText(const std::string& summary) {
     return std::string(gaugeGlyph) + " " + summary;
 }

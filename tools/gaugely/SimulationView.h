@@ -13,6 +13,7 @@
 #include "Meterlane/Presentation/PopoverViewModel.h"
 #include "Meterlane/Reader/UsageReader.h"
 #include "Meterlane/Simulation/MemoryLog.h"
+#include "Meterlane/Startup/AppAssembly.h"
 #include "tools/gaugely/LivePanel.h"
 
 namespace gaugely::tool {
@@ -27,6 +28,9 @@ struct GaugelyScreen {
 };
 
 GaugelyScreen captureScreen(const UsageReader& reader, const TimeFormatter& formatter);
+// What the app shows: its label (with the update badge, drawn as a dot and its accessibility
+// label) and popover, as the Mac's status item and popover draw them.
+GaugelyScreen captureScreen(const AppAssembly& app);
 
 // The label as text: the template icon as a small gauge glyph, then the summary.
 std::string menuBarLabelText(const std::string& summary);

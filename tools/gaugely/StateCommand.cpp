@@ -14,20 +14,14 @@
 #include "Meterlane/Posix/FileDocumentStore.h"
 #include "Meterlane/Posix/PreferencesDocument.h"
 #include "Meterlane/Presentation/StatusPresentation.h"
-#include "Meterlane/Reader/UsageReader.h"
 #include "Meterlane/Simulation/FakeFileSystem.h"
-#include "Meterlane/Simulation/FakeInput.h"
-#include "Meterlane/Simulation/FakeUserNotificationCenter.h"
-#include "Meterlane/Simulation/FakeWorkspace.h"
 #include "Meterlane/Simulation/MemoryDocumentStore.h"
-#include "Meterlane/Simulation/MemoryLog.h"
 #include "Meterlane/Simulation/MemoryPreferences.h"
-#include "Meterlane/Simulation/SimulatedAccessibility.h"
-#include "Meterlane/Simulation/VirtualTime.h"
 #include "tools/gaugely/Arguments.h"
 #include "tools/gaugely/Command.h"
 #include "tools/gaugely/FileLocations.h"
 #include "tools/gaugely/HostTimeFormatter.h"
+#include "tools/gaugely/SimulatedMac.h"
 #include "tools/gaugely/SimulationView.h"
 #include "tools/gaugely/StateText.h"
 #include "tools/gaugely/Terminal.h"
@@ -171,23 +165,21 @@ struct SavedHistory {
 };
 
 LaunchView launchView(MemoryPreferences& defaults, const SavedHistory& saved, Date now) {
-    // An empty workspace: Codex is not running, so the launch reads nothing and drives nothing.
-    VirtualTime time(now);
-    MemoryLog log;
-    FakeWorkspace workspace(time);
-    FakeInput input(time);
-    SimulatedAccessibility accessibility;
-    FakeUserNotificationCenter notifications;
-    int uuids = 0;
-    UsageReader reader(ReaderEnvironment{accessibility, input, workspace, time, time, log, defaults,
-                                         notifications, [&] { return std::to_string(++uuids); }});
+    // The app as a Mac starts it, over a copy of the defaults, with Codex not running, so the
+    // launch reads nothing and drives nothing; its updater's records are not this view's.
+    SimulatedMac mac(
+        now, CodexPlan::plus, defaults,
+        [](std::string_view) { return std::make_unique<MemoryPreferences>(); }, true);
+    mac.codex.quit();
     // The history gives the popover its pace; Codex's folder is not read: an empty one stands in.
     FakeFileSystem noFiles;
     MemoryDocumentStore history(saved.bytes, true);
-    reader.attachCodexLogs(CodexLogEnvironment{noFiles, history, hostTimeFormatter(), ""});
-    const GaugelyScreen screen = captureScreen(reader, hostTimeFormatter());
-    return LaunchView{screen.menuBarText, userFacingStatusMessage(reader),
-                      reader.usageSnapshotPresentationState(), popoverLines(screen.popover)};
+    mac.codexFiles = &noFiles;
+    mac.usageHistory = &history;
+    const AppAssembly& app = mac.launch();
+    const GaugelyScreen screen = captureScreen(app);
+    return LaunchView{screen.menuBarText, userFacingStatusMessage(app.reader()),
+                      app.reader().usageSnapshotPresentationState(), popoverLines(screen.popover)};
 }
 
 std::string_view presentationStateName(UsageSnapshotPresentationState state) {

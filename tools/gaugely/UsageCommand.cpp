@@ -1,6 +1,7 @@
 // `gaugely usage`: the user's real usage on Linux, from the usage lines of Codex's own session
-// logs, through the same reader, notifications and popover as the app. It never reads a menu,
-// and keeps its state in its own files so it never mixes with the simulator's.
+// logs, through the app itself (the same assembly, over a POSIX host's ports: `PosixHost`). It
+// never reads a menu, and keeps its state in its own files so it never mixes with the
+// simulator's.
 #include <unistd.h>
 
 #include <cstdlib>
@@ -11,23 +12,16 @@
 #include <variant>
 #include <vector>
 
-#include "Meterlane/Posix/FileDocumentStore.h"
-#include "Meterlane/Posix/FilePreferences.h"
-#include "Meterlane/Posix/PosixFileSystem.h"
 #include "Meterlane/Posix/PosixRunLoop.h"
 #include "Meterlane/Posix/StopSignals.h"
 #include "Meterlane/Presentation/StatusLinePresentation.h"
 #include "Meterlane/Reader/UsageReader.h"
-#include "Meterlane/Simulation/FakeInput.h"
-#include "Meterlane/Simulation/FakeWorkspace.h"
-#include "Meterlane/Simulation/MemoryLog.h"
-#include "Meterlane/Simulation/SimulatedAccessibility.h"
-#include "Meterlane/Simulation/VirtualTime.h"
 #include "ProductFacts.h"
 #include "tools/gaugely/Arguments.h"
 #include "tools/gaugely/Command.h"
 #include "tools/gaugely/FileLocations.h"
 #include "tools/gaugely/HostTimeFormatter.h"
+#include "tools/gaugely/PosixHost.h"
 #include "tools/gaugely/ReadingHome.h"
 #include "tools/gaugely/StateText.h"
 #include "tools/gaugely/Terminal.h"
@@ -309,25 +303,10 @@ int runUsageCommand(const std::vector<std::string>& arguments, CommandStreams st
         line = std::get<StatusLineTemplate>(std::move(parsed));
     }
 
-    const StateFiles stateFiles = streams.files.resolve(StateOwner::usage, options.defaultsFile);
-    FilePreferences defaults(stateFiles.state);
-    FileDocumentStore history(stateFiles.history);
     const std::string home = environmentValue("HOME");
     const std::string folder = codexFolder(options);
-    // Before the reader restores anything.
-    const std::string codexHome = codexHomeIdentity(expandedCodexFolder(folder, home));
-    forgetReadingsOfAnotherHome(defaults, history, codexHome);
-
-    PosixRunLoop loop;
-    PosixFileSystem files(&loop);
-    MemoryLog log;
-    // Codex is never running here as far as the reader knows, and nothing is ever typed: no
-    // menu is read and no input is watched.
-    SimulatedAccessibility accessibility;
-    FakeWorkspace workspace(loop);
-    VirtualTime inputClock;
-    FakeInput input(inputClock);
     const TimeFormatter& formatter = hostTimeFormatter();
+    PosixRunLoop loop;
     UsageView view(
         streams.out, streams.err, formatter, [&loop] { return loop.now(); }, home,
         viewStyle(options), std::move(line));
@@ -337,17 +316,26 @@ int runUsageCommand(const std::vector<std::string>& arguments, CommandStreams st
     if (options.notify) {
         notifications.deliverOnDesktop();
     }
-    UsageReader reader(ReaderEnvironment{
-        accessibility, input, workspace, loop, loop, log, defaults, notifications.center(), {}});
-    reader.setAutomaticRefreshEnabled(false);
-    if (options.plan) {
-        reader.setCodexPlan(*options.plan);
-    }
-    reader.setCodexLogsFolder(folder);
-    reader.setCodexLogsEnabled(true);
+    PosixHost host(loop, streams.files.resolve(StateOwner::usage, options.defaultsFile), home,
+                   notifications.center());
+    // Before the app restores anything.
+    const std::string codexHome = codexHomeIdentity(expandedCodexFolder(folder, home));
+    forgetReadingsOfAnotherHome(host.state(), host.history(), codexHome);
 
-    // A prompt runs this at every line: it goes on from where the last run stopped reading.
-    reader.attachCodexLogs(CodexLogEnvironment{files, history, formatter, home, true});
+    // The command line's settings hold for this run. A prompt runs this at every line: it goes
+    // on from where the last run stopped reading.
+    host.launch(
+        [&](UsageReader& reader) {
+            reader.setAutomaticRefreshEnabled(false);
+            if (options.plan) {
+                reader.setCodexPlan(*options.plan);
+            }
+            reader.setCodexLogsFolder(folder);
+            reader.setCodexLogsEnabled(true);
+        },
+        true);
+    UsageReader& reader = host.reader();
+    Preferences& defaults = host.state();
     choosePlusForLogsWithoutPlan(reader);
     const auto showReading = [&] {
         rememberReadingHome(defaults, codexHome);
