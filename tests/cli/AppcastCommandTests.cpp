@@ -7,7 +7,7 @@ class AppcastCommand : public ToolTest {};
 
 const std::string feed = "https://updates.example.com/updates/gaugely/appcast.xml";
 
-// The sample feed checked item by item is the README's example.
+// The sample feed, checked item by item, is the README's example; these are the exit statuses.
 TEST_F(AppcastCommand, ExitStatusAndErrors) {
     const std::string item =
         "<item><link>https://updates.example.com/updates/gaugely/</link>"

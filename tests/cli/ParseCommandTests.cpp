@@ -5,7 +5,7 @@ namespace {
 
 using Parse = ToolTest;
 
-// A complete reading of each plan, as text and as JSON, is the README's examples.
+// Complete readings of each plan, as text and as JSON, are the README's examples.
 TEST_F(Parse, AnIncompleteSnapshotSaysSo) {
     const struct {
         const char* name;
