@@ -129,12 +129,6 @@ TEST(PopoverViewModel, ResetLinesOfALogReading) {
          {},
          "Not Found",
          {"Reset 3:45 PM", std::nullopt}},
-        {"plus from the menu",
-         CodexPlan::plus,
-         UsageSource::codexMenu,
-         {},
-         "Sep 12",
-         {"Reset 3:45 PM", "Reset Sep 12"}},
     };
     for (const auto& row : rows) {
         PopoverInput input = plusWithData();
