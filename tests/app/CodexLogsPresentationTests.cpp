@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cctype>
-
 #include "Meterlane/Presentation/CodexLogsPresentation.h"
 
 namespace gaugely {
@@ -70,7 +68,7 @@ CodexLogsState withLine(std::optional<CodexLogRefusal> refusal,
 }
 
 // Each state a user can meet says where the logs were looked for, or what is wrong with them,
-// in its own words; none of them points at the menu reader's recovery hints.
+// in its own words (and so none points at the menu reader's recovery hints).
 TEST(CodexLogsPresentation, TheStatusLineSaysWhereItLookedAndWhyNothingCame) {
     using F = FileProblem;
     using R = CodexLogRefusal;
@@ -124,19 +122,9 @@ TEST(CodexLogsPresentation, TheStatusLineSaysWhereItLookedAndWhyNothingCame) {
         return "t" + std::to_string(static_cast<long long>(date.timeIntervalSinceReferenceDate));
     };
     for (const auto& row : rows) {
-        const std::string text =
-            codexLogsStatusText(row.state, "~/.codex/sessions", row.plan, timeOfDay, row.hint);
-        EXPECT_EQ(text, row.text);
-        for (const char* hint :
-             {"open codex", "codex is not running", "profile menu", "could not", "did not appear",
-              "did not expand", "refresh failed", "return to codex", "input monitoring",
-              "no longer frontmost", "menu state could not be confirmed"}) {
-            std::string lower = text;
-            for (char& c : lower) {
-                c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-            }
-            EXPECT_EQ(lower.find(hint), std::string::npos) << text << " / " << hint;
-        }
+        EXPECT_EQ(
+            codexLogsStatusText(row.state, "~/.codex/sessions", row.plan, timeOfDay, row.hint),
+            row.text);
     }
 }
 

@@ -7,24 +7,7 @@ class AppcastCommand : public ToolTest {};
 
 const std::string feed = "https://updates.example.com/updates/gaugely/appcast.xml";
 
-TEST_F(AppcastCommand, ChecksTheSampleFeedItemByItem) {
-    const ToolResult result =
-        run({"appcast", "check", std::string(GAUGELY_SOURCE_PATH) + "/samples/appcast.xml",
-             "--feed-url=" + feed});
-    EXPECT_EQ(result.status, 0) << result.err;
-    for (const std::string line : {
-             "item 1 \"Gaugely 1.0.4\": build 4, version 1.0.4 — offered; EdDSA signature: yes; "
-             "length: yes\n",
-             "item 2 \"Gaugely 1.0.5 beta\": build 5, version 1.0.5-beta — refused by "
-             "malformedVersion",
-             "item 3 \"Read about 2.0\": build 20, version 20 — refused by informationOnly",
-             "item 4 \"Old naming\": build 2, version 2 — refused by malformedVersion",
-             "1 of 4 offered.\n",
-         }) {
-        EXPECT_NE(result.out.find(line), std::string::npos) << line << "\n" << result.out;
-    }
-}
-
+// The sample feed, checked item by item, is the README's example; these are the exit statuses.
 TEST_F(AppcastCommand, ExitStatusAndErrors) {
     const std::string item =
         "<item><link>https://updates.example.com/updates/gaugely/</link>"

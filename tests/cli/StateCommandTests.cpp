@@ -112,16 +112,6 @@ TEST_F(State, MissingOddAndBrokenFiles) {
     EXPECT_EQ(run({"state", "--frobnicate"}).status, 2);
 }
 
-TEST_F(State, TheDefaultFileIsUnderTheConfigHome) {
-    const ToolResult result =
-        run({"state"}, "", "XDG_CONFIG_HOME=" + shellQuoted(path("config").string()));
-    EXPECT_EQ(result.status, 0) << result.err;
-    EXPECT_NE(result.out.find("Gaugely's saved state in " +
-                              (path("config") / "gaugely/com.vostrel.gaugely.json").string()),
-              std::string::npos)
-        << result.out;
-}
-
 // Every command finds a file by the same rule: what `usage` saved, `state` finds, whichever way
 // the state file is named.
 TEST_F(State, FindsEachFileWhereTheCommandThatWroteItKeepsIt) {

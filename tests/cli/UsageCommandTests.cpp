@@ -38,11 +38,6 @@ TEST_F(Usage, ReadsTheNewestUsageLineOrSaysWhereItLooked) {
         std::vector<std::string> out;
         std::vector<std::string> err;
     } cases[] = {
-        {"logs that show another plan say which",
-         {"--codex-home", fixture("plus"), "--plan", "pro"},
-         1,
-         {},
-         {"gaugely usage: Codex's logs show the Plus plan; choose it with --plan plus\n"}},
         {"a plan whose windows the logs lack",
          {"--codex-home", fixture("free-go"), "--plan", "plus"},
          1,

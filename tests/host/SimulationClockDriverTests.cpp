@@ -1,10 +1,8 @@
 #include <gtest/gtest.h>
 
-#include <csignal>
 #include <string>
 #include <vector>
 
-#include "Meterlane/Posix/StopSignals.h"
 #include "Meterlane/Simulation/SimulationClockDriver.h"
 
 namespace gaugely {
@@ -130,23 +128,6 @@ TEST(SimulationClockDriver, EndsOnThePredicateOrAStopAndReportsEachItemsCost) {
     EXPECT_EQ(paced.run(100), SimulationClockDriver::Ending::stopped);
     EXPECT_EQ(ticks, 5);
     EXPECT_EQ(time.monotonicSeconds(), 1005);
-}
-
-TEST(StopSignals, ASignalEndsASleepAtOnceAndIsRemembered) {
-    StopSignals signals;
-    EXPECT_FALSE(signals.stopRequested());
-    const double start = monotonicSeconds();
-    signals.sleep(0.01);
-    EXPECT_FALSE(signals.signal().has_value());
-
-    std::raise(SIGINT);
-    EXPECT_TRUE(signals.stopRequested());
-    EXPECT_EQ(signals.signal(), SIGINT);
-    EXPECT_EQ(StopSignals::exitStatus(SIGINT), 130);
-    // Already stopped: an hour's sleep returns at once.
-    signals.sleep(3600);
-    EXPECT_LT(monotonicSeconds() - start, 60.0);
-    EXPECT_GT(processCPUSeconds(), 0.0);
 }
 
 }  // namespace

@@ -132,21 +132,6 @@ TEST_F(Install, PutsTheToolItsManualCompletionsAndServiceInPlaceAndNotifiesOnThe
     EXPECT_TRUE(contains(unit, "\nExecStart=" + gaugely + " usage --watch --notify\n")) << unit;
     EXPECT_TRUE(contains(unit, "\nRestart=on-failure\n")) << unit;
 
-    // The status lines for prompts and bars, from the installed tool on the sample home.
-    const std::string sample =
-        (fs::path(GAUGELY_SOURCE_PATH) / "tests/fixtures/codex-logs/plus").string();
-    const std::string onSample = "env TZ=UTC LC_ALL=C " + shellQuoted(gaugely) +
-                                 " usage --codex-home " + shellQuoted(sample) + " --defaults " +
-                                 shellQuoted(path("status-line.json").string());
-    const ShellResult prompt = shell(onSample + " --format '5h {5h} W {weekly} ({5h.reset})'");
-    EXPECT_TRUE(prompt.succeeded);
-    EXPECT_EQ(prompt.out, "5h 72% W 40% (Jan 1, 2099, 15:45)\n");
-    const ShellResult bar = shell(onSample + " --waybar");
-    EXPECT_TRUE(bar.succeeded);
-    EXPECT_TRUE(contains(bar.out, R"({"text":"5h 72% · W 40%","alt":"normal","tooltip":"Plus\n)"))
-        << bar.out;
-    EXPECT_TRUE(contains(bar.out, R"("class":["normal","stale"],"percentage":40})")) << bar.out;
-
     // `--watch --notify` on a desktop: a low-usage and then a reset notification reach the
     // desktop's notification service, with the Mac app's titles and texts, and nothing of them
     // is printed.

@@ -10,7 +10,6 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <mutex>
@@ -98,11 +97,8 @@ class PrivateSessionBus {
 struct NotifyCall {
     std::string applicationName;
     uint32_t replacesId = 0;
-    std::string icon;
     std::string summary;
     std::string body;
-    std::vector<std::string> actions;
-    std::size_t hints = 0;
     int32_t expireTimeout = 0;
 };
 
@@ -126,10 +122,6 @@ class NotificationServer {
     // Whether it owns the name and serves.
     bool serving() const { return started_.value_or(false); }
 
-    std::vector<NotifyCall> calls() const {
-        std::lock_guard lock(mutex_);
-        return calls_;
-    }
     // Waits (up to a generous limit) until at least `count` calls have come.
     std::vector<NotifyCall> waitForCalls(std::size_t count) {
         std::unique_lock lock(mutex_);
@@ -159,21 +151,10 @@ class NotificationServer {
         sd_bus_message_read(message, "susss", &strings[0], &call.replacesId, &strings[1],
                             &strings[2], &strings[3]);
         call.applicationName = strings[0];
-        call.icon = strings[1];
         call.summary = strings[2];
         call.body = strings[3];
-        char** actions = nullptr;
-        sd_bus_message_read_strv(message, &actions);
-        for (char** action = actions; action && *action; ++action) {
-            call.actions.emplace_back(*action);
-            std::free(*action);
-        }
-        std::free(actions);
-        sd_bus_message_enter_container(message, 'a', "{sv}");
-        while (sd_bus_message_skip(message, "{sv}") > 0) {
-            ++call.hints;
-        }
-        sd_bus_message_exit_container(message);
+        // The actions and the hints are not what the tests look at.
+        sd_bus_message_skip(message, "asa{sv}");
         sd_bus_message_read(message, "i", &call.expireTimeout);
         uint32_t id = 0;
         {

@@ -46,8 +46,6 @@ TEST(TreeRecording, KeepsOnlyOurLabelsAndUsageValues) {
         {"Open profile menu", true},
         {" usage remaining ", true},
         {"5h", true},
-        {"Weekly", true},
-        {"Monthly", true},
         {"Usage", true},
         {"72% left", true},
         {"--% left", true},
