@@ -30,8 +30,7 @@ class ChangeSetQueue final : public MainQueue {
     }
     [[nodiscard]] TaskHandle scheduleRepeating(double firstFire, double interval, double leeway,
                                                std::function<void()> work) override {
-        return queue_.scheduleRepeating(firstFire, interval, leeway,
-                                        inChangeSet(std::move(work)));
+        return queue_.scheduleRepeating(firstFire, interval, leeway, inChangeSet(std::move(work)));
     }
 
   private:

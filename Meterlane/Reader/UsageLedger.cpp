@@ -29,8 +29,8 @@ UsageReading UsageReading::fromLogs(CodexPlan plan, const CodexLogSnapshot& read
 }
 
 UsageLedger::UsageLedger(Preferences& preferences, Log& log, ModelObservers& observers,
-                         const ReaderSettings& settings,
-                         UsageNotificationDispatcher& notifications, ReadingCommitted committed)
+                         const ReaderSettings& settings, UsageNotificationDispatcher& notifications,
+                         ReadingCommitted committed)
     : preferences_(preferences),
       log_(log),
       observers_(observers),
@@ -148,11 +148,11 @@ void UsageLedger::recordHistory(const UsageReading& reading, Date at) {
     bool changed = false;
     for (const auto& [window, percent] : reading.remainingPercent) {
         const auto reset = reading.resetsAt.find(window);
-        changed |= history_.record(
-            reading.plan, window,
-            UsageHistoryPoint{at, percent,
-                              reset == reading.resetsAt.end() ? std::nullopt
-                                                              : std::optional<Date>(reset->second)});
+        changed |= history_.record(reading.plan, window,
+                                   UsageHistoryPoint{at, percent,
+                                                     reset == reading.resetsAt.end()
+                                                         ? std::nullopt
+                                                         : std::optional<Date>(reset->second)});
     }
     if (changed && !historyStore_->replace(encodeJson(history_))) {
         log_.write(logSubsystem, historyLogCategory, LogLevel::error,
