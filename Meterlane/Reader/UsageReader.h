@@ -17,7 +17,6 @@
 #include "LowUsageNotificationSupport/MenuBarDisplay.h"
 #include "LowUsageNotificationSupport/ModelObservers.h"
 #include "LowUsageNotificationSupport/PersistedPlanUsageSnapshots.h"
-#include "LowUsageNotificationSupport/PlanSynchronizationState.h"
 #include "LowUsageNotificationSupport/ProProfileUsageMenuParser.h"
 #include "LowUsageNotificationSupport/RefreshFrequency.h"
 #include "LowUsageNotificationSupport/RefreshRunGuard.h"
@@ -77,7 +76,7 @@ class UsageReader : private RefreshRunHost, private AutomaticRefreshHost {
     UsageReader(const UsageReader&) = delete;
     UsageReader& operator=(const UsageReader&) = delete;
 
-    // Observation: the handler runs after every change of published state.
+    // Observation: the handler runs once after each change set that changed published state.
     using ObserverID = ModelObservers::ObserverID;
     ObserverID addObserver(std::function<void()> handler) {
         return observers_.add(std::move(handler));
