@@ -19,35 +19,45 @@ TEST(ModelObservers, AChangeSetTellsOnceAtItsEndAndOnlyOfChanges) {
         std::function<void(Model&)> change;
         int told;
     } cases[] = {
-        {"two publishes, no set", [](Model& m) {
+        {"two publishes, no set",
+         [](Model& m) {
              m.observers.publish(m.count, 1);
              m.observers.publish(m.name, std::string("a"));
-         }, 2},
-        {"two publishes in a set", [](Model& m) {
+         },
+         2},
+        {"two publishes in a set",
+         [](Model& m) {
              auto changes = m.observers.changeSet();
              m.observers.publish(m.count, 1);
              m.observers.publish(m.name, std::string("a"));
-         }, 1},
-        {"nested sets tell when the outermost ends", [](Model& m) {
+         },
+         1},
+        {"nested sets tell when the outermost ends",
+         [](Model& m) {
              auto outer = m.observers.changeSet();
              {
                  auto inner = m.observers.changeSet();
                  m.observers.publish(m.count, 1);
              }
              m.observers.notify();
-         }, 1},
-        {"a set that changed nothing", [](Model& m) {
+         },
+         1},
+        {"a set that changed nothing",
+         [](Model& m) {
              auto changes = m.observers.changeSet();
              m.observers.publish(m.count, 0);
-         }, 0},
-        {"two sets one after the other", [](Model& m) {
+         },
+         0},
+        {"two sets one after the other",
+         [](Model& m) {
              {
                  auto changes = m.observers.changeSet();
                  m.observers.publish(m.count, 1);
              }
              auto changes = m.observers.changeSet();
              m.observers.publish(m.count, 2);
-         }, 2},
+         },
+         2},
     };
     for (const auto& c : cases) {
         Model model;

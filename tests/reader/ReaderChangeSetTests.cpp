@@ -22,8 +22,8 @@ struct Seen {
     std::optional<RefreshRunOutcome> outcome;
 
     static Seen of(const UsageReader& reader) {
-        return {reader.automationInProgress(), reader.snapshot(),        reader.lastUpdated(),
-                reader.snapshotSource(),       reader.status(),          reader.lastRefreshOutcome()};
+        return {reader.automationInProgress(), reader.snapshot(), reader.lastUpdated(),
+                reader.snapshotSource(),       reader.status(),   reader.lastRefreshOutcome()};
     }
     // The reading shown, without what the run is doing.
     bool showsSameReading(const Seen& other) const {
@@ -124,9 +124,8 @@ TEST(ReaderChangeSets, ARunIsSeenToEndTogetherWithItsOutcomeAndStatus) {
     } cases[] = {
         {"a reading committed", [](ObservedWorld&) {}},
         {"Codex not running", [](ObservedWorld& world) { world.codex.quit(); }},
-        {"the menu never opens", [](ObservedWorld& world) {
-             world.codex.behaviour.menuOpenDelay.reset();
-         }},
+        {"the menu never opens",
+         [](ObservedWorld& world) { world.codex.behaviour.menuOpenDelay.reset(); }},
     };
     for (const auto& c : cases) {
         ObservedWorld world;
