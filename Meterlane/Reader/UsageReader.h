@@ -298,7 +298,7 @@ class UsageReader : private RefreshRunHost, private AutomaticRefreshHost {
     ReaderEnvironment env_;
     // First: the settings and the ledger publish through it.
     ModelObservers observers_;
-    // What runs schedule: each step one change set.
+    // What the runs and the log source schedule on: each step is one change set.
     ChangeSetQueue runQueue_{env_.mainQueue, observers_};
     CodexElementSearch search_;
     ReaderSettings settings_{env_.preferences, observers_};
