@@ -93,7 +93,6 @@ class UpdaterModel final : private UpdateFrameworkDelegate {
 
     // User actions.
     void checkForUpdates() { performProbe(false); }
-    void checkBackgroundIfDue();
     void setBackgroundDiscoveryEnabled(bool enabled);
     // "Update & Restart": approves the current offer, once the refresh gate has closed.
     void updateAndRestart();
@@ -107,14 +106,11 @@ class UpdaterModel final : private UpdateFrameworkDelegate {
     // The refresh gate, installed at start-up.
     void setRefreshGateHooks(UpdateRefreshGateHooks hooks) { gate_ = std::move(hooks); }
 
-    // The flow, as the framework's callbacks drive it.
+    // The flow's two entry points: a check (the user's, or the daily one in the background),
+    // and an installation. It returns whether the installation began; `approvingOffer` marks the
+    // current offer handled once the gate has closed.
     void performProbe(bool background);
-    void receiveOffer(const UpdateOffer& offer);
-    void receiveCurrent();
-    // Returns whether the installation began; `approvingOffer` marks the current offer handled
-    // once the gate has closed.
     bool beginUserInitiatedUpdate(const std::string& build, bool approvingOffer = false);
-    void finishCycle(bool failed);
 
     static constexpr const char* checkingMessage = "Checking for updates…";
     static constexpr const char* upToDateMessage = "Gaugely is up to date.";
@@ -134,6 +130,12 @@ class UpdaterModel final : private UpdateFrameworkDelegate {
     void didNotFindUpdate() override;
     void willRelaunch() override;
     void didFinishCycle(bool failed) override { finishCycle(failed); }
+
+    // The rest of the flow, as the timer and the framework's callbacks drive it.
+    void checkBackgroundIfDue();
+    void receiveOffer(const UpdateOffer& offer);
+    void receiveCurrent();
+    void finishCycle(bool failed);
 
     bool consumeVerifiedPostUpdateRelaunch();
     bool frameworkBusy() const { return environment_.framework.sessionBusy(); }

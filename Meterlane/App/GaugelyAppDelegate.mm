@@ -126,6 +126,8 @@ NSMenu* mainMenu(const std::vector<gaugely::AppMenu>& menus) {
     GaugelyTextWindowController* _textWindows;
     NSImage* _templateImage;
     GaugelyVerification* _verification;
+    // A render is posted: further changes before it runs are drawn by it.
+    BOOL _renderPosted;
 }
 
 - (void)applicationDidFinishLaunching:(NSNotification*)notification {
@@ -227,7 +229,7 @@ NSMenu* mainMenu(const std::vector<gaugely::AppMenu>& menus) {
         refreshClicked:^{
           [weakSelf refresh];
         }];
-    _app->addObserver([weakSelf] { [weakSelf render]; });
+    _app->addObserver([weakSelf] { [weakSelf setNeedsRender]; });
     [self render];
     if (verifying) {
         // No first-run alert: the checks run unattended.
@@ -269,6 +271,22 @@ NSMenu* mainMenu(const std::vector<gaugely::AppMenu>& menus) {
 
 - (BOOL)settingsWindowIsKey {
     return _settings.isKeyWindow;
+}
+
+// Every change made in one turn of the main queue is drawn once, after that turn.
+- (void)setNeedsRender {
+    if (_renderPosted || _platform == nullptr) {
+        return;
+    }
+    _renderPosted = YES;
+    __weak GaugelyAppDelegate* weakSelf = self;
+    _platform->mainQueue.post([weakSelf] {
+        GaugelyAppDelegate* strongSelf = weakSelf;
+        if (strongSelf != nil) {
+            strongSelf->_renderPosted = NO;
+            [strongSelf render];
+        }
+    });
 }
 
 - (void)render {

@@ -8,18 +8,20 @@ namespace gaugely {
 UsageReader::UsageReader(ReaderEnvironment environment)
     : env_(std::move(environment)),
       search_(env_.accessibility, env_.workspace),
-      lowUsageNotificationState_(env_.preferences),
-      quotaResetNotificationState_(env_.preferences),
       notificationDispatcher_(UsageNotificationDispatcher::create(
           env_.notificationCenter, env_.mainQueue,
           env_.makeUUID ? UUIDSource(env_.makeUUID) : UUIDSource(&randomUUIDString))),
+      ledger_(env_.preferences, env_.log, observers_, settings_, *notificationDispatcher_,
+              [this](const UsageReading& reading, UsageSource source, Date at) {
+                  readingCommitted(reading, source, at);
+              }),
       alive_(std::make_shared<UsageReader*>(this)) {
-    restoreRefreshSettings();
+    settings_.restore();
     refreshPermission(false);
     codexFound_ = search_.findCodexApplication().has_value();
-    restorePersistedSnapshots();
-    migrateLegacyPlanSelectionIfNeeded();
-    presentCachedSnapshot(codexPlan());
+    ledger_.restore();
+    settings_.migrateLegacyPlanSelection(ledger_.legacySnapshotPlan());
+    ledger_.present(codexPlan());
     scheduler_.restorePersistedAutomaticRefreshDate();
     scheduler_.startAutomaticRefresh();
     scheduler_.observeWorkspaceWake();
@@ -35,6 +37,7 @@ UsageReader::~UsageReader() {
 }
 
 bool UsageReader::refreshPermission(bool requestPrompt) {
+    auto changes = changeSet();
     const bool trusted = env_.accessibility.isProcessTrusted(requestPrompt);
     accessibilityGuidanceState_.updateTrust(trusted);
     publish(accessibilityGranted_, trusted);

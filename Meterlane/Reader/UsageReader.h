@@ -17,7 +17,6 @@
 #include "LowUsageNotificationSupport/MenuBarDisplay.h"
 #include "LowUsageNotificationSupport/ModelObservers.h"
 #include "LowUsageNotificationSupport/PersistedPlanUsageSnapshots.h"
-#include "LowUsageNotificationSupport/PlanSynchronizationState.h"
 #include "LowUsageNotificationSupport/ProProfileUsageMenuParser.h"
 #include "LowUsageNotificationSupport/RefreshFrequency.h"
 #include "LowUsageNotificationSupport/RefreshRunGuard.h"
@@ -40,12 +39,15 @@
 #include "Meterlane/Platform/UserNotificationCenter.h"
 #include "Meterlane/Platform/Workspace.h"
 #include "Meterlane/Reader/AutomaticRefreshScheduler.h"
+#include "Meterlane/Reader/ChangeSetQueue.h"
 #include "Meterlane/Reader/CodexElementSearch.h"
 #include "Meterlane/Reader/CodexLogProgress.h"
 #include "Meterlane/Reader/CodexLogSource.h"
+#include "Meterlane/Reader/ReaderSettings.h"
 #include "Meterlane/Reader/RealInputMonitor.h"
 #include "Meterlane/Reader/RefreshRun.h"
 #include "Meterlane/Reader/RefreshTrace.h"
+#include "Meterlane/Reader/UsageLedger.h"
 #include "SharedUpdateSupport/UpdateRefreshGate.h"
 
 namespace gaugely {
@@ -64,8 +66,10 @@ struct ReaderEnvironment {
     std::function<std::string()> makeUUID;
 };
 
-// The one long-lived model object: it owns every piece of mutable state, runs the refresh that
-// reads Codex's usage, and tells its observers of every change of published state.
+// The one long-lived model object the interface observes: a façade over the user's settings, the
+// ledger of readings, the refresh run, the automatic-refresh scheduler and the log source. It
+// accepts or refuses refresh requests, hands each reading to the ledger, and tells its observers
+// of every change, once per change set (a setter, a reading, a step of a run).
 class UsageReader : private RefreshRunHost, private AutomaticRefreshHost {
   public:
     explicit UsageReader(ReaderEnvironment environment);
@@ -73,7 +77,7 @@ class UsageReader : private RefreshRunHost, private AutomaticRefreshHost {
     UsageReader(const UsageReader&) = delete;
     UsageReader& operator=(const UsageReader&) = delete;
 
-    // Observation: the handler runs after every change of published state.
+    // Observation: the handler runs once after each change set that changed published state.
     using ObserverID = ModelObservers::ObserverID;
     ObserverID addObserver(std::function<void()> handler) {
         return observers_.add(std::move(handler));
@@ -83,21 +87,23 @@ class UsageReader : private RefreshRunHost, private AutomaticRefreshHost {
     // Published state.
     bool accessibilityGranted() const { return accessibilityGranted_; }
     bool codexFound() const { return codexFound_; }
-    const UsageSnapshot& snapshot() const { return snapshot_; }
-    CodexPlan codexPlan() const { return planSelectionState_.codexPlan(); }
-    bool hasExplicitPlanSelection() const { return planSelectionState_.hasExplicitPlanSelection(); }
-    const CodexPlanSelectionState& planSelectionState() const { return planSelectionState_; }
-    std::optional<CodexPlan> activeSnapshotPlan() const { return activeSnapshotPlan_; }
+    const UsageSnapshot& snapshot() const { return ledger_.snapshot(); }
+    CodexPlan codexPlan() const { return settings_.plan(); }
+    bool hasExplicitPlanSelection() const {
+        return settings_.planSelection().hasExplicitPlanSelection();
+    }
+    const CodexPlanSelectionState& planSelectionState() const { return settings_.planSelection(); }
+    std::optional<CodexPlan> activeSnapshotPlan() const { return ledger_.snapshotPlan(); }
     std::optional<int> countdown() const {
         return activeRun_ ? activeRun_->countdown() : std::nullopt;
     }
     bool automationInProgress() const { return activeRun_ != nullptr; }
-    std::optional<Date> lastUpdated() const { return lastUpdated_; }
+    std::optional<Date> lastUpdated() const { return ledger_.lastUpdated(); }
     std::optional<Date> nextAutomaticRefreshDate() const {
         return scheduler_.nextAutomaticRefreshDate();
     }
     bool automaticRefreshIsPending() const { return scheduler_.automaticRefreshIsPending(); }
-    bool automaticRefreshEnabled() const { return automaticRefreshEnabled_; }
+    bool automaticRefreshEnabled() const { return settings_.automaticRefreshEnabled(); }
     // What the reader has to say about reading, as a cause; its words are the presentation's.
     const std::optional<ReaderStatus>& status() const { return status_; }
     const std::optional<RefreshRunOutcome>& lastRefreshOutcome() const {
@@ -105,24 +111,24 @@ class UsageReader : private RefreshRunHost, private AutomaticRefreshHost {
     }
     // True exactly while no plan has been chosen.
     bool firstRunPlanSelectionIsEligible() const {
-        return planSelectionState_.requiresFirstRunSelection();
+        return settings_.planSelection().requiresFirstRunSelection();
     }
     bool accessibilityGuidanceIsEligible() const { return accessibilityGuidanceIsEligible_; }
     // The keyboard cannot be watched for real input (Input Monitoring permission is missing, or
     // the last run's tap could not be made): automatic refreshes are put off until it can.
     bool inputMonitoringUnavailable() const { return inputMonitoringUnavailable_; }
-    RefreshFrequency refreshFrequency() const { return refreshFrequency_; }
-    MenuBarDisplay menuBarDisplay() const { return menuBarDisplay_; }
-    const LowUsageAlertSettings& lowUsageAlertSettings() const { return lowUsageAlertSettings_; }
+    RefreshFrequency refreshFrequency() const { return settings_.refreshFrequency(); }
+    MenuBarDisplay menuBarDisplay() const { return settings_.menuBarDisplay(); }
+    const LowUsageAlertSettings& lowUsageAlertSettings() const {
+        return settings_.lowUsageAlerts();
+    }
     const ResetNotificationSettings& resetNotificationSettings() const {
-        return resetNotificationSettings_;
+        return settings_.resetNotifications();
     }
     const LowUsageThresholdState& lowUsageNotificationState() const {
-        return lowUsageNotificationState_.state();
+        return ledger_.lowUsageState();
     }
-    const QuotaResetState& quotaResetNotificationState() const {
-        return quotaResetNotificationState_.state();
-    }
+    const QuotaResetState& quotaResetNotificationState() const { return ledger_.resetState(); }
 
     // Derived state, computed on demand.
     UsageSnapshot currentDisplaySnapshot() const;
@@ -138,7 +144,7 @@ class UsageReader : private RefreshRunHost, private AutomaticRefreshHost {
     // Requests a refresh; the only way a run starts. Manual requests pass false.
     void beginReadCountdown(bool isAutomatic);
 
-    // Settings; each is stored the moment it changes.
+    // Settings (see ReaderSettings); each is stored the moment it changes.
     void setCodexPlan(CodexPlan plan);
     void setAutomaticRefreshEnabled(bool enabled);
     void setRefreshFrequency(RefreshFrequency frequency);
@@ -153,9 +159,9 @@ class UsageReader : private RefreshRunHost, private AutomaticRefreshHost {
     // Reading Codex's session logs, beside the menu (see UsageReaderCodexLogs.cpp). Until
     // `attachCodexLogs` the switch is kept but nothing is read, and no history is kept.
     void attachCodexLogs(CodexLogEnvironment environment);
-    bool codexLogsEnabled() const { return codexLogsEnabled_; }
+    bool codexLogsEnabled() const { return settings_.codexLogsEnabled(); }
     // As chosen: "~/.codex" until the user picks another folder.
-    const std::string& codexLogsFolder() const { return codexLogsFolder_; }
+    const std::string& codexLogsFolder() const { return settings_.codexLogsFolder(); }
     // The chosen folder with "~" expanded; what is read.
     std::string codexLogsFolderPath() const;
     const CodexLogsState& codexLogsState() const { return codexLogsState_; }
@@ -168,16 +174,20 @@ class UsageReader : private RefreshRunHost, private AutomaticRefreshHost {
     void receiveCodexLogLine(const CodexLogUsageLine& line);
     // The windows of the shown log reading whose reset time has passed with no newer line:
     // shown as reset (100%), with the time they reset. Empty for any other reading.
-    const std::map<QuotaWindow, Date>& windowsShownAsReset() const { return codexLogPassedResets_; }
+    const std::map<QuotaWindow, Date>& windowsShownAsReset() const {
+        return ledger_.passedResets();
+    }
     // Whether a stored snapshot of the plan can be shown: a menu reading must be complete, a log
     // reading needs one window with a percentage.
-    bool isDisplayableSnapshot(const UsageSnapshot& snapshot, CodexPlan plan) const;
+    bool isDisplayableSnapshot(const UsageSnapshot& snapshot, CodexPlan plan) const {
+        return ledger_.isDisplayable(snapshot, plan);
+    }
     // The shown reading came from the logs and is younger than one refresh interval: a due
     // automatic menu refresh would tell nothing new.
     bool codexLogsAreCurrent() const;
     // Where the shown reading came from.
-    UsageSource snapshotSource() const { return snapshotSources_.source(codexPlan()); }
-    const UsageHistory& usageHistory() const { return usageHistory_; }
+    UsageSource snapshotSource() const { return ledger_.source(codexPlan()); }
+    const UsageHistory& usageHistory() const { return ledger_.history(); }
     // When the current plan's window resets, as the newest log reading said; none before one.
     std::optional<Date> windowResetsAt(QuotaWindow window) const;
     UsagePaceEstimate usagePace(QuotaWindow window) const;
@@ -221,7 +231,7 @@ class UsageReader : private RefreshRunHost, private AutomaticRefreshHost {
     // What a run may read and ask (see RefreshRunHost).
     CodexPlan planToRead() const override { return codexPlan(); }
     bool showsValidReading() const override { return hasValidValues(); }
-    bool automaticRefreshIsOn() const override { return automaticRefreshEnabled_; }
+    bool automaticRefreshIsOn() const override { return settings_.automaticRefreshEnabled(); }
     bool accessibilityIsTrusted() override { return refreshPermission(false); }
     void setCodexFound(bool found) override { publish(codexFound_, found); }
     void inputMonitoringAvailable(bool available) override {
@@ -229,9 +239,7 @@ class UsageReader : private RefreshRunHost, private AutomaticRefreshHost {
     }
     void showStatus(std::optional<ReaderStatus> status) override { setStatus(status); }
     void countdownChanged() override { notifyObservers(); }
-    [[nodiscard]] bool commitReading(const UsageSnapshot& snapshot) override {
-        return commitCompleteUsageSnapshot(snapshot);
-    }
+    [[nodiscard]] bool commitReading(const UsageSnapshot& snapshot) override;
     void keepAutomaticRefreshDue() override;
     std::string newTraceIdentifier() override;
     void recordOutcome(const RefreshRunOutcome& outcome) override {
@@ -241,8 +249,10 @@ class UsageReader : private RefreshRunHost, private AutomaticRefreshHost {
 
     // What the scheduler may read and ask besides (see AutomaticRefreshHost).
     bool planIsChosen() const override { return hasExplicitPlanSelection(); }
-    RefreshFrequency chosenRefreshFrequency() const override { return refreshFrequency_; }
-    std::optional<Date> lastReadingDate() const override { return lastUpdated_; }
+    RefreshFrequency chosenRefreshFrequency() const override {
+        return settings_.refreshFrequency();
+    }
+    std::optional<Date> lastReadingDate() const override { return ledger_.lastUpdated(); }
     bool updateIsInstalling() const override { return updateRefreshGate_; }
     bool isCountingDown() const override { return countdown().has_value(); }
     bool refreshIsRunning() const override { return automationInProgress(); }
@@ -252,31 +262,15 @@ class UsageReader : private RefreshRunHost, private AutomaticRefreshHost {
 
     // The run's bookkeeping on the reader's side.
     void cancelRefreshForPlanChange();
-    [[nodiscard]] bool commitCompleteUsageSnapshot(const UsageSnapshot& snapshot);
+    // Refuses a request (with its outcome, and the status it calls for) that may not start a run.
+    [[nodiscard]] bool acceptRefreshRequest(RefreshRunKind kind);
     void recordRejectedRefresh(RefreshRunKind kind, const RefreshRunOutcome& outcome);
     bool activeRefreshIsAutomatic() const { return activeRun_ && activeRun_->isAutomatic(); }
-
-    // Restore and persistence.
-    void restoreRefreshSettings();
-    void restorePersistedSnapshots();
-    void migrateLegacyPlanSelectionIfNeeded();
-    void presentCachedSnapshot(CodexPlan plan);
-    void persistCompleteSnapshot(Date lastUpdated, CodexPlan plan);
-    void persistPlanSnapshots();
-    void restoreNotificationSettings();
-    void persistLowUsageAlertSettings();
-    // Changes one window's alert setting, publishes and stores the whole settings record.
-    void updateLowUsageAlertSetting(
-        QuotaWindow window, const std::function<void(LowUsageWindowAlertSettings&)>& change);
-    void persistResetNotificationSettings();
-    void invalidateNotificationStates(CodexPlan plan);
-    void rebaselineLowUsageAlerts(std::optional<std::set<QuotaWindow>> only, bool clearReminder);
-    void rebaselineResetNotifications();
-    // After a commit: store it for its plan, move the deadline on, advance the alert state.
-    void snapshotCommitted(Date committedAt, UsageSource source);
+    // What follows a reading the ledger took, before its alerts: a menu reading moves the
+    // automatic deadline on; a log reading is written to the log.
+    void readingCommitted(const UsageReading& reading, UsageSource source, Date at);
 
     // Reading the logs.
-    void restoreCodexLogSettings();
     void startCodexLogSource();
     void codexLogSourceLooked();
     void resumeCodexLogProgress();
@@ -284,9 +278,8 @@ class UsageReader : private RefreshRunHost, private AutomaticRefreshHost {
     std::optional<Date> takeCodexLogLine(const CodexLogLineDecoding& decoding);
     void commitCodexLogReadings();
     void wakeForCodexLogChange();
-    void recordUsageHistory(const std::map<QuotaWindow, double>& remaining,
-                            const std::map<QuotaWindow, Date>& resetsAt, Date at);
-    void storeSnapshotSource(UsageSource source);
+    // A time as the log writes it: "2026-11-21T09:00:00Z".
+    std::string formattedLogTime(Date date) const;
 
     // Ends an automatic run in progress, as switching automatic refresh off does.
     void stopAutomaticRefreshIfNeeded();
@@ -296,6 +289,7 @@ class UsageReader : private RefreshRunHost, private AutomaticRefreshHost {
     void publish(T& field, T value) {
         observers_.publish(field, std::move(value));
     }
+    [[nodiscard]] ModelObservers::ChangeSet changeSet() { return observers_.changeSet(); }
     void notifyObservers() { observers_.notify(); }
     void setStatus(std::optional<ReaderStatus> status) { publish(status_, status); }
 
@@ -303,38 +297,26 @@ class UsageReader : private RefreshRunHost, private AutomaticRefreshHost {
     QuotaSchema currentSchema() const;
 
     ReaderEnvironment env_;
+    // First: the settings and the ledger publish through it.
+    ModelObservers observers_;
+    // What the runs and the log source schedule on: each step is one change set.
+    ChangeSetQueue runQueue_{env_.mainQueue, observers_};
     CodexElementSearch search_;
+    ReaderSettings settings_{env_.preferences, observers_};
+    std::shared_ptr<UsageNotificationDispatcher> notificationDispatcher_;
+    UsageLedger ledger_;
 
     // Published.
     bool accessibilityGranted_ = false;
     bool codexFound_ = false;
-    UsageSnapshot snapshot_;
-    std::optional<CodexPlan> activeSnapshotPlan_;
-    std::optional<Date> lastUpdated_;
-    bool automaticRefreshEnabled_ = true;
     std::optional<ReaderStatus> status_;
     std::optional<RefreshRunOutcome> lastRefreshOutcome_;
     bool accessibilityGuidanceIsEligible_ = false;
     bool inputMonitoringUnavailable_ = false;
     AccessibilityPermissionGuidanceState accessibilityGuidanceState_;
-    RefreshFrequency refreshFrequency_ = RefreshFrequency::oneMinute;
-    MenuBarDisplay menuBarDisplay_ = MenuBarDisplay::standard;
-    LowUsageAlertSettings lowUsageAlertSettings_;
-    ResetNotificationSettings resetNotificationSettings_;
-
-    // Selection.
-    CodexPlanSelectionState planSelectionState_;
-    PlanSynchronizationState planSynchronization_;
-    std::optional<CodexPlan> legacyPersistedSnapshotPlan_;
-    PersistedPlanUsageSnapshots persistedPlanSnapshots_;
-    LowUsageNotificationStateStore lowUsageNotificationState_;
-    QuotaResetNotificationStateStore quotaResetNotificationState_;
-    std::shared_ptr<UsageNotificationDispatcher> notificationDispatcher_;
     bool updateRefreshGate_ = false;
 
     // Codex's logs.
-    bool codexLogsEnabled_ = false;
-    std::string codexLogsFolder_{defaultCodexFolder};
     CodexLogsState codexLogsState_;
     std::optional<CodexLogEnvironment> codexLogEnvironment_;
     std::unique_ptr<CodexLogSource> codexLogSource_;
@@ -344,11 +326,8 @@ class UsageReader : private RefreshRunHost, private AutomaticRefreshHost {
     // The progress record as last read or written, so an unchanged one is not written again.
     std::optional<CodexLogProgress> savedCodexLogProgress_;
     bool codexLogReadingsWaiting_ = false;
-    std::map<QuotaWindow, Date> codexLogPassedResets_;
     // Wakes the reader when a window's reset time passes with no newer line.
     TaskHandle codexLogWake_;
-    UsageSnapshotSources snapshotSources_;
-    UsageHistory usageHistory_;
 
     // The run in progress, and those that ended since the queue last turned: a run usually ends
     // inside one of its own steps, so it is released by the work that follows its end.
@@ -367,7 +346,6 @@ class UsageReader : private RefreshRunHost, private AutomaticRefreshHost {
                               env_.preferences},
         search_};
 
-    ModelObservers observers_;
     // Lets the updater's refresh-gate hooks, which may outlive the reader, notice that it is gone.
     std::shared_ptr<UsageReader*> alive_;
 };

@@ -1,11 +1,10 @@
-// Usage read from Codex's session logs. A log reading goes through the same commit as a menu
-// reading (stored per plan, alerts, resets), with these differences: its time is its newest
-// line's own timestamp (or a reset passed since); it is committed only when that is later than
-// the stored reading's, or as late and showing more; it may lack a window the logs have not
-// read (the others are still shown); a window whose reset time has passed with no newer line is
-// shown as reset; and it never lands while a menu run is in progress (it waits for the run to
-// end). What a look read is committed once the look is done. The history of readings, of both
-// sources, is kept here too, for the pace estimate.
+// Usage read from Codex's session logs. A log reading is committed by the ledger like a menu
+// reading (stored per plan, history, alerts, resets), with these differences: its time is its
+// newest line's own timestamp (or a reset passed since); the ledger takes it only when that is
+// later than the stored reading's, or as late and showing more; it may lack a window the logs
+// have not read (the others are still shown); a window whose reset time has passed with no newer
+// line is shown as reset; and it never lands while a menu run is in progress (it waits for the
+// run to end). What a look read is committed once the look is done.
 #include <string>
 #include <utility>
 
@@ -21,80 +20,26 @@ constexpr std::string_view codexLogsLogCategory = "codex-logs";
 
 }  // namespace
 
-void UsageReader::restoreCodexLogSettings() {
-    Preferences& defaults = env_.preferences;
-    if (const auto enabled = stored::flag(defaults, defaultsKey::readCodexLogsEnabled).value) {
-        codexLogsEnabled_ = *enabled;
-    }
-    if (auto folder = stored::text(defaults, defaultsKey::codexLogsFolder).value) {
-        codexLogsFolder_ = std::move(*folder);
-    }
-    if (auto sources =
-            stored::record<UsageSnapshotSources>(defaults, defaultsKey::usageSnapshotSources)
-                .value) {
-        snapshotSources_ = std::move(*sources);
-    }
-}
-
 void UsageReader::attachCodexLogs(CodexLogEnvironment environment) {
+    auto changes = changeSet();
     codexLogEnvironment_.emplace(std::move(environment));
-    const DocumentStore::ReadResult stored = codexLogEnvironment_->usageHistory.read();
-    if (stored.bytes) {
-        if (auto history = decodeJson<UsageHistory>(*stored.bytes)) {
-            usageHistory_ = std::move(*history);
-            usageHistory_.prune(env_.clock.now());
-        } else {
-            env_.log.write(logSubsystem, codexLogsLogCategory, LogLevel::error,
-                           "Usage history could not be read; starting a new one");
-        }
-    }
+    ledger_.keepHistory(codexLogEnvironment_->usageHistory, env_.clock.now());
     startCodexLogSource();
 }
 
 std::string UsageReader::codexLogsFolderPath() const {
-    return expandedCodexFolder(codexLogsFolder_,
+    return expandedCodexFolder(codexLogsFolder(),
                                codexLogEnvironment_ ? codexLogEnvironment_->homeFolder : "");
-}
-
-void UsageReader::setCodexLogsEnabled(bool enabled) {
-    if (enabled == codexLogsEnabled_) {
-        return;
-    }
-    publish(codexLogsEnabled_, enabled);
-    env_.preferences.setBool(defaultsKey::readCodexLogsEnabled, enabled);
-    if (!enabled) {
-        codexLogReadings_ = CodexLogReadings{};
-        codexLogReadingsWaiting_ = false;
-    }
-    startCodexLogSource();
-}
-
-void UsageReader::setCodexLogsFolder(std::string folder) {
-    if (folder.empty()) {
-        folder = defaultCodexFolder;
-    }
-    if (folder == codexLogsFolder_) {
-        return;
-    }
-    publish(codexLogsFolder_, std::move(folder));
-    if (codexLogsFolder_ == defaultCodexFolder) {
-        env_.preferences.remove(defaultsKey::codexLogsFolder);
-    } else {
-        env_.preferences.setString(defaultsKey::codexLogsFolder, codexLogsFolder_);
-    }
-    // Lines of another folder say nothing about this one.
-    codexLogReadings_ = CodexLogReadings{};
-    startCodexLogSource();
 }
 
 void UsageReader::startCodexLogSource() {
     codexLogSource_.reset();
     publish(codexLogsState_, CodexLogsState{});
-    if (!codexLogsEnabled_ || !codexLogEnvironment_) {
+    if (!codexLogsEnabled() || !codexLogEnvironment_) {
         return;
     }
     codexLogSource_ = std::make_unique<CodexLogSource>(
-        codexLogEnvironment_->fileSystem, env_.mainQueue, codexLogsFolderPath(),
+        codexLogEnvironment_->fileSystem, runQueue_, codexLogsFolderPath(),
         [this](const CodexLogLineDecoding& decoding) { return takeCodexLogLine(decoding); },
         [this] { codexLogSourceLooked(); });
     resumeCodexLogProgress();
@@ -152,6 +97,7 @@ void UsageReader::codexLogSourceLooked() {
     if (!codexLogSource_) {
         return;
     }
+    auto changes = changeSet();
     CodexLogsState state = codexLogSource_->state();
     state.refusal = codexLogsState_.refusal;
     state.logsPlanType = codexLogReadings_.planType();
@@ -181,7 +127,7 @@ std::optional<Date> UsageReader::takeCodexLogLine(const CodexLogLineDecoding& de
 }
 
 void UsageReader::receiveCodexLogLine(const CodexLogUsageLine& line) {
-    if (!codexLogsEnabled_) {
+    if (!codexLogsEnabled()) {
         return;
     }
     codexLogReadings_.take(line);
@@ -189,9 +135,10 @@ void UsageReader::receiveCodexLogLine(const CodexLogUsageLine& line) {
 }
 
 void UsageReader::commitCodexLogReadings() {
-    if (!codexLogsEnabled_ || !codexLogEnvironment_) {
+    if (!codexLogsEnabled() || !codexLogEnvironment_) {
         return;
     }
+    auto changes = changeSet();
     if (activeRun_) {
         codexLogReadingsWaiting_ = true;
         return;
@@ -219,12 +166,10 @@ void UsageReader::commitCodexLogReadings() {
             return formatter.format(date, pattern, resetTextLocale, "").value_or("");
         });
     wakeForCodexLogChange();
-    const std::string newestAt = formatter
-                                     .format(codexLogReadings_.newestLineAt().value_or(now),
-                                             "yyyy-MM-dd'T'HH:mm:ss'Z'", "en_US_POSIX", "UTC")
-                                     .value_or("?");
     if (!result.reading) {
         if (codexLogsState_.refusal != result.refusal) {
+            const std::string newestAt =
+                formattedLogTime(codexLogReadings_.newestLineAt().value_or(now));
             env_.log.write(logSubsystem, codexLogsLogCategory, LogLevel::info,
                            "Reading of " + newestAt + " from Codex's logs not committed \u2014 " +
                                std::string(rawValue(*result.refusal)));
@@ -241,36 +186,15 @@ void UsageReader::commitCodexLogReadings() {
         state.logsPlanType = codexLogReadings_.planType();
         publish(codexLogsState_, std::move(state));
     }
-    const CodexLogSnapshot& reading = *result.reading;
-    const auto stored = persistedPlanSnapshots_.snapshot(plan);
-    if (stored) {
-        // As late as the stored reading, it is committed only when it shows more of the same
-        // logs: a window an older line filled in, a reset that passed.
-        const bool sameLogsShowingMore =
-            reading.readAt == stored->lastUpdated && snapshotSource() == UsageSource::codexLogs &&
-            (reading.snapshot != stored->snapshot || reading.passedResets != codexLogPassedResets_);
-        if (reading.readAt < stored->lastUpdated ||
-            (reading.readAt == stored->lastUpdated && !sameLogsShowingMore)) {
-            return;
-        }
-    }
-    const std::string readAt =
-        formatter.format(reading.readAt, "yyyy-MM-dd'T'HH:mm:ss'Z'", "en_US_POSIX", "UTC")
-            .value_or("?");
-    // Before anything is published, so observers see the pace that goes with the reading.
-    recordUsageHistory(reading.remainingPercent, reading.resetsAt, reading.readAt);
-    // The source first: whether a reading lacking a window can be shown depends on it.
-    storeSnapshotSource(UsageSource::codexLogs);
-    publish(codexLogPassedResets_, reading.passedResets);
-    publish(snapshot_, reading.snapshot);
-    publish(activeSnapshotPlan_, std::optional<CodexPlan>(plan));
-    publish(lastUpdated_, std::optional<Date>(reading.readAt));
-    planSynchronization_.markFreshSnapshotCommitted();
-    env_.log.write(logSubsystem, refreshLogCategory, LogLevel::info,
-                   "Reading of " + readAt + " from " +
-                       std::string(sourceTitle(UsageSource::codexLogs)) +
-                       " validated and committed for " + std::string(rawValue(plan)));
-    snapshotCommitted(reading.readAt, UsageSource::codexLogs);
+    // One older than the reading shown is simply not taken: the logs said nothing new.
+    (void)ledger_.commit(UsageReading::fromLogs(plan, *result.reading), UsageSource::codexLogs,
+                         result.reading->readAt);
+}
+
+std::string UsageReader::formattedLogTime(Date date) const {
+    return codexLogEnvironment_->timeFormatter
+        .format(date, "yyyy-MM-dd'T'HH:mm:ss'Z'", "en_US_POSIX", "UTC")
+        .value_or("?");
 }
 
 void UsageReader::wakeForCodexLogChange() {
@@ -280,58 +204,20 @@ void UsageReader::wakeForCodexLogChange() {
     if (!next) {
         return;
     }
-    codexLogWake_ = env_.mainQueue.asyncAfter(next->timeIntervalSince(now),
-                                              [this] { commitCodexLogReadings(); });
-}
-
-void UsageReader::storeSnapshotSource(UsageSource source) {
-    const CodexPlan plan = codexPlan();
-    if (snapshotSources_.source(plan) == source && snapshotSources_.sources.contains(plan)) {
-        return;
-    }
-    UsageSnapshotSources sources = snapshotSources_;
-    sources.store(plan, source);
-    publish(snapshotSources_, std::move(sources));
-    env_.preferences.setData(defaultsKey::usageSnapshotSources, encodeJson(snapshotSources_));
-}
-
-void UsageReader::recordUsageHistory(const std::map<QuotaWindow, double>& remaining,
-                                     const std::map<QuotaWindow, Date>& resetsAt, Date at) {
-    if (!codexLogEnvironment_) {
-        return;
-    }
-    bool changed = false;
-    for (const auto& [window, percent] : remaining) {
-        const auto reset = resetsAt.find(window);
-        changed |= usageHistory_.record(
-            codexPlan(), window,
-            UsageHistoryPoint{
-                at, percent,
-                reset == resetsAt.end() ? std::nullopt : std::optional<Date>(reset->second)});
-    }
-    if (changed && !codexLogEnvironment_->usageHistory.replace(encodeJson(usageHistory_))) {
-        env_.log.write(logSubsystem, codexLogsLogCategory, LogLevel::error,
-                       "Usage history could not be saved");
-    }
-}
-
-bool UsageReader::isDisplayableSnapshot(const UsageSnapshot& snapshot, CodexPlan plan) const {
-    if (snapshotSources_.source(plan) == UsageSource::codexLogs) {
-        return isDisplayableLogSnapshot(snapshot, plan);
-    }
-    return isCompleteUsageSnapshot(snapshot, PlanQuotaConfiguration::configuration(plan).schema);
+    codexLogWake_ =
+        runQueue_.asyncAfter(next->timeIntervalSince(now), [this] { commitCodexLogReadings(); });
 }
 
 bool UsageReader::codexLogsAreCurrent() const {
-    if (!codexLogSource_ || !lastUpdated_ || activeSnapshotPlan_ != codexPlan() ||
+    if (!codexLogSource_ || !lastUpdated() || activeSnapshotPlan() != codexPlan() ||
         snapshotSource() != UsageSource::codexLogs) {
         return false;
     }
-    return env_.clock.now().timeIntervalSince(*lastUpdated_) < timeInterval(refreshFrequency_);
+    return env_.clock.now().timeIntervalSince(*lastUpdated()) < timeInterval(refreshFrequency());
 }
 
 std::optional<Date> UsageReader::windowResetsAt(QuotaWindow window) const {
-    const auto& points = usageHistory_.points(codexPlan(), window);
+    const auto& points = usageHistory().points(codexPlan(), window);
     for (auto point = points.rbegin(); point != points.rend(); ++point) {
         if (point->resetsAt) {
             return point->resetsAt;
@@ -345,7 +231,7 @@ UsagePaceEstimate UsageReader::usagePace(QuotaWindow window) const {
     if (!resetsAt) {
         return {};
     }
-    return estimateUsagePace(usageHistory_.currentWindowPoints(codexPlan(), window, *resetsAt),
+    return estimateUsagePace(usageHistory().currentWindowPoints(codexPlan(), window, *resetsAt),
                              *resetsAt, env_.clock.now());
 }
 

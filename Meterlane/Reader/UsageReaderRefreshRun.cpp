@@ -26,7 +26,7 @@ void UsageReader::runEnded(std::optional<ReaderStatus> status) {
     if (status) {
         setStatus(status);
     }
-    afterRun_ = env_.mainQueue.async([this] {
+    afterRun_ = runQueue_.async([this] {
         endedRuns_.clear();
         // A log reading that waited for the run lands now that the run has unwound, never
         // inside it.
@@ -42,19 +42,42 @@ RefreshCleanupResult UsageReader::refreshCleanupResult() const {
 
 void UsageReader::beginReadCountdown(bool isAutomatic) {
     const RefreshRunKind kind = isAutomatic ? RefreshRunKind::automatic : RefreshRunKind::manual;
+    if (!acceptRefreshRequest(kind)) {
+        return;
+    }
+    search_.forgetReads();
+    {
+        // Told on its own: a run that ends at its first step has still been seen to begin.
+        auto changes = changeSet();
+        activeRun_ = std::make_unique<RefreshRun>(
+            static_cast<RefreshRunHost&>(*this),
+            RefreshRunPorts{env_.accessibility, env_.input, env_.workspace, runQueue_, env_.clock,
+                            env_.log},
+            search_, kind, elementLookupMode_, profileMenuMemory_);
+        activeRun_->start();
+        // A run is in progress.
+        notifyObservers();
+    }
+    auto changes = changeSet();
+    activeRun_->proceed();
+}
+
+bool UsageReader::acceptRefreshRequest(RefreshRunKind kind) {
+    const bool isAutomatic = kind == RefreshRunKind::automatic;
+    auto changes = changeSet();
     if (updateRefreshGate_) {
         recordRejectedRefresh(kind,
                               RefreshRunOutcome::deferred("update installation is in progress"));
-        return;
+        return false;
     }
     if (activeRun_) {
         recordRejectedRefresh(kind, RefreshRunOutcome::deferred("another refresh is in progress"));
-        return;
+        return false;
     }
-    if (!planSelectionState_.canStartUsageAutomation()) {
+    if (!planSelectionState().canStartUsageAutomation()) {
         setStatus(ReaderStatus::of(ReaderStatus::Kind::noPlanSelected));
         recordRejectedRefresh(kind, RefreshRunOutcome::failed("no Codex plan selected"));
-        return;
+        return false;
     }
     if (!refreshPermission(true)) {
         setStatus(ReaderStatus::of(ReaderStatus::Kind::accessibilityPermissionRequired));
@@ -65,42 +88,32 @@ void UsageReader::beginReadCountdown(bool isAutomatic) {
         recordRejectedRefresh(
             kind, isAutomatic ? RefreshRunOutcome::deferred("Accessibility permission unavailable")
                               : RefreshRunOutcome::failed("Accessibility permission unavailable"));
-        return;
-    }
-
-    search_.forgetReads();
-    activeRun_ =
-        std::make_unique<RefreshRun>(static_cast<RefreshRunHost&>(*this),
-                                     RefreshRunPorts{env_.accessibility, env_.input, env_.workspace,
-                                                     env_.mainQueue, env_.clock, env_.log},
-                                     search_, kind, elementLookupMode_, profileMenuMemory_);
-    activeRun_->start();
-    // A run is in progress.
-    notifyObservers();
-    activeRun_->proceed();
-}
-
-bool UsageReader::commitCompleteUsageSnapshot(const UsageSnapshot& snapshot) {
-    if (!isCompleteUsageSnapshot(snapshot, currentSchema())) {
         return false;
     }
-    const Date committedAt = env_.clock.now();
-    // The history is not published on its own: it is recorded before the reading is, so
-    // observers see the two together.
-    std::map<QuotaWindow, double> remaining;
-    for (const auto& [window, percent] : quotaPercentages(snapshot, currentSchema())) {
-        remaining[window] = percent;
-    }
-    recordUsageHistory(remaining, {}, committedAt);
-    publish(codexLogPassedResets_, std::map<QuotaWindow, Date>());
-    publish(snapshot_, snapshot);
-    publish(activeSnapshotPlan_, std::optional<CodexPlan>(codexPlan()));
-    publish(lastUpdated_, std::optional<Date>(committedAt));
-    planSynchronization_.markFreshSnapshotCommitted();
-    setStatus(std::nullopt);
-    storeSnapshotSource(UsageSource::codexMenu);
-    snapshotCommitted(committedAt, UsageSource::codexMenu);
     return true;
+}
+
+bool UsageReader::commitReading(const UsageSnapshot& snapshot) {
+    auto changes = changeSet();
+    if (!ledger_.commit(UsageReading::fromMenu(codexPlan(), snapshot), UsageSource::codexMenu,
+                        env_.clock.now())) {
+        return false;
+    }
+    setStatus(std::nullopt);
+    return true;
+}
+
+void UsageReader::readingCommitted(const UsageReading& reading, UsageSource source, Date at) {
+    if (source == UsageSource::codexMenu) {
+        scheduler_.scheduleNextAutomaticRefresh(at);
+        return;
+    }
+    // A log reading leaves the deadline alone: when it comes due, the scheduler skips it while
+    // the logs are current.
+    env_.log.write(logSubsystem, refreshLogCategory, LogLevel::info,
+                   "Reading of " + formattedLogTime(at) + " from " +
+                       std::string(sourceTitle(source)) + " validated and committed for " +
+                       std::string(rawValue(reading.plan)));
 }
 
 std::string UsageReader::newTraceIdentifier() {
