@@ -1,5 +1,7 @@
 #pragma once
 
+#include <optional>
+#include <utility>
 #include <vector>
 
 #include "LowUsageNotificationSupport/QuotaSchema.h"
@@ -23,10 +25,13 @@ enum class ElementLookupMode { literal, fast };
 // process, or by the way stored at an earlier launch), walking the whole application only on
 // every third attempt and on the last one. Everything that decides whether the run may type
 // stays a complete walk, in the run itself.
+//
+// A lookup lives inside one job on the accessibility worker: it holds a copy of what the memory
+// knew, and hands what it finds back for the main queue to keep.
 class ProfileMenuLookup {
   public:
-    ProfileMenuLookup(CodexElementSearch& search, ElementLookupMode mode, ProfileMenuMemory& memory)
-        : search_(search), mode_(mode), memory_(memory) {}
+    ProfileMenuLookup(CodexTreeSearch& search, ElementLookupMode mode, ProfileMenuWay known = {})
+        : search_(search), mode_(mode), known_(std::move(known)) {}
 
     ElementLookupMode mode() const { return mode_; }
 
@@ -39,12 +44,12 @@ class ProfileMenuLookup {
                                                 const AXElement& openedMenu, QuotaSchema schema);
     // One poll for the menu after the click; none while it has not appeared (as far as this
     // attempt looks).
-    [[nodiscard]] AXElement menuAfterClick(const RunningApplication& codex,
-                                           const AXElement& application, int attempt,
+    [[nodiscard]] AXElement menuAfterClick(const AXElement& application, int attempt,
                                            int lastAttempt);
-    // Keeps where `menu` sits below `application`, for the polls of later runs and launches.
-    void remember(const RunningApplication& codex, const AXElement& application,
-                  const AXElement& menu);
+    // Where `menu` sits below `application`, for the polls of later runs and launches; none when
+    // the climb does not reach the application.
+    [[nodiscard]] std::optional<FoundProfileMenuWay> locate(const AXElement& application,
+                                                            const AXElement& menu);
 
     // Whether `menu` still reads as the profile menu: role and title read without error.
     [[nodiscard]] bool isStillProfileMenu(const AXElement& menu);
@@ -56,16 +61,15 @@ class ProfileMenuLookup {
     template <class FindNext>
     std::vector<AXElement> menusAlongTheWay(const AXElement& application, std::size_t depth,
                                             FindNext&& next);
-    std::vector<AXElement> menusAtRememberedLocation(const AXElement& application,
-                                                     const ProfileMenuMemory::Where& where);
+    std::vector<AXElement> menusAtRememberedLocation(const AXElement& application);
     // Each container's place among its parent's children, with its role; none when the tree
     // cannot say (a child that its parent does not list).
     std::optional<std::vector<ProfileMenuPathStep>> wayByPosition(
         const AXElement& application, const std::vector<AXElement>& containers);
 
-    CodexElementSearch& search_;
+    CodexTreeSearch& search_;
     ElementLookupMode mode_;
-    ProfileMenuMemory& memory_;
+    ProfileMenuWay known_;
 };
 
 }  // namespace gaugely

@@ -21,7 +21,8 @@ RefreshRun::RefreshRun(RefreshRunHost& host, RefreshRunPorts ports, CodexElement
       ports_(ports),
       search_(search),
       kind_(kind),
-      lookup_(search, lookupMode, profileMenuMemory) {}
+      lookupMode_(lookupMode),
+      profileMenuMemory_(profileMenuMemory) {}
 
 QuotaSchema RefreshRun::schema() const {
     return PlanQuotaConfiguration::configuration(host_.planToRead()).schema;
@@ -34,16 +35,37 @@ void RefreshRun::start() {
     const double requestedAt = ports_.clock.monotonicSeconds();
     timing_ = RefreshTiming{requestedAt, std::nullopt};
     uiState_.host = search_.findCodexApplication();
-    if (uiState_.host) {
-        uiState_.profileMenuPresenceAtStart =
-            search_.profileMenuInspection(applicationElement(*uiState_.host)).presence;
+    if (!uiState_.host) {
+        beginAfterStartLook(requestedAt);
+        return;
     }
+    startLookPending_ = true;
+    readTree(
+        *uiState_.host,
+        [](CodexTreeSearch& tree, const AXElement& application) {
+            return tree.profileMenuInspection(application).presence;
+        },
+        [this, requestedAt](RefreshMenuPresence presence) {
+            uiState_.profileMenuPresenceAtStart = presence;
+            startLookPending_ = false;
+            beginAfterStartLook(requestedAt);
+            if (proceedWanted_) {
+                proceed();
+            }
+        });
+}
+
+void RefreshRun::beginAfterStartLook(double requestedAt) {
     beginRefreshTrace(kind_, uiState_.profileMenuPresenceAtStart);
     trace_->requestedAt = requestedAt;
     recordRefreshTiming("refresh requested");
 }
 
 void RefreshRun::proceed() {
+    if (startLookPending_) {
+        proceedWanted_ = true;
+        return;
+    }
     if (!isAutomatic()) {
         host_.showStatus(ReaderStatus::of(ReaderStatus::Kind::refreshing));
         clickProfileControlDynamically();
@@ -62,7 +84,6 @@ void RefreshRun::proceed() {
 }
 
 void RefreshRun::countdownTick(int second) {
-    search_.forgetReads();
     if (second >= countdownSeconds) {
         clickProfileControlDynamically();
         return;
@@ -82,10 +103,6 @@ void RefreshRun::setCountdown(std::optional<int> secondsLeft) {
     }
 }
 
-AXElement RefreshRun::applicationElement(const RunningApplication& codex) {
-    return search_.applicationElement(codex);
-}
-
 double RefreshRun::pollDelay(int attempt) {
     if (attempt <= 2) {
         return 0.05;
@@ -97,11 +114,8 @@ double RefreshRun::pollDelay(int attempt) {
 }
 
 void RefreshRun::scheduleAutomation(double after, std::function<void()> step) {
-    nextStep_ = ports_.mainQueue.asyncAfter(after, [this, step = std::move(step)] {
-        // Codex's tree may have changed since the last step: nothing read before is trusted.
-        search_.forgetReads();
-        step();
-    });
+    // Codex's tree may have changed since the last step: each step's job reads afresh.
+    nextStep_ = ports_.mainQueue.asyncAfter(after, [step = std::move(step)] { step(); });
 }
 
 void RefreshRun::pollAgain(int attempt, std::function<void(int)> step) {
@@ -166,20 +180,49 @@ void RefreshRun::clickProfileControlDynamically() {
                        [this, app = *codex] { hitTestAndClickProfileControl(app); });
 }
 
-bool RefreshRun::clickTargetAccepted(const AXElement& application, const AXElement& control,
-                                     const Rect& controlFrame, Point point) {
-    const AXElementAtPositionResult hit =
-        ports_.accessibility.elementAtPosition(application, point);
+bool RefreshRun::clickTargetAccepted(CodexTreeSearch& search, const AXElement& application,
+                                     const AXElement& control, const Rect& controlFrame,
+                                     Point point) {
+    const AXElementAtPositionResult hit = search.elementAtPosition(application, point);
     if (hit.error != ax::success || !hit.element) {
         return false;
     }
-    if (search_.isSameOrDescendant(hit.element, control)) {
+    if (search.isSameOrDescendant(hit.element, control)) {
         return true;
     }
     // Something drawn inside the control (its icon, say) may take the hit.
-    const auto hitFrame = search_.frame(hit.element);
+    const auto hitFrame = search.frame(hit.element);
     return hitFrame && !hitFrame->isEmpty() && controlFrame.contains(*hitFrame) &&
            hitFrame->contains(point) && controlFrame.contains(point);
+}
+
+RefreshRun::TargetLook RefreshRun::lookAtTarget(CodexTreeSearch& search,
+                                                const AXElement& application, QuotaSchema schema,
+                                                bool startUncertain) {
+    TargetLook look;
+    look.inspection = search.profileMenuInspection(application);
+    if (look.inspection.traversal != RefreshTraversalResult::complete) {
+        return look;
+    }
+    if (look.inspection.presence == RefreshMenuPresence::open) {
+        look.usageExpanded = search.usageRemainingIsExpanded(application, schema);
+        return look;
+    }
+    if (look.inspection.presence == RefreshMenuPresence::uncertain || startUncertain) {
+        return look;
+    }
+    look.control = search.profileMenuControl(application);
+    if (!look.control) {
+        return look;
+    }
+    look.controlFrame = search.frame(look.control);
+    if (!look.controlFrame || look.controlFrame->isEmpty()) {
+        return look;
+    }
+    const Rect& frame = *look.controlFrame;
+    look.point = {frame.origin.x + frame.size.width * 0.5, frame.origin.y + frame.size.height * 0.5};
+    look.hitAccepted = clickTargetAccepted(search, application, look.control, frame, look.point);
+    return look;
 }
 
 void RefreshRun::hitTestAndClickProfileControl(const RunningApplication& codex) {
@@ -191,8 +234,22 @@ void RefreshRun::hitTestAndClickProfileControl(const RunningApplication& codex) 
         return;
     }
     recordRefreshStage("target app resolved");
-    const AXElement application = applicationElement(codex);
-    const RefreshMenuInspection inspection = search_.profileMenuInspection(application);
+    const bool startUncertain =
+        uiState_.profileMenuPresenceAtStart == RefreshMenuPresence::uncertain;
+    readTree(
+        codex,
+        [schema = schema(), startUncertain](CodexTreeSearch& tree, const AXElement& application) {
+            return lookAtTarget(tree, application, schema, startUncertain);
+        },
+        [this, codex](TargetLook look) { clickAfterTargetLook(codex, look); });
+}
+
+void RefreshRun::clickAfterTargetLook(const RunningApplication& codex, const TargetLook& look) {
+    // The look took its time: the user may have come back to the keyboard meanwhile.
+    if (!automaticCountdownMayContinue()) {
+        return;
+    }
+    const RefreshMenuInspection& inspection = look.inspection;
     recordRefreshStage("target menu inspection",
                        "presence " + std::string(rawValue(inspection.presence)) + "; traversal " +
                            std::string(rawValue(inspection.traversal)));
@@ -206,7 +263,7 @@ void RefreshRun::hitTestAndClickProfileControl(const RunningApplication& codex) 
         if (!beginRealInputMonitoringForSyntheticSequence()) {
             return;
         }
-        if (search_.usageRemainingIsExpanded(application, schema())) {
+        if (look.usageExpanded) {
             recordRefreshTiming("Usage remaining already expanded");
             readStableUsage(codex, 0,
                             profileUsageReadStrategy(host_.planToRead()) ==
@@ -223,21 +280,16 @@ void RefreshRun::hitTestAndClickProfileControl(const RunningApplication& codex) 
         endThroughRestoration(codex, RefreshEndCause::menuStateUncertain);
         return;
     }
-
-    const AXElement control = search_.profileMenuControl(application);
-    if (!control) {
+    if (!look.control) {
         endThroughRestoration(codex, RefreshEndCause::profileControlNotFound);
         return;
     }
     recordRefreshStage("profile control found");
-    const std::optional<Rect> controlFrame = search_.frame(control);
-    if (!controlFrame || controlFrame->isEmpty()) {
+    if (!look.controlFrame || look.controlFrame->isEmpty()) {
         endThroughRestoration(codex, RefreshEndCause::profileControlInvalidBounds);
         return;
     }
-    const Point point{controlFrame->origin.x + controlFrame->size.width * 0.5,
-                      controlFrame->origin.y + controlFrame->size.height * 0.5};
-    if (!clickTargetAccepted(application, control, *controlFrame, point)) {
+    if (!look.hitAccepted) {
         endThroughRestoration(codex, RefreshEndCause::profileHitTestMismatch);
         return;
     }
@@ -245,8 +297,19 @@ void RefreshRun::hitTestAndClickProfileControl(const RunningApplication& codex) 
         return;
     }
     // A fresh, complete look right before the click: the user may have opened the menu meanwhile.
-    search_.forgetReads();
-    if (!permitsToggle(search_.profileMenuInspection(application).presence)) {
+    readTree(
+        codex,
+        [](CodexTreeSearch& tree, const AXElement& application) {
+            return tree.profileMenuInspection(application).presence;
+        },
+        [this, codex, point = look.point](RefreshMenuPresence presence) {
+            clickIfMenuStillClosed(codex, point, presence);
+        });
+}
+
+void RefreshRun::clickIfMenuStillClosed(const RunningApplication& codex, Point point,
+                                        RefreshMenuPresence presence) {
+    if (!permitsToggle(presence)) {
         endThroughRestoration(codex, RefreshEndCause::menuStateChanged);
         return;
     }
@@ -283,15 +346,32 @@ void RefreshRun::verifySyntheticClickProfileMenu(const RunningApplication& codex
     if (waitIsOver(attempt, codex, RefreshEndCause::menuDidNotAppear)) {
         return;
     }
-    const AXElement application = applicationElement(codex);
-    const AXElement menu = lookup_.menuAfterClick(codex, application, attempt, lastPollAttempt);
-    if (!menu) {
+    readTree(
+        codex,
+        [mode = lookupMode_, known = profileMenuMemory_.way(codex), attempt](
+            CodexTreeSearch& tree, const AXElement& application) {
+            ProfileMenuLookup lookup(tree, mode, known);
+            MenuLook look;
+            look.menu = lookup.menuAfterClick(application, attempt, lastPollAttempt);
+            if (look.menu) {
+                look.way = lookup.locate(application, look.menu);
+            }
+            return look;
+        },
+        [this, codex, attempt](MenuLook look) { menuAfterClickFound(codex, look, attempt); });
+}
+
+void RefreshRun::menuAfterClickFound(const RunningApplication& codex, const MenuLook& look,
+                                     int attempt) {
+    if (!look.menu) {
         pollAgain(attempt,
                   [this, codex](int next) { verifySyntheticClickProfileMenu(codex, next); });
         return;
     }
-    lookup_.remember(codex, application, menu);
-    markProfileMenuOpenedByMonitor(menu);
+    if (look.way) {
+        profileMenuMemory_.learn(codex, look.way->handles, look.way->path);
+    }
+    markProfileMenuOpenedByMonitor(look.menu);
     recordRefreshTiming("Profile menu first detected as open");
     if (profileUsageReadStrategy(host_.planToRead()) ==
         ProfileUsageReadStrategy::readDirectProfileUsagePercentage) {

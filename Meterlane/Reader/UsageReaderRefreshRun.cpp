@@ -68,12 +68,12 @@ void UsageReader::beginReadCountdown(bool isAutomatic) {
         return;
     }
 
-    search_.forgetReads();
-    activeRun_ =
-        std::make_unique<RefreshRun>(static_cast<RefreshRunHost&>(*this),
-                                     RefreshRunPorts{env_.accessibility, env_.input, env_.workspace,
-                                                     env_.mainQueue, env_.clock, env_.log},
-                                     search_, kind, elementLookupMode_, profileMenuMemory_);
+    AccessibilityWorker& worker =
+        env_.accessibilityWorker ? *env_.accessibilityWorker : inlineAccessibilityWorker_;
+    activeRun_ = std::make_unique<RefreshRun>(
+        static_cast<RefreshRunHost&>(*this),
+        RefreshRunPorts{worker, env_.input, env_.workspace, env_.mainQueue, env_.clock, env_.log},
+        search_, kind, elementLookupMode_, profileMenuMemory_);
     activeRun_->start();
     // A run is in progress.
     notifyObservers();
