@@ -12,6 +12,7 @@
 #include "Meterlane/Simulation/FakeWorkspace.h"
 #include "Meterlane/Simulation/MemoryLog.h"
 #include "Meterlane/Simulation/SimulatedCodex.h"
+#include "Meterlane/Simulation/VirtualAccessibilityWorker.h"
 #include "Meterlane/Simulation/VirtualTime.h"
 #include "tools/gaugely/SimulatedUpdater.h"
 
@@ -44,7 +45,8 @@ struct SimulatedWorld {
     // Builds the reader; it restores what the store holds, as the app does at launch.
     UsageReader& launchReader() {
         reader = std::make_unique<UsageReader>(ReaderEnvironment{
-            codex, input, workspace, time, time, log, preferences, notifications, makeUUID});
+            codex, input, workspace, time, time, log, preferences, notifications, makeUUID,
+            &accessibilityWorker});
         return *reader;
     }
 
@@ -53,6 +55,9 @@ struct SimulatedWorld {
     FakeWorkspace workspace{time};
     FakeInput input{time};
     SimulatedCodex codex;
+    // The reader's accessibility calls run here, their time on the worker's clock.
+    VirtualAccessibilityWorker accessibilityWorker{time, codex,
+                                                   CodexElementSearch::messagingTimeoutSeconds};
     FakeUserNotificationCenter notifications{time};
     Preferences& preferences;
     int uuids = 0;
