@@ -34,9 +34,10 @@ void RefreshRun::start() {
     // Accepted now: the look at the menu below is part of the request's cost.
     const double requestedAt = ports_.clock.monotonicSeconds();
     timing_ = RefreshTiming{requestedAt, std::nullopt};
+    trace_ = RefreshTrace{host_.newTraceIdentifier(), kind_, requestedAt, {}};
     uiState_.host = search_.findCodexApplication();
     if (!uiState_.host) {
-        beginAfterStartLook(requestedAt);
+        traceStart();
         return;
     }
     startLookPending_ = true;
@@ -45,25 +46,34 @@ void RefreshRun::start() {
         [](CodexTreeSearch& tree, const AXElement& application) {
             return tree.profileMenuInspection(application).presence;
         },
-        [this, requestedAt](RefreshMenuPresence presence) {
+        [this](RefreshMenuPresence presence) {
             uiState_.profileMenuPresenceAtStart = presence;
             startLookPending_ = false;
-            beginAfterStartLook(requestedAt);
+            traceStart();
             if (proceedWanted_) {
                 proceed();
             }
         });
 }
 
-void RefreshRun::beginAfterStartLook(double requestedAt) {
-    beginRefreshTrace(kind_, uiState_.profileMenuPresenceAtStart);
-    trace_->requestedAt = requestedAt;
+void RefreshRun::traceStart() {
+    recordRefreshStage("refresh requested");
+    recordRefreshStage("eligibility and safety evaluation passed",
+                       "menu presence: " +
+                           std::string(rawValue(uiState_.profileMenuPresenceAtStart)));
     recordRefreshTiming("refresh requested");
 }
 
 void RefreshRun::proceed() {
     if (startLookPending_) {
+        // The look at the menu may take a while; what the run does first shows at once.
         proceedWanted_ = true;
+        if (isAutomatic()) {
+            setCountdown(countdownSeconds);
+            host_.showStatus(ReaderStatus::countingDown(countdownSeconds));
+        } else {
+            host_.showStatus(ReaderStatus::of(ReaderStatus::Kind::refreshing));
+        }
         return;
     }
     if (!isAutomatic()) {
@@ -389,13 +399,6 @@ long RefreshRun::elapsedMilliseconds() const {
     }
     const double interval = ports_.clock.monotonicSeconds() - trace_->requestedAt;
     return std::isfinite(interval) ? static_cast<long>(interval * 1000.0) : 0;
-}
-
-void RefreshRun::beginRefreshTrace(RefreshRunKind kind, RefreshMenuPresence initialMenu) {
-    trace_ = RefreshTrace{host_.newTraceIdentifier(), kind, ports_.clock.monotonicSeconds(), {}};
-    recordRefreshStage("refresh requested");
-    recordRefreshStage("eligibility and safety evaluation passed",
-                       "menu presence: " + std::string(rawValue(initialMenu)));
 }
 
 void RefreshRun::recordRefreshStage(std::string_view stage,

@@ -164,7 +164,8 @@ class RefreshRun {
     }
 
     // Steps, in run order.
-    void beginAfterStartLook(double requestedAt);
+    // The trace's first lines, once the start's look is back.
+    void traceStart();
     void clickProfileControlDynamically();
     void hitTestAndClickProfileControl(const RunningApplication& codex);
     void clickAfterTargetLook(const RunningApplication& codex, const TargetLook& look);
@@ -227,7 +228,6 @@ class RefreshRun {
     // countdown, our settings window) still in front. False: the run has ended.
     [[nodiscard]] bool automaticRunStillWanted(bool settingsWindowCounts);
 
-    void beginRefreshTrace(RefreshRunKind kind, RefreshMenuPresence initialMenu);
     void finishRefreshTrace(const RefreshRunOutcome& outcome);
     long elapsedMilliseconds() const;
     void logCleanup(std::string_view line);

@@ -1,5 +1,6 @@
 // How a refresh run ends: putting back the menu it opened (and only that one), the classification
 // of its outcome, and the real-input guard that stops an automatic run the moment the user acts.
+#include <algorithm>
 #include <cmath>
 
 #include "LowUsageNotificationSupport/RefreshRunGuard.h"
@@ -188,7 +189,10 @@ bool RefreshRun::automaticCountdownMayContinue() {
     if (!automaticRunStillWanted(true)) {
         return false;
     }
-    if (ports_.input.secondsSinceLastInputEvent() < requiredIdleSeconds) {
+    // Idle for the last ten seconds, and since the request: input that came while a job ran
+    // counts, however long the job took.
+    const double sinceRequest = ports_.clock.monotonicSeconds() - timing_.requestedAt;
+    if (ports_.input.secondsSinceLastInputEvent() < std::max(requiredIdleSeconds, sinceRequest)) {
         deferAutomaticSyntheticInteraction(RefreshEndCause::automaticUserActive);
         return false;
     }
