@@ -46,9 +46,19 @@ bool ProfileMenuLookup::usageRemainingIsExpanded(const AXElement& application,
     return search_.usageRemainingIsExpanded(application, schema);
 }
 
-AXElement ProfileMenuLookup::menuAfterClick(const AXElement& application, int attempt,
-                                            int lastAttempt) {
-    if (mode_ == ElementLookupMode::literal || (!known_.handles && !known_.path)) {
+AXElement ProfileMenuLookup::menuAfterClick(const AXElement& application, const AXElement& control,
+                                            int attempt, int lastAttempt) {
+    if (mode_ == ElementLookupMode::literal) {
+        return search_.profileMenuElement(application);
+    }
+    const bool wholeWalkDue = (attempt > 0 && attempt % 3 == 0) || attempt >= lastAttempt;
+    if (!known_.handles && !known_.path) {
+        // Only a flag that reads false without error says the menu is not open yet.
+        const bool surelyClosed =
+            control && flagOf(search_.reads(control).expanded) == false && search_.reads(control).expanded.ok();
+        if (surelyClosed && !wholeWalkDue) {
+            return {};
+        }
         return search_.profileMenuElement(application);
     }
     const std::vector<AXElement> menus = menusAtRememberedLocation(application);
@@ -57,7 +67,6 @@ AXElement ProfileMenuLookup::menuAfterClick(const AXElement& application, int at
     }
     // Two candidates, or none where the menu was last time: only a whole walk can tell which
     // menu the literal look would find, and it is paid for on every third attempt and the last.
-    const bool wholeWalkDue = (attempt > 0 && attempt % 3 == 0) || attempt >= lastAttempt;
     if (menus.size() > 1 || wholeWalkDue) {
         return search_.profileMenuElement(application);
     }

@@ -23,7 +23,9 @@ enum class ElementLookupMode { literal, fast };
 // counts as the profile menu when its role and title read without error as a menu titled "Open
 // profile menu". Before the menu appears, the polls look where it appeared last time (in this
 // process, or by the way stored at an earlier launch), walking the whole application only on
-// every third attempt and on the last one. Everything that decides whether the run may type
+// every third attempt and on the last one. Where nothing is known yet, they wait for the clicked
+// control to say it is expanded before they walk: a walk started while the menu is still opening
+// passes its place before it is there, and a walk takes seconds when Codex is slow to answer. Everything that decides whether the run may type
 // stays a complete walk, in the run itself.
 //
 // A lookup lives inside one job on the accessibility worker: it holds a copy of what the memory
@@ -42,10 +44,10 @@ class ProfileMenuLookup {
                                                const AXElement& openedMenu);
     [[nodiscard]] bool usageRemainingIsExpanded(const AXElement& application,
                                                 const AXElement& openedMenu, QuotaSchema schema);
-    // One poll for the menu after the click; none while it has not appeared (as far as this
-    // attempt looks).
-    [[nodiscard]] AXElement menuAfterClick(const AXElement& application, int attempt,
-                                           int lastAttempt);
+    // One poll for the menu after the click on `control`; none while it has not appeared (as far
+    // as this attempt looks).
+    [[nodiscard]] AXElement menuAfterClick(const AXElement& application, const AXElement& control,
+                                           int attempt, int lastAttempt);
     // Where `menu` sits below `application`, for the polls of later runs and launches; none when
     // the climb does not reach the application.
     [[nodiscard]] std::optional<FoundProfileMenuWay> locate(const AXElement& application,

@@ -303,6 +303,7 @@ void RefreshRun::clickAfterTargetLook(const RunningApplication& codex, const Tar
         endThroughRestoration(codex, RefreshEndCause::profileHitTestMismatch);
         return;
     }
+    profileControl_ = look.control;
     if (!beginRealInputMonitoringForSyntheticSequence()) {
         return;
     }
@@ -332,7 +333,9 @@ void RefreshRun::clickIfMenuStillClosed(const RunningApplication& codex, Point p
     }
     recordRefreshStage("profile control open action attempted");
     recordRefreshTiming("Profile click issued");
-    verifySyntheticClickProfileMenu(codex, 0);
+    // The first look waits for the click to take effect: a whole walk started at once would run
+    // while the menu opens behind it, and miss it.
+    scheduleAutomation(pollDelay(0), [this, codex] { verifySyntheticClickProfileMenu(codex, 0); });
 }
 
 void RefreshRun::deferRefreshForOpenProfileMenu() {
@@ -358,11 +361,11 @@ void RefreshRun::verifySyntheticClickProfileMenu(const RunningApplication& codex
     }
     readTree(
         codex,
-        [mode = lookupMode_, known = profileMenuMemory_.way(codex), attempt](
-            CodexTreeSearch& tree, const AXElement& application) {
+        [mode = lookupMode_, known = profileMenuMemory_.way(codex), control = profileControl_,
+         attempt](CodexTreeSearch& tree, const AXElement& application) {
             ProfileMenuLookup lookup(tree, mode, known);
             MenuLook look;
-            look.menu = lookup.menuAfterClick(application, attempt, lastPollAttempt);
+            look.menu = lookup.menuAfterClick(application, control, attempt, lastPollAttempt);
             if (look.menu) {
                 look.way = lookup.locate(application, look.menu);
             }

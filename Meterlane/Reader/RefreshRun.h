@@ -263,6 +263,8 @@ class RefreshRun {
     std::unique_ptr<RealInputMonitor> realInputMonitor_;
     RefreshSnapshotStability<UsageSnapshot> snapshotStability_;
     std::optional<UsageFocusBaseline> baseline_;
+    // The profile control the run clicked.
+    AXElement profileControl_;
     RefreshCleanupResult cleanupResult_ = RefreshCleanupResult::notRequired;
     // Whether the last reading found a menu to read, for the message when the wait runs out.
     bool lastReadingFoundMenu_ = false;

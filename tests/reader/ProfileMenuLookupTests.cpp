@@ -102,7 +102,7 @@ TEST(ProfileMenuLookup, EndsWithinItsBudgetOnHostileTreesInBothModes) {
                 [&] {
                     for (int attempt = 0; attempt <= 13; ++attempt) {
                         search.forgetReads();
-                        (void)lookup.menuAfterClick(app, attempt, 13);
+                        (void)lookup.menuAfterClick(app, {}, attempt, 13);
                     }
                 },
             };
