@@ -28,6 +28,11 @@ QuotaSchema RefreshRun::schema() const {
     return PlanQuotaConfiguration::configuration(host_.planToRead()).schema;
 }
 
+bool RefreshRun::readsDirectProfileUsage() const {
+    return profileUsageReadStrategy(host_.planToRead()) ==
+           ProfileUsageReadStrategy::readDirectProfileUsagePercentage;
+}
+
 RefreshRun::~RefreshRun() = default;
 
 void RefreshRun::start() {
@@ -208,14 +213,18 @@ bool RefreshRun::clickTargetAccepted(CodexTreeSearch& search, const AXElement& a
 
 RefreshRun::TargetLook RefreshRun::lookAtTarget(CodexTreeSearch& search,
                                                 const AXElement& application, QuotaSchema schema,
-                                                bool startUncertain) {
+                                                bool startUncertain, bool directProfile) {
     TargetLook look;
     look.inspection = search.profileMenuInspection(application);
     if (look.inspection.traversal != RefreshTraversalResult::complete) {
         return look;
     }
     if (look.inspection.presence == RefreshMenuPresence::open) {
-        look.usageExpanded = search.usageRemainingIsExpanded(application, schema);
+        if (search.usageRemainingIsExpanded(application, schema)) {
+            // The run never opened this menu; the modes look for it the same way.
+            look.usage = lookAtUsage(search, application, ElementLookupMode::literal, {},
+                                     directProfile);
+        }
         return look;
     }
     if (look.inspection.presence == RefreshMenuPresence::uncertain || startUncertain) {
@@ -248,8 +257,9 @@ void RefreshRun::hitTestAndClickProfileControl(const RunningApplication& codex) 
         uiState_.profileMenuPresenceAtStart == RefreshMenuPresence::uncertain;
     readTree(
         codex,
-        [schema = schema(), startUncertain](CodexTreeSearch& tree, const AXElement& application) {
-            return lookAtTarget(tree, application, schema, startUncertain);
+        [schema = schema(), startUncertain, direct = readsDirectProfileUsage()](
+            CodexTreeSearch& tree, const AXElement& application) {
+            return lookAtTarget(tree, application, schema, startUncertain, direct);
         },
         [this, codex](TargetLook look) { clickAfterTargetLook(codex, look); });
 }
@@ -273,11 +283,9 @@ void RefreshRun::clickAfterTargetLook(const RunningApplication& codex, const Tar
         if (!beginRealInputMonitoringForSyntheticSequence()) {
             return;
         }
-        if (look.usageExpanded) {
+        if (look.usage) {
             recordRefreshTiming("Usage remaining already expanded");
-            readStableUsage(codex, 0,
-                            profileUsageReadStrategy(host_.planToRead()) ==
-                                ProfileUsageReadStrategy::readDirectProfileUsagePercentage);
+            readStableUsage(codex, 0, readsDirectProfileUsage(), look.usage);
         } else {
             deferRefreshForOpenProfileMenu();
         }
@@ -362,12 +370,19 @@ void RefreshRun::verifySyntheticClickProfileMenu(const RunningApplication& codex
     readTree(
         codex,
         [mode = lookupMode_, known = profileMenuMemory_.way(codex), control = profileControl_,
-         attempt](CodexTreeSearch& tree, const AXElement& application) {
+         attempt, direct = readsDirectProfileUsage()](CodexTreeSearch& tree,
+                                                      const AXElement& application) {
             ProfileMenuLookup lookup(tree, mode, known);
             MenuLook look;
             look.menu = lookup.menuAfterClick(application, control, attempt, lastPollAttempt);
-            if (look.menu) {
-                look.way = lookup.locate(application, look.menu);
+            if (!look.menu) {
+                return look;
+            }
+            look.way = lookup.locate(application, look.menu);
+            if (direct) {
+                look.usage = lookAtUsage(tree, application, mode, look.menu, true);
+            } else {
+                look.focus = lookAtFocus(tree, application, mode, look.menu);
             }
             return look;
         },
@@ -386,11 +401,10 @@ void RefreshRun::menuAfterClickFound(const RunningApplication& codex, const Menu
     }
     markProfileMenuOpenedByMonitor(look.menu);
     recordRefreshTiming("Profile menu first detected as open");
-    if (profileUsageReadStrategy(host_.planToRead()) ==
-        ProfileUsageReadStrategy::readDirectProfileUsagePercentage) {
-        readStableUsage(codex, 0, true);
+    if (look.usage) {
+        readStableUsage(codex, 0, true, look.usage);
     } else {
-        beginUsageKeyboardFocusExperiment(codex, 0);
+        beginUsageKeyboardFocusExperiment(codex, 0, look.focus);
     }
 }
 

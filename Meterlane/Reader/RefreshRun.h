@@ -120,15 +120,6 @@ class RefreshRun {
     void abandon() { finish(std::nullopt, std::nullopt); }
 
   private:
-    // What the look before the click found (each part read only when the ones before allow it).
-    struct TargetLook {
-        RefreshMenuInspection inspection;
-        bool usageExpanded = false;
-        AXElement control;
-        std::optional<Rect> controlFrame;
-        Point point;
-        bool hitAccepted = false;
-    };
     // What one reading of the menu found.
     struct UsageLook {
         bool menuFound = false;
@@ -139,15 +130,34 @@ class RefreshRun {
         // The "Usage remaining" section's text.
         std::vector<std::string> lines;
     };
-    // What the first look after the click found.
-    struct MenuLook {
-        AXElement menu;
-        std::optional<FoundProfileMenuWay> way;
-    };
     // What the look for "Usage remaining" among the menu's items found.
     struct FocusLook {
         bool itemsFound = false;
         std::optional<UsageFocusBaseline> baseline;
+    };
+
+    // What the look before the click found (each part read only when the ones before allow it).
+    struct TargetLook {
+        RefreshMenuInspection inspection;
+        // The user's menu already shows usage: its first reading.
+        std::optional<UsageLook> usage;
+        AXElement control;
+        std::optional<Rect> controlFrame;
+        Point point;
+        bool hitAccepted = false;
+    };
+    // What the first look after the click found.
+    struct MenuLook {
+        AXElement menu;
+        std::optional<FoundProfileMenuWay> way;
+        // The next step's reads, made in the same job so they share its reads of the menu.
+        std::optional<UsageLook> usage;
+        std::optional<FocusLook> focus;
+    };
+    // The expansion check, with the first reading when the section is expanded.
+    struct ExpansionLook {
+        bool expanded = false;
+        std::optional<UsageLook> usage;
     };
 
     // Hands `read(search, application)` to the worker with Codex's process copied into it; its
@@ -173,14 +183,18 @@ class RefreshRun {
                                 RefreshMenuPresence presence);
     void verifySyntheticClickProfileMenu(const RunningApplication& codex, int attempt);
     void menuAfterClickFound(const RunningApplication& codex, const MenuLook& look, int attempt);
-    void beginUsageKeyboardFocusExperiment(const RunningApplication& codex, int attempt);
-    void retryUsageKeyboardReadiness(const RunningApplication& codex, int attempt);
+    // `alreadyRead`: the step's reads, made by the job that found the menu.
+    void beginUsageKeyboardFocusExperiment(const RunningApplication& codex, int attempt,
+                                           std::optional<FocusLook> alreadyRead = std::nullopt);
+    void retryUsageKeyboardReadiness(const RunningApplication& codex, int attempt,
+                                     std::optional<FocusLook> alreadyRead = std::nullopt);
     void focusUsageItem(const RunningApplication& codex, const FocusLook& look, int attempt);
     void activateFocusedUsageItemWithReturn(const RunningApplication& codex,
                                             const UsageFocusBaseline& baseline, int attempt);
     void verifyUsageKeyboardActivation(const RunningApplication& codex,
                                        const UsageFocusBaseline& baseline, int attempt);
-    void readStableUsage(const RunningApplication& codex, int attempt, bool directProfile);
+    void readStableUsage(const RunningApplication& codex, int attempt, bool directProfile,
+                         std::optional<UsageLook> alreadyRead = std::nullopt);
     void usageRead(const RunningApplication& codex, int attempt, bool directProfile,
                    const UsageLook& look);
     void restoreOwnedCodexMenuAfterRead(const std::optional<RunningApplication>& codex,
@@ -234,7 +248,12 @@ class RefreshRun {
 
     // Reads on the worker: they see only the search and what they are given.
     static TargetLook lookAtTarget(CodexTreeSearch& search, const AXElement& application,
-                                   QuotaSchema schema, bool startUncertain);
+                                   QuotaSchema schema, bool startUncertain, bool directProfile);
+    static UsageLook lookAtUsage(CodexTreeSearch& search, const AXElement& application,
+                                 ElementLookupMode mode, const AXElement& openedMenu,
+                                 bool directProfile);
+    static FocusLook lookAtFocus(CodexTreeSearch& search, const AXElement& application,
+                                 ElementLookupMode mode, const AXElement& openedMenu);
     static bool clickTargetAccepted(CodexTreeSearch& search, const AXElement& application,
                                     const AXElement& control, const Rect& controlFrame,
                                     Point point);
@@ -250,6 +269,8 @@ class RefreshRun {
     void stopRealInputMonitor();
 
     QuotaSchema schema() const;
+    // Whether the plan's usage is read straight off the profile menu (no "Usage remaining").
+    bool readsDirectProfileUsage() const;
 
     RefreshRunHost& host_;
     RefreshRunPorts ports_;

@@ -8,11 +8,28 @@
 
 namespace gaugely {
 
-void RefreshRun::beginUsageKeyboardFocusExperiment(const RunningApplication& codex, int attempt) {
+void RefreshRun::beginUsageKeyboardFocusExperiment(const RunningApplication& codex, int attempt,
+                                                   std::optional<FocusLook> alreadyRead) {
     if (!automaticSyntheticInputMayContinue()) {
         return;
     }
-    retryUsageKeyboardReadiness(codex, attempt);
+    retryUsageKeyboardReadiness(codex, attempt, std::move(alreadyRead));
+}
+
+RefreshRun::FocusLook RefreshRun::lookAtFocus(CodexTreeSearch& search,
+                                              const AXElement& application, ElementLookupMode mode,
+                                              const AXElement& openedMenu) {
+    return lookForUsageItem(search,
+                            ProfileMenuLookup(search, mode).profileMenu(application, openedMenu));
+}
+
+RefreshRun::UsageLook RefreshRun::lookAtUsage(CodexTreeSearch& search,
+                                              const AXElement& application, ElementLookupMode mode,
+                                              const AXElement& openedMenu, bool directProfile) {
+    ProfileMenuLookup lookup(search, mode);
+    const AXElement menu = directProfile ? lookup.profileMenu(application, openedMenu)
+                                         : lookup.usageRemainingMenu(application, openedMenu);
+    return readMenuUsage(search, menu, directProfile);
 }
 
 RefreshRun::FocusLook RefreshRun::lookForUsageItem(CodexTreeSearch& search, const AXElement& menu) {
@@ -49,19 +66,23 @@ RefreshRun::FocusLook RefreshRun::lookForUsageItem(CodexTreeSearch& search, cons
     return look;
 }
 
-void RefreshRun::retryUsageKeyboardReadiness(const RunningApplication& codex, int attempt) {
+void RefreshRun::retryUsageKeyboardReadiness(const RunningApplication& codex, int attempt,
+                                             std::optional<FocusLook> alreadyRead) {
     if (attempt > 0 && !automaticSyntheticInputMayContinue()) {
         return;
     }
     if (waitIsOver(attempt, codex, RefreshEndCause::usagePositionUnknown)) {
         return;
     }
+    if (alreadyRead) {
+        focusUsageItem(codex, *alreadyRead, attempt);
+        return;
+    }
     readTree(
         codex,
         [mode = lookupMode_, opened = uiState_.openedMenu](CodexTreeSearch& tree,
                                                           const AXElement& application) {
-            return lookForUsageItem(tree,
-                                    ProfileMenuLookup(tree, mode).profileMenu(application, opened));
+            return lookAtFocus(tree, application, mode, opened);
         },
         [this, codex, attempt](FocusLook look) { focusUsageItem(codex, look, attempt); });
 }
@@ -141,18 +162,23 @@ void RefreshRun::verifyUsageKeyboardActivation(const RunningApplication& codex,
         codex,
         [mode = lookupMode_, opened = uiState_.openedMenu, schema = schema()](
             CodexTreeSearch& tree, const AXElement& application) {
-            return ProfileMenuLookup(tree, mode).usageRemainingIsExpanded(application, opened,
-                                                                          schema);
+            ExpansionLook look;
+            look.expanded = ProfileMenuLookup(tree, mode).usageRemainingIsExpanded(
+                application, opened, schema);
+            if (look.expanded) {
+                look.usage = lookAtUsage(tree, application, mode, opened, false);
+            }
+            return look;
         },
-        [this, codex, baseline, attempt](bool expanded) {
-            if (!expanded) {
+        [this, codex, baseline, attempt](ExpansionLook look) {
+            if (!look.expanded) {
                 pollAgain(attempt, [this, codex, baseline](int next) {
                     verifyUsageKeyboardActivation(codex, baseline, next);
                 });
                 return;
             }
             recordRefreshTiming("Usage remaining expanded");
-            readStableUsage(codex, 0, false);
+            readStableUsage(codex, 0, false, look.usage);
         });
 }
 
@@ -231,7 +257,8 @@ RefreshEndCause RefreshRun::unreadableUsageCause() const {
     return RefreshEndCause::usageUnreadable;
 }
 
-void RefreshRun::readStableUsage(const RunningApplication& codex, int attempt, bool directProfile) {
+void RefreshRun::readStableUsage(const RunningApplication& codex, int attempt, bool directProfile,
+                                 std::optional<UsageLook> alreadyRead) {
     if (!automaticSyntheticInputMayContinue()) {
         return;
     }
@@ -239,15 +266,15 @@ void RefreshRun::readStableUsage(const RunningApplication& codex, int attempt, b
         endThroughRestoration(codex, unreadableUsageCause());
         return;
     }
+    if (alreadyRead) {
+        usageRead(codex, attempt, directProfile, *alreadyRead);
+        return;
+    }
     readTree(
         codex,
         [mode = lookupMode_, opened = uiState_.openedMenu, directProfile](
             CodexTreeSearch& tree, const AXElement& application) {
-            ProfileMenuLookup lookup(tree, mode);
-            const AXElement menu = directProfile
-                                       ? lookup.profileMenu(application, opened)
-                                       : lookup.usageRemainingMenu(application, opened);
-            return readMenuUsage(tree, menu, directProfile);
+            return lookAtUsage(tree, application, mode, opened, directProfile);
         },
         [this, codex, attempt, directProfile](UsageLook look) {
             usageRead(codex, attempt, directProfile, look);
