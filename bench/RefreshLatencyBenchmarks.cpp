@@ -82,8 +82,7 @@ void BM_FirstManualRefreshAfterRestart(benchmark::State& state) {
         const auto launch = [&] {
             auto reader = std::make_unique<UsageReader>(ReaderEnvironment{
                 sim.codex, sim.input, sim.workspace, sim.time, sim.time, sim.log, preferences,
-                notifications, [&uuids] { return std::to_string(++uuids) + "-bench"; },
-                &worker});
+                notifications, [&uuids] { return std::to_string(++uuids) + "-bench"; }, &worker});
             reader->setCodexPlan(plan);
             reader->setAutomaticRefreshEnabled(false);
             return reader;

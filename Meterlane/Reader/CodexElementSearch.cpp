@@ -35,8 +35,7 @@ std::optional<std::string> CodexTreeSearch::roleOf(const AXElement& element) {
 }
 
 template <class Visitor>
-CodexTreeSearch::WalkEnd CodexTreeSearch::walk(const AXElement& root, int budget,
-                                                     Visitor&& visit) {
+CodexTreeSearch::WalkEnd CodexTreeSearch::walk(const AXElement& root, int budget, Visitor&& visit) {
     std::vector<AXElement> stack{root};
     bool dropped = false;
     int examined = 0;
@@ -248,7 +247,7 @@ AXElement CodexTreeSearch::proUsageProfileMenuItem(const AXElement& menu) {
 }
 
 AXElement CodexTreeSearch::nearestPressableMenuAncestor(const AXElement& from,
-                                                           const AXElement& within) {
+                                                        const AXElement& within) {
     AXElement current = from;
     for (int step = 0; step < pressableClimbSteps && current; ++step) {
         if (roleOf(current) == ax::menuItemRole) {
@@ -303,8 +302,7 @@ std::optional<std::string> CodexTreeSearch::title(const AXElement& element) {
     return textOf(reads(element).title);
 }
 
-bool CodexTreeSearch::usageRemainingIsExpanded(const AXElement& application,
-                                                  QuotaSchema schema) {
+bool CodexTreeSearch::usageRemainingIsExpanded(const AXElement& application, QuotaSchema schema) {
     return usageSectionIsExpanded(profileMenuElement(application), schema);
 }
 

@@ -20,17 +20,16 @@ std::optional<T> valueOf(const AXAttributeResult& result) {
 }  // namespace
 
 std::optional<std::string> CodexTreeSearch::textAttribute(const AXElement& element,
-                                                             std::string_view name) {
+                                                          std::string_view name) {
     return textOf(ax_.copyAttributeValue(element, name));
 }
 
 std::optional<bool> CodexTreeSearch::flagAttribute(const AXElement& element,
-                                                      std::string_view name) {
+                                                   std::string_view name) {
     return flagOf(ax_.copyAttributeValue(element, name));
 }
 
-std::optional<std::vector<AXElement>> CodexTreeSearch::childrenAttribute(
-    const AXElement& element) {
+std::optional<std::vector<AXElement>> CodexTreeSearch::childrenAttribute(const AXElement& element) {
     const AXAttributeResult result = ax_.copyAttributeValue(element, ax::children);
     if (const auto* children = result.get<std::vector<AXElement>>()) {
         return *children;
@@ -39,12 +38,12 @@ std::optional<std::vector<AXElement>> CodexTreeSearch::childrenAttribute(
 }
 
 std::optional<Point> CodexTreeSearch::pointAttribute(const AXElement& element,
-                                                        std::string_view name) {
+                                                     std::string_view name) {
     return valueOf<Point>(ax_.copyAttributeValue(element, name));
 }
 
 std::optional<Size> CodexTreeSearch::sizeAttribute(const AXElement& element,
-                                                      std::string_view name) {
+                                                   std::string_view name) {
     return valueOf<Size>(ax_.copyAttributeValue(element, name));
 }
 

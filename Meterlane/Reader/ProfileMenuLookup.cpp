@@ -54,8 +54,8 @@ AXElement ProfileMenuLookup::menuAfterClick(const AXElement& application, const 
     const bool wholeWalkDue = (attempt > 0 && attempt % 3 == 0) || attempt >= lastAttempt;
     if (!known_.handles && !known_.path) {
         // Only a flag that reads false without error says the menu is not open yet.
-        const bool surelyClosed =
-            control && flagOf(search_.reads(control).expanded) == false && search_.reads(control).expanded.ok();
+        const bool surelyClosed = control && flagOf(search_.reads(control).expanded) == false &&
+                                  search_.reads(control).expanded.ok();
         if (surelyClosed && !wholeWalkDue) {
             return {};
         }
@@ -142,7 +142,7 @@ std::vector<AXElement> ProfileMenuLookup::menusAlongTheWay(const AXElement& appl
 }
 
 std::optional<FoundProfileMenuWay> ProfileMenuLookup::locate(const AXElement& application,
-                                                            const AXElement& menu) {
+                                                             const AXElement& menu) {
     // From the menu's parent up to the container just below the application.
     std::vector<AXElement> chain;
     AXElement current = menu;

@@ -25,8 +25,8 @@ enum class ElementLookupMode { literal, fast };
 // process, or by the way stored at an earlier launch), walking the whole application only on
 // every third attempt and on the last one. Where nothing is known yet, they wait for the clicked
 // control to say it is expanded before they walk: a walk started while the menu is still opening
-// passes its place before it is there, and a walk takes seconds when Codex is slow to answer. Everything that decides whether the run may type
-// stays a complete walk, in the run itself.
+// passes its place before it is there, and a walk takes seconds when Codex is slow to answer.
+// Everything that decides whether the run may type stays a complete walk, in the run itself.
 //
 // A lookup lives inside one job on the accessibility worker: it holds a copy of what the memory
 // knew, and hands what it finds back for the main queue to keep.

@@ -63,9 +63,9 @@ void RefreshRun::start() {
 
 void RefreshRun::traceStart() {
     recordRefreshStage("refresh requested");
-    recordRefreshStage("eligibility and safety evaluation passed",
-                       "menu presence: " +
-                           std::string(rawValue(uiState_.profileMenuPresenceAtStart)));
+    recordRefreshStage(
+        "eligibility and safety evaluation passed",
+        "menu presence: " + std::string(rawValue(uiState_.profileMenuPresenceAtStart)));
     recordRefreshTiming("refresh requested");
 }
 
@@ -222,8 +222,8 @@ RefreshRun::TargetLook RefreshRun::lookAtTarget(CodexTreeSearch& search,
     if (look.inspection.presence == RefreshMenuPresence::open) {
         if (search.usageRemainingIsExpanded(application, schema)) {
             // The run never opened this menu; the modes look for it the same way.
-            look.usage = lookAtUsage(search, application, ElementLookupMode::literal, {},
-                                     directProfile);
+            look.usage =
+                lookAtUsage(search, application, ElementLookupMode::literal, {}, directProfile);
         }
         return look;
     }
@@ -239,7 +239,8 @@ RefreshRun::TargetLook RefreshRun::lookAtTarget(CodexTreeSearch& search,
         return look;
     }
     const Rect& frame = *look.controlFrame;
-    look.point = {frame.origin.x + frame.size.width * 0.5, frame.origin.y + frame.size.height * 0.5};
+    look.point = {frame.origin.x + frame.size.width * 0.5,
+                  frame.origin.y + frame.size.height * 0.5};
     look.hitAccepted = clickTargetAccepted(search, application, look.control, frame, look.point);
     return look;
 }
@@ -370,8 +371,8 @@ void RefreshRun::verifySyntheticClickProfileMenu(const RunningApplication& codex
     readTree(
         codex,
         [mode = lookupMode_, known = profileMenuMemory_.way(codex), control = profileControl_,
-         attempt, direct = readsDirectProfileUsage()](CodexTreeSearch& tree,
-                                                      const AXElement& application) {
+         attempt,
+         direct = readsDirectProfileUsage()](CodexTreeSearch& tree, const AXElement& application) {
             ProfileMenuLookup lookup(tree, mode, known);
             MenuLook look;
             look.menu = lookup.menuAfterClick(application, control, attempt, lastPollAttempt);

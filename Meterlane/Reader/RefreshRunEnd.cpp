@@ -44,8 +44,9 @@ void RefreshRun::restoreOwnedCodexMenuAfterRead(const std::optional<RunningAppli
     readTree(
         *codex,
         [mode = lookupMode_, opened = uiState_.openedMenu](CodexTreeSearch& tree,
-                                                          const AXElement& application) {
-            const AXElement menuNow = ProfileMenuLookup(tree, mode).profileMenu(application, opened);
+                                                           const AXElement& application) {
+            const AXElement menuNow =
+                ProfileMenuLookup(tree, mode).profileMenu(application, opened);
             return menuNow && menuNow == opened;
         },
         [this, app = *codex, cause](bool menuStillOurs) {
@@ -72,9 +73,8 @@ void RefreshRun::dismissOwnedMenu(const RunningApplication& codex,
         completeRefreshAfterRead(cause);
         return;
     }
-    scheduleAutomation(restorationWait, [this, codex, cause] {
-        verifyOwnedCodexMenuRestoration(codex, cause);
-    });
+    scheduleAutomation(restorationWait,
+                       [this, codex, cause] { verifyOwnedCodexMenuRestoration(codex, cause); });
 }
 
 void RefreshRun::verifyOwnedCodexMenuRestoration(const RunningApplication& codex,

@@ -16,16 +16,15 @@ void RefreshRun::beginUsageKeyboardFocusExperiment(const RunningApplication& cod
     retryUsageKeyboardReadiness(codex, attempt, std::move(alreadyRead));
 }
 
-RefreshRun::FocusLook RefreshRun::lookAtFocus(CodexTreeSearch& search,
-                                              const AXElement& application, ElementLookupMode mode,
-                                              const AXElement& openedMenu) {
+RefreshRun::FocusLook RefreshRun::lookAtFocus(CodexTreeSearch& search, const AXElement& application,
+                                              ElementLookupMode mode, const AXElement& openedMenu) {
     return lookForUsageItem(search,
                             ProfileMenuLookup(search, mode).profileMenu(application, openedMenu));
 }
 
-RefreshRun::UsageLook RefreshRun::lookAtUsage(CodexTreeSearch& search,
-                                              const AXElement& application, ElementLookupMode mode,
-                                              const AXElement& openedMenu, bool directProfile) {
+RefreshRun::UsageLook RefreshRun::lookAtUsage(CodexTreeSearch& search, const AXElement& application,
+                                              ElementLookupMode mode, const AXElement& openedMenu,
+                                              bool directProfile) {
     ProfileMenuLookup lookup(search, mode);
     const AXElement menu = directProfile ? lookup.profileMenu(application, openedMenu)
                                          : lookup.usageRemainingMenu(application, openedMenu);
@@ -81,7 +80,7 @@ void RefreshRun::retryUsageKeyboardReadiness(const RunningApplication& codex, in
     readTree(
         codex,
         [mode = lookupMode_, opened = uiState_.openedMenu](CodexTreeSearch& tree,
-                                                          const AXElement& application) {
+                                                           const AXElement& application) {
             return lookAtFocus(tree, application, mode, opened);
         },
         [this, codex, attempt](FocusLook look) { focusUsageItem(codex, look, attempt); });
@@ -163,8 +162,8 @@ void RefreshRun::verifyUsageKeyboardActivation(const RunningApplication& codex,
         [mode = lookupMode_, opened = uiState_.openedMenu, schema = schema()](
             CodexTreeSearch& tree, const AXElement& application) {
             ExpansionLook look;
-            look.expanded = ProfileMenuLookup(tree, mode).usageRemainingIsExpanded(
-                application, opened, schema);
+            look.expanded =
+                ProfileMenuLookup(tree, mode).usageRemainingIsExpanded(application, opened, schema);
             if (look.expanded) {
                 look.usage = lookAtUsage(tree, application, mode, opened, false);
             }

@@ -307,9 +307,10 @@ std::vector<StatisticsRow> statisticsRows(const std::string& out) {
 TEST_F(Simulate, RefreshesShowTheirCostAndOnlyTheFirstEverOnePaysForTheSearch) {
     for (const std::string latency : {"1", "10"}) {
         const std::vector<std::string> arguments{
-            "simulate",    "--virtual", "--scenario", "manual",     "--plan",
-            "plus",        "--defaults", path("d-" + latency + ".json"), "--ax-latency", latency,
-            "--refreshes", "3",          "--stats"};
+            "simulate",     "--virtual", "--scenario",  "manual",
+            "--plan",       "plus",      "--defaults",  path("d-" + latency + ".json"),
+            "--ax-latency", latency,     "--refreshes", "3",
+            "--stats"};
         const double seconds = std::stod(latency) / 1000.0;
         for (const bool restarted : {false, true}) {
             const ToolResult result = run(arguments);

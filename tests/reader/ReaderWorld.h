@@ -39,13 +39,21 @@ struct ReaderWorld {
     }
 
     ReaderEnvironment environment() {
-        return ReaderEnvironment{
-            codex, input, workspace, time, time, log, preferences, notifications, [this] {
-                char text[40];
-                std::snprintf(text, sizeof text, "%08X-0000-4000-8000-000000000000", ++uuids);
-                return std::string(text);
-            },
-            &worker};
+        return ReaderEnvironment{codex,
+                                 input,
+                                 workspace,
+                                 time,
+                                 time,
+                                 log,
+                                 preferences,
+                                 notifications,
+                                 [this] {
+                                     char text[40];
+                                     std::snprintf(text, sizeof text,
+                                                   "%08X-0000-4000-8000-000000000000", ++uuids);
+                                     return std::string(text);
+                                 },
+                                 &worker};
     }
 
     // A reader with its plan chosen and automatic refresh off unless a test wants it.

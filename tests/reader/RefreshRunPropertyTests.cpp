@@ -267,7 +267,8 @@ RunRecord playDraw(uint32_t draw, ElementLookupMode mode, Ending& ending, Inside
         // snapshot, or the one the run had committed before it was abandoned.
         reader.setCodexPlan(s.plan);
         const QuotaSchema schema = PlanQuotaConfiguration::configuration(s.plan).schema;
-        EXPECT_TRUE(reader.snapshot() == before || isCompleteUsageSnapshot(reader.snapshot(), schema))
+        EXPECT_TRUE(reader.snapshot() == before ||
+                    isCompleteUsageSnapshot(reader.snapshot(), schema))
             << name << ": lost the snapshot";
     } else if (!outcome || !outcome->isCommitted()) {
         EXPECT_TRUE(outcome.has_value()) << name;
@@ -300,7 +301,8 @@ TEST_P(RefreshRunProperty, SafeAndTheSameWithLiteralAndFastLookups) {
         bool comparable = false;
         const RunRecord literal =
             playDraw(draw, ElementLookupMode::literal, literalEnding, inside, comparable);
-        const RunRecord fast = playDraw(draw, ElementLookupMode::fast, fastEnding, inside, comparable);
+        const RunRecord fast =
+            playDraw(draw, ElementLookupMode::fast, fastEnding, inside, comparable);
         const std::string name = "draw " + std::to_string(draw);
         if (comparable) {
             ASSERT_EQ(fast.outcome, literal.outcome) << name;
@@ -320,10 +322,10 @@ TEST_P(RefreshRunProperty, SafeAndTheSameWithLiteralAndFastLookups) {
     EXPECT_GT(endings[2], runs / 50);
     EXPECT_GT(inside.input, runs / 20);
     EXPECT_GT(inside.planChanges + inside.automaticOff, runs / 100);
-    std::printf("property runs: %zu committed, %zu deferred, %zu failed; inside jobs: %zu inputs, "
-                "%zu plan changes, %zu switched off\n",
-                endings[0], endings[1], endings[2], inside.input, inside.planChanges,
-                inside.automaticOff);
+    std::printf(
+        "property runs: %zu committed, %zu deferred, %zu failed; inside jobs: %zu inputs, "
+        "%zu plan changes, %zu switched off\n",
+        endings[0], endings[1], endings[2], inside.input, inside.planChanges, inside.automaticOff);
 }
 
 INSTANTIATE_TEST_SUITE_P(Shards, RefreshRunProperty, testing::Range(0u, shards));

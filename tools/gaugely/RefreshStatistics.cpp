@@ -76,8 +76,7 @@ void RefreshStatistics::itemRan(const WorkItemReport& report) {
     }
     if (running_) {
         refreshes_[*running_].roundTrips = codex_.roundTrips() - roundTripBase_[*running_];
-        refreshes_[*running_].blockedSeconds =
-            codex_.answeringSeconds() - blockedBase_[*running_];
+        refreshes_[*running_].blockedSeconds = codex_.answeringSeconds() - blockedBase_[*running_];
     }
     startedInItem_.clear();
     endedInItem_.clear();

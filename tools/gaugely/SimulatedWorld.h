@@ -44,9 +44,9 @@ struct SimulatedWorld {
 
     // Builds the reader; it restores what the store holds, as the app does at launch.
     UsageReader& launchReader() {
-        reader = std::make_unique<UsageReader>(ReaderEnvironment{
-            codex, input, workspace, time, time, log, preferences, notifications, makeUUID,
-            &accessibilityWorker});
+        reader = std::make_unique<UsageReader>(
+            ReaderEnvironment{codex, input, workspace, time, time, log, preferences, notifications,
+                              makeUUID, &accessibilityWorker});
         return *reader;
     }
 
