@@ -170,7 +170,7 @@ class RefreshRun {
                 const AXElement application = search.applicationElement(pid);
                 return read(search, application);
             },
-            [this, then = std::move(then)](auto result) mutable { then(std::move(result)); });
+            std::move(then));
     }
 
     // Steps, in run order.
