@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 #include <memory>
+#include <optional>
 
 #import "Meterlane/App/GaugelyPopoverController.h"
 #import "Meterlane/App/GaugelySettingsWindowController.h"
@@ -16,6 +17,7 @@
 #include "Meterlane/Startup/SingleInstance.h"
 #include "Meterlane/Verification/DiagnosticsText.h"
 #include "Meterlane/macOS/MacAccessibility.h"
+#include "Meterlane/macOS/MacAccessibilityWorker.h"
 #include "Meterlane/macOS/MacAlertPresenter.h"
 #include "Meterlane/macOS/MacBundleInformation.h"
 #include "Meterlane/macOS/MacClock.h"
@@ -65,6 +67,9 @@ struct MacPlatform {
     // menu turns up (make mac-verify).
     gaugely::TimedAccessibility timedAccessibility{accessibility, clock};
     gaugely::TreeWhereabouts whereabouts;
+    // The refresh's accessibility calls, on a serial queue of their own over the port the reader
+    // uses (the stopwatch's, when verifying). Made once that choice is known; goes before both.
+    std::optional<gaugely::MacAccessibilityWorker> accessibilityWorker;
     gaugely::MacPreferences preferences;
     gaugely::MacUserNotificationCenter notifications;
     gaugely::MacBundleInformation bundle;
@@ -159,6 +164,7 @@ NSMenu* mainMenu(const std::vector<gaugely::AppMenu>& menus) {
     gaugely::Accessibility& accessibility =
         verifying ? static_cast<gaugely::Accessibility&>(platform.timedAccessibility)
                   : platform.accessibility;
+    platform.accessibilityWorker.emplace(accessibility);
 
     __weak GaugelyAppDelegate* weakSelf = self;
     gaugely::SettingsWindowSurface settingsWindow{
@@ -176,7 +182,8 @@ NSMenu* mainMenu(const std::vector<gaugely::AppMenu>& menus) {
     gaugely::AppPorts ports{
         gaugely::ReaderEnvironment{accessibility, platform.input, platform.workspace,
                                    platform.mainQueue, platform.clock, platform.traces,
-                                   platform.preferences, platform.notifications, newUUID},
+                                   platform.preferences, platform.notifications, newUUID,
+                                   &*platform.accessibilityWorker},
         platform.bundle,
         platform.updates,
         platform.timeFormatter,

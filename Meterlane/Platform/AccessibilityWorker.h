@@ -143,4 +143,29 @@ class WorkerAccessibility final : public Accessibility {
     bool processTimeoutSet_ = false;
 };
 
+// A worker for tools that keep every round trip on the main thread: each job runs at once, inside
+// the step that hands it over, and its result still comes back as a main-queue work item of its
+// own, so the run's steps are the same as with a real worker.
+class InlineAccessibilityWorker final : public AccessibilityWorker {
+  public:
+    InlineAccessibilityWorker(Accessibility& port, MainQueue& mainQueue)
+        : port_(port), mainQueue_(mainQueue) {}
+
+  protected:
+    AccessibilityJobHandle enqueue(std::shared_ptr<AccessibilityJob> job) override {
+        job->run(port_);
+        job->run = nullptr;
+        return mainQueue_.async([job] {
+            if (const std::function<void()> deliver = std::move(job->deliver)) {
+                job->deliver = nullptr;
+                deliver();
+            }
+        });
+    }
+
+  private:
+    Accessibility& port_;
+    MainQueue& mainQueue_;
+};
+
 }  // namespace gaugely

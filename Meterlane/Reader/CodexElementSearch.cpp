@@ -15,7 +15,7 @@ using codexVocabulary::isUsageRemainingLine;
 
 }  // namespace
 
-const CodexElementSearch::ElementReads& CodexElementSearch::reads(const AXElement& element) {
+const CodexTreeSearch::ElementReads& CodexTreeSearch::reads(const AXElement& element) {
     if (const auto found = reads_.find(element); found != reads_.end()) {
         return found->second;
     }
@@ -30,13 +30,12 @@ const CodexElementSearch::ElementReads& CodexElementSearch::reads(const AXElemen
     return reads_.emplace(element, std::move(entry)).first->second;
 }
 
-std::optional<std::string> CodexElementSearch::roleOf(const AXElement& element) {
+std::optional<std::string> CodexTreeSearch::roleOf(const AXElement& element) {
     return textOf(reads(element).role);
 }
 
 template <class Visitor>
-CodexElementSearch::WalkEnd CodexElementSearch::walk(const AXElement& root, int budget,
-                                                     Visitor&& visit) {
+CodexTreeSearch::WalkEnd CodexTreeSearch::walk(const AXElement& root, int budget, Visitor&& visit) {
     std::vector<AXElement> stack{root};
     bool dropped = false;
     int examined = 0;
@@ -71,7 +70,7 @@ CodexElementSearch::WalkEnd CodexElementSearch::walk(const AXElement& root, int 
     return {};
 }
 
-AXElement CodexElementSearch::profileMenuControl(const AXElement& application) {
+AXElement CodexTreeSearch::profileMenuControl(const AXElement& application) {
     AXElement found;
     walk(application, applicationBudget, [&](const AXElement& element, const ElementReads& r) {
         if (textOf(r.role) != ax::popUpButtonRole) {
@@ -87,7 +86,7 @@ AXElement CodexElementSearch::profileMenuControl(const AXElement& application) {
     return found;
 }
 
-AXElement CodexElementSearch::profileMenuElement(const AXElement& application) {
+AXElement CodexTreeSearch::profileMenuElement(const AXElement& application) {
     AXElement found;
     walk(application, applicationBudget, [&](const AXElement& element, const ElementReads& r) {
         if (textOf(r.role) == ax::menuRole && isProfileLabel(textOf(r.title))) {
@@ -99,7 +98,7 @@ AXElement CodexElementSearch::profileMenuElement(const AXElement& application) {
     return found;
 }
 
-RefreshMenuInspection CodexElementSearch::profileMenuInspection(const AXElement& application) {
+RefreshMenuInspection CodexTreeSearch::profileMenuInspection(const AXElement& application) {
     int recognizedMenus = 0;
     bool unknownMenu = false;
     bool controlFound = false;
@@ -157,7 +156,7 @@ RefreshMenuInspection CodexElementSearch::profileMenuInspection(const AXElement&
             RefreshTraversalResult::complete};
 }
 
-std::vector<std::string> CodexElementSearch::orderedMenuText(const AXElement& root) {
+std::vector<std::string> CodexTreeSearch::orderedMenuText(const AXElement& root) {
     std::vector<std::string> lines;
     walk(root, menuTextBudget, [&](const AXElement&, const ElementReads& r) {
         for (const AXAttributeResult* field : {&r.title, &r.value, &r.description}) {
@@ -176,7 +175,7 @@ std::vector<std::string> CodexElementSearch::orderedMenuText(const AXElement& ro
     return lines;
 }
 
-AXElement CodexElementSearch::usageRemainingMenu(const AXElement& application) {
+AXElement CodexTreeSearch::usageRemainingMenu(const AXElement& application) {
     AXElement found;
     walk(application, applicationBudget, [&](const AXElement& element, const ElementReads& r) {
         if (textOf(r.role) != ax::menuRole) {
@@ -193,7 +192,7 @@ AXElement CodexElementSearch::usageRemainingMenu(const AXElement& application) {
     return found;
 }
 
-AXElement CodexElementSearch::usageRemainingControl(const AXElement& application) {
+AXElement CodexTreeSearch::usageRemainingControl(const AXElement& application) {
     AXElement found;
     walk(application, applicationBudget, [&](const AXElement& element, const ElementReads& r) {
         if (textOf(r.role) != ax::menuRole) {
@@ -212,7 +211,7 @@ AXElement CodexElementSearch::usageRemainingControl(const AXElement& application
     return found;
 }
 
-AXElement CodexElementSearch::labeledUsageControl(const AXElement& menu) {
+AXElement CodexTreeSearch::labeledUsageControl(const AXElement& menu) {
     AXElement found;
     walk(menu, menuSearchBudget, [&](const AXElement& element, const ElementReads& r) {
         for (const AXAttributeResult* field : {&r.title, &r.value, &r.description}) {
@@ -230,7 +229,7 @@ AXElement CodexElementSearch::labeledUsageControl(const AXElement& menu) {
     return found;
 }
 
-AXElement CodexElementSearch::proUsageProfileMenuItem(const AXElement& menu) {
+AXElement CodexTreeSearch::proUsageProfileMenuItem(const AXElement& menu) {
     AXElement found;
     walk(menu, menuSearchBudget, [&](const AXElement& element, const ElementReads& r) {
         if (textOf(r.role) == ax::menuItemRole) {
@@ -247,8 +246,8 @@ AXElement CodexElementSearch::proUsageProfileMenuItem(const AXElement& menu) {
     return found;
 }
 
-AXElement CodexElementSearch::nearestPressableMenuAncestor(const AXElement& from,
-                                                           const AXElement& within) {
+AXElement CodexTreeSearch::nearestPressableMenuAncestor(const AXElement& from,
+                                                        const AXElement& within) {
     AXElement current = from;
     for (int step = 0; step < pressableClimbSteps && current; ++step) {
         if (roleOf(current) == ax::menuItemRole) {
@@ -270,7 +269,7 @@ AXElement CodexElementSearch::nearestPressableMenuAncestor(const AXElement& from
     return {};
 }
 
-bool CodexElementSearch::isSameOrDescendant(const AXElement& element, const AXElement& ancestor) {
+bool CodexTreeSearch::isSameOrDescendant(const AXElement& element, const AXElement& ancestor) {
     AXElement current = element;
     for (int step = 0; step < descendantClimbSteps && current; ++step) {
         if (current == ancestor) {
@@ -285,7 +284,7 @@ bool CodexElementSearch::isSameOrDescendant(const AXElement& element, const AXEl
     return false;
 }
 
-std::vector<AXElement> CodexElementSearch::menuItems(const AXElement& menu) {
+std::vector<AXElement> CodexTreeSearch::menuItems(const AXElement& menu) {
     std::vector<AXElement> items;
     const auto* children = reads(menu).children.get<std::vector<AXElement>>();
     if (children == nullptr) {
@@ -299,16 +298,15 @@ std::vector<AXElement> CodexElementSearch::menuItems(const AXElement& menu) {
     return items;
 }
 
-std::optional<std::string> CodexElementSearch::title(const AXElement& element) {
+std::optional<std::string> CodexTreeSearch::title(const AXElement& element) {
     return textOf(reads(element).title);
 }
 
-bool CodexElementSearch::usageRemainingIsExpanded(const AXElement& application,
-                                                  QuotaSchema schema) {
+bool CodexTreeSearch::usageRemainingIsExpanded(const AXElement& application, QuotaSchema schema) {
     return usageSectionIsExpanded(profileMenuElement(application), schema);
 }
 
-bool CodexElementSearch::usageSectionIsExpanded(const AXElement& menu, QuotaSchema schema) {
+bool CodexTreeSearch::usageSectionIsExpanded(const AXElement& menu, QuotaSchema schema) {
     if (!menu) {
         return false;
     }

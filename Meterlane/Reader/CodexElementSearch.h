@@ -27,13 +27,14 @@ inline std::optional<bool> flagOf(const AXAttributeResult& result) {
     return std::nullopt;
 }
 
-// Finds Codex and the few elements a refresh needs in its accessibility tree. Every search is a
-// bounded depth-first walk, so a huge, deep or cyclic tree cannot stall the reader.
+// Finds the few elements a refresh needs in Codex's accessibility tree. Every search is a bounded
+// depth-first walk, so a huge, deep or cyclic tree cannot stall the reader.
 //
 // Each accessibility call is a blocking round trip to Codex, so an element's attributes are read
 // in one call and kept until `forgetReads()`: the walks of one step then share their reads. The
 // reader forgets at every step boundary, because Codex's tree changes as menus open and close.
-class CodexElementSearch {
+// It touches nothing but the port, so a job on the accessibility worker makes one of its own.
+class CodexTreeSearch {
   public:
     static constexpr int applicationBudget = 2500;
     static constexpr int menuTextBudget = 400;
@@ -49,8 +50,7 @@ class CodexElementSearch {
     // hung one costs a walk one call of 2 s rather than the system's default of about 6 s.
     static constexpr double messagingTimeoutSeconds = 2.0;
 
-    CodexElementSearch(Accessibility& accessibility, Workspace& workspace)
-        : ax_(accessibility), workspace_(workspace) {}
+    explicit CodexTreeSearch(Accessibility& accessibility) : ax_(accessibility) {}
 
     void forgetReads() { reads_.clear(); }
 
@@ -65,15 +65,18 @@ class CodexElementSearch {
     [[nodiscard]] std::optional<Size> sizeAttribute(const AXElement& element,
                                                     std::string_view name);
     [[nodiscard]] std::vector<std::string> actionNames(const AXElement& element);
+    // The hit test, as the port does it.
+    [[nodiscard]] AXElementAtPositionResult elementAtPosition(const AXElement& application,
+                                                              Point point) {
+        return ax_.elementAtPosition(application, point);
+    }
     // The element's frame from its position and size, when both are readable.
     [[nodiscard]] std::optional<Rect> frame(const AXElement& element);
 
-    [[nodiscard]] std::optional<RunningApplication> findCodexApplication();
     // Codex's application element, made afresh, with the messaging timeout set on it. A timeout
     // covers only the element it is set on, not the elements read through it, so the first call
     // also sets it as this process's default.
-    [[nodiscard]] AXElement applicationElement(const RunningApplication& codex);
-    [[nodiscard]] bool isCodexFrontmost();
+    [[nodiscard]] AXElement applicationElement(ProcessID codex);
 
     [[nodiscard]] AXElement profileMenuControl(const AXElement& application);
     [[nodiscard]] AXElement profileMenuElement(const AXElement& application);
@@ -121,9 +124,25 @@ class CodexElementSearch {
     std::optional<std::string> roleOf(const AXElement& element);
 
     Accessibility& ax_;
-    Workspace& workspace_;
     bool processTimeoutSet_ = false;
     std::unordered_map<AXElement, ElementReads, AXElementHash> reads_;
+};
+
+// The tree search with Codex's place among the running applications, which only the main queue
+// may ask the workspace about.
+class CodexElementSearch : public CodexTreeSearch {
+  public:
+    CodexElementSearch(Accessibility& accessibility, Workspace& workspace)
+        : CodexTreeSearch(accessibility), workspace_(workspace) {}
+
+    [[nodiscard]] std::optional<RunningApplication> findCodexApplication();
+    [[nodiscard]] AXElement applicationElement(const RunningApplication& codex) {
+        return CodexTreeSearch::applicationElement(codex.processIdentifier);
+    }
+    [[nodiscard]] bool isCodexFrontmost();
+
+  private:
+    Workspace& workspace_;
 };
 
 }  // namespace gaugely

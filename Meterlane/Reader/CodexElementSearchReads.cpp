@@ -19,18 +19,17 @@ std::optional<T> valueOf(const AXAttributeResult& result) {
 
 }  // namespace
 
-std::optional<std::string> CodexElementSearch::textAttribute(const AXElement& element,
-                                                             std::string_view name) {
+std::optional<std::string> CodexTreeSearch::textAttribute(const AXElement& element,
+                                                          std::string_view name) {
     return textOf(ax_.copyAttributeValue(element, name));
 }
 
-std::optional<bool> CodexElementSearch::flagAttribute(const AXElement& element,
-                                                      std::string_view name) {
+std::optional<bool> CodexTreeSearch::flagAttribute(const AXElement& element,
+                                                   std::string_view name) {
     return flagOf(ax_.copyAttributeValue(element, name));
 }
 
-std::optional<std::vector<AXElement>> CodexElementSearch::childrenAttribute(
-    const AXElement& element) {
+std::optional<std::vector<AXElement>> CodexTreeSearch::childrenAttribute(const AXElement& element) {
     const AXAttributeResult result = ax_.copyAttributeValue(element, ax::children);
     if (const auto* children = result.get<std::vector<AXElement>>()) {
         return *children;
@@ -38,21 +37,21 @@ std::optional<std::vector<AXElement>> CodexElementSearch::childrenAttribute(
     return std::nullopt;
 }
 
-std::optional<Point> CodexElementSearch::pointAttribute(const AXElement& element,
-                                                        std::string_view name) {
+std::optional<Point> CodexTreeSearch::pointAttribute(const AXElement& element,
+                                                     std::string_view name) {
     return valueOf<Point>(ax_.copyAttributeValue(element, name));
 }
 
-std::optional<Size> CodexElementSearch::sizeAttribute(const AXElement& element,
-                                                      std::string_view name) {
+std::optional<Size> CodexTreeSearch::sizeAttribute(const AXElement& element,
+                                                   std::string_view name) {
     return valueOf<Size>(ax_.copyAttributeValue(element, name));
 }
 
-std::vector<std::string> CodexElementSearch::actionNames(const AXElement& element) {
+std::vector<std::string> CodexTreeSearch::actionNames(const AXElement& element) {
     return ax_.copyActionNames(element).value_or(std::vector<std::string>{});
 }
 
-std::optional<Rect> CodexElementSearch::frame(const AXElement& element) {
+std::optional<Rect> CodexTreeSearch::frame(const AXElement& element) {
     static constexpr std::array<std::string_view, 2> names{ax::position, ax::size};
     const std::vector<AXAttributeResult> results = ax_.copyMultipleAttributeValues(element, names);
     if (results.size() != names.size()) {
@@ -76,12 +75,12 @@ std::optional<RunningApplication> CodexElementSearch::findCodexApplication() {
     return std::nullopt;
 }
 
-AXElement CodexElementSearch::applicationElement(const RunningApplication& codex) {
+AXElement CodexTreeSearch::applicationElement(ProcessID codex) {
     if (!processTimeoutSet_) {
         processTimeoutSet_ = ax_.setMessagingTimeout(ax_.systemWideElement(),
                                                      messagingTimeoutSeconds) == ax::success;
     }
-    AXElement application = ax_.applicationElement(codex.processIdentifier);
+    AXElement application = ax_.applicationElement(codex);
     if (application) {
         (void)ax_.setMessagingTimeout(application, messagingTimeoutSeconds);
     }

@@ -46,33 +46,36 @@ bool ProfileMenuLookup::usageRemainingIsExpanded(const AXElement& application,
     return search_.usageRemainingIsExpanded(application, schema);
 }
 
-AXElement ProfileMenuLookup::menuAfterClick(const RunningApplication& codex,
-                                            const AXElement& application, int attempt,
-                                            int lastAttempt) {
+AXElement ProfileMenuLookup::menuAfterClick(const AXElement& application, const AXElement& control,
+                                            int attempt, int lastAttempt) {
     if (mode_ == ElementLookupMode::literal) {
         return search_.profileMenuElement(application);
     }
-    const ProfileMenuMemory::Where where = memory_.locate(codex);
-    if (!where.handles && !where.path) {
+    const bool wholeWalkDue = (attempt > 0 && attempt % 3 == 0) || attempt >= lastAttempt;
+    if (!known_.handles && !known_.path) {
+        // Only a flag that reads false without error says the menu is not open yet.
+        const bool surelyClosed = control && flagOf(search_.reads(control).expanded) == false &&
+                                  search_.reads(control).expanded.ok();
+        if (surelyClosed && !wholeWalkDue) {
+            return {};
+        }
         return search_.profileMenuElement(application);
     }
-    const std::vector<AXElement> menus = menusAtRememberedLocation(application, where);
+    const std::vector<AXElement> menus = menusAtRememberedLocation(application);
     if (menus.size() == 1) {
         return menus.front();
     }
     // Two candidates, or none where the menu was last time: only a whole walk can tell which
     // menu the literal look would find, and it is paid for on every third attempt and the last.
-    const bool wholeWalkDue = (attempt > 0 && attempt % 3 == 0) || attempt >= lastAttempt;
     if (menus.size() > 1 || wholeWalkDue) {
         return search_.profileMenuElement(application);
     }
     return {};
 }
 
-std::vector<AXElement> ProfileMenuLookup::menusAtRememberedLocation(
-    const AXElement& application, const ProfileMenuMemory::Where& where) {
-    if (where.handles) {
-        const std::vector<AXElement>& containers = where.handles->containers;
+std::vector<AXElement> ProfileMenuLookup::menusAtRememberedLocation(const AXElement& application) {
+    if (known_.handles) {
+        const std::vector<AXElement>& containers = *known_.handles;
         return menusAlongTheWay(
             application, containers.size(),
             [&](std::size_t depth,
@@ -86,7 +89,7 @@ std::vector<AXElement> ProfileMenuLookup::menusAtRememberedLocation(
     }
     // A way from an earlier launch holds where each container is still at its place with its
     // role; what is then found below it is checked as this process's own handles would be.
-    const std::vector<ProfileMenuPathStep>& steps = where.path->containers;
+    const std::vector<ProfileMenuPathStep>& steps = *known_.path;
     return menusAlongTheWay(
         application, steps.size(),
         [&](std::size_t depth,
@@ -138,24 +141,25 @@ std::vector<AXElement> ProfileMenuLookup::menusAlongTheWay(const AXElement& appl
     return menus;
 }
 
-void ProfileMenuLookup::remember(const RunningApplication& codex, const AXElement& application,
-                                 const AXElement& menu) {
+std::optional<FoundProfileMenuWay> ProfileMenuLookup::locate(const AXElement& application,
+                                                             const AXElement& menu) {
     // From the menu's parent up to the container just below the application.
     std::vector<AXElement> chain;
     AXElement current = menu;
     for (int step = 0; step < CodexElementSearch::descendantClimbSteps; ++step) {
         const auto* parent = search_.reads(current).parent.get<AXElement>();
         if (parent == nullptr) {
-            return;
+            return std::nullopt;
         }
         if (*parent == application) {
             std::reverse(chain.begin(), chain.end());
-            memory_.learn(codex, chain, wayByPosition(application, chain));
-            return;
+            auto path = wayByPosition(application, chain);
+            return FoundProfileMenuWay{std::move(chain), std::move(path)};
         }
         chain.push_back(*parent);
         current = *parent;
     }
+    return std::nullopt;
 }
 
 std::optional<std::vector<ProfileMenuPathStep>> ProfileMenuLookup::wayByPosition(

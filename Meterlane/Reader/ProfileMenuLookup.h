@@ -1,5 +1,7 @@
 #pragma once
 
+#include <optional>
+#include <utility>
 #include <vector>
 
 #include "LowUsageNotificationSupport/QuotaSchema.h"
@@ -21,12 +23,17 @@ enum class ElementLookupMode { literal, fast };
 // counts as the profile menu when its role and title read without error as a menu titled "Open
 // profile menu". Before the menu appears, the polls look where it appeared last time (in this
 // process, or by the way stored at an earlier launch), walking the whole application only on
-// every third attempt and on the last one. Everything that decides whether the run may type
-// stays a complete walk, in the run itself.
+// every third attempt and on the last one. Where nothing is known yet, they wait for the clicked
+// control to say it is expanded before they walk: a walk started while the menu is still opening
+// passes its place before it is there, and a walk takes seconds when Codex is slow to answer.
+// Everything that decides whether the run may type stays a complete walk, in the run itself.
+//
+// A lookup lives inside one job on the accessibility worker: it holds a copy of what the memory
+// knew, and hands what it finds back for the main queue to keep.
 class ProfileMenuLookup {
   public:
-    ProfileMenuLookup(CodexElementSearch& search, ElementLookupMode mode, ProfileMenuMemory& memory)
-        : search_(search), mode_(mode), memory_(memory) {}
+    ProfileMenuLookup(CodexTreeSearch& search, ElementLookupMode mode, ProfileMenuWay known = {})
+        : search_(search), mode_(mode), known_(std::move(known)) {}
 
     ElementLookupMode mode() const { return mode_; }
 
@@ -37,14 +44,14 @@ class ProfileMenuLookup {
                                                const AXElement& openedMenu);
     [[nodiscard]] bool usageRemainingIsExpanded(const AXElement& application,
                                                 const AXElement& openedMenu, QuotaSchema schema);
-    // One poll for the menu after the click; none while it has not appeared (as far as this
-    // attempt looks).
-    [[nodiscard]] AXElement menuAfterClick(const RunningApplication& codex,
-                                           const AXElement& application, int attempt,
-                                           int lastAttempt);
-    // Keeps where `menu` sits below `application`, for the polls of later runs and launches.
-    void remember(const RunningApplication& codex, const AXElement& application,
-                  const AXElement& menu);
+    // One poll for the menu after the click on `control`; none while it has not appeared (as far
+    // as this attempt looks).
+    [[nodiscard]] AXElement menuAfterClick(const AXElement& application, const AXElement& control,
+                                           int attempt, int lastAttempt);
+    // Where `menu` sits below `application`, for the polls of later runs and launches; none when
+    // the climb does not reach the application.
+    [[nodiscard]] std::optional<FoundProfileMenuWay> locate(const AXElement& application,
+                                                            const AXElement& menu);
 
     // Whether `menu` still reads as the profile menu: role and title read without error.
     [[nodiscard]] bool isStillProfileMenu(const AXElement& menu);
@@ -56,16 +63,15 @@ class ProfileMenuLookup {
     template <class FindNext>
     std::vector<AXElement> menusAlongTheWay(const AXElement& application, std::size_t depth,
                                             FindNext&& next);
-    std::vector<AXElement> menusAtRememberedLocation(const AXElement& application,
-                                                     const ProfileMenuMemory::Where& where);
+    std::vector<AXElement> menusAtRememberedLocation(const AXElement& application);
     // Each container's place among its parent's children, with its role; none when the tree
     // cannot say (a child that its parent does not list).
     std::optional<std::vector<ProfileMenuPathStep>> wayByPosition(
         const AXElement& application, const std::vector<AXElement>& containers);
 
-    CodexElementSearch& search_;
+    CodexTreeSearch& search_;
     ElementLookupMode mode_;
-    ProfileMenuMemory& memory_;
+    ProfileMenuWay known_;
 };
 
 }  // namespace gaugely

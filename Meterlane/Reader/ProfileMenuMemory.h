@@ -45,6 +45,20 @@ struct StoredProfileMenuLocation {
     bool operator==(const StoredProfileMenuLocation&) const = default;
 };
 
+// What is known of where the menu appears, copied out of the memory so a job on the accessibility
+// worker can carry it: this process's handles, or else the way stored for Codex's version.
+struct ProfileMenuWay {
+    std::optional<std::vector<AXElement>> handles;
+    std::optional<std::vector<ProfileMenuPathStep>> path;
+};
+
+// Where a run found the menu: the containers below the application, and the way by position
+// (none when the tree could not describe it).
+struct FoundProfileMenuWay {
+    std::vector<AXElement> handles;
+    std::optional<std::vector<ProfileMenuPathStep>> path;
+};
+
 // "1.0.0 (100)" from a bundle's short version and build, either alone when the other is missing;
 // none when it has neither.
 [[nodiscard]] std::optional<std::string> applicationVersionText(const BundleInformation& bundle);
@@ -68,6 +82,17 @@ class ProfileMenuMemory {
         const StoredProfileMenuLocation* path = nullptr;
     };
     [[nodiscard]] Where locate(const RunningApplication& codex);
+    // The same, as a copy.
+    [[nodiscard]] ProfileMenuWay way(const RunningApplication& codex) {
+        const Where where = locate(codex);
+        ProfileMenuWay copy;
+        if (where.handles) {
+            copy.handles = where.handles->containers;
+        } else if (where.path) {
+            copy.path = where.path->containers;
+        }
+        return copy;
+    }
 
     // A run found the menu: below `handles` in this process, and by `path` (none when the tree
     // could not describe it). The way is stored when it is new and Codex's version is known.

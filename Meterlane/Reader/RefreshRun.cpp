@@ -21,10 +21,16 @@ RefreshRun::RefreshRun(RefreshRunHost& host, RefreshRunPorts ports, CodexElement
       ports_(ports),
       search_(search),
       kind_(kind),
-      lookup_(search, lookupMode, profileMenuMemory) {}
+      lookupMode_(lookupMode),
+      profileMenuMemory_(profileMenuMemory) {}
 
 QuotaSchema RefreshRun::schema() const {
     return PlanQuotaConfiguration::configuration(host_.planToRead()).schema;
+}
+
+bool RefreshRun::readsDirectProfileUsage() const {
+    return profileUsageReadStrategy(host_.planToRead()) ==
+           ProfileUsageReadStrategy::readDirectProfileUsagePercentage;
 }
 
 RefreshRun::~RefreshRun() = default;
@@ -33,17 +39,48 @@ void RefreshRun::start() {
     // Accepted now: the look at the menu below is part of the request's cost.
     const double requestedAt = ports_.clock.monotonicSeconds();
     timing_ = RefreshTiming{requestedAt, std::nullopt};
+    trace_ = RefreshTrace{host_.newTraceIdentifier(), kind_, requestedAt, {}};
     uiState_.host = search_.findCodexApplication();
-    if (uiState_.host) {
-        uiState_.profileMenuPresenceAtStart =
-            search_.profileMenuInspection(applicationElement(*uiState_.host)).presence;
+    if (!uiState_.host) {
+        traceStart();
+        return;
     }
-    beginRefreshTrace(kind_, uiState_.profileMenuPresenceAtStart);
-    trace_->requestedAt = requestedAt;
+    startLookPending_ = true;
+    readTree(
+        *uiState_.host,
+        [](CodexTreeSearch& tree, const AXElement& application) {
+            return tree.profileMenuInspection(application).presence;
+        },
+        [this](RefreshMenuPresence presence) {
+            uiState_.profileMenuPresenceAtStart = presence;
+            startLookPending_ = false;
+            traceStart();
+            if (proceedWanted_) {
+                proceed();
+            }
+        });
+}
+
+void RefreshRun::traceStart() {
+    recordRefreshStage("refresh requested");
+    recordRefreshStage(
+        "eligibility and safety evaluation passed",
+        "menu presence: " + std::string(rawValue(uiState_.profileMenuPresenceAtStart)));
     recordRefreshTiming("refresh requested");
 }
 
 void RefreshRun::proceed() {
+    if (startLookPending_) {
+        // The look at the menu may take a while; what the run does first shows at once.
+        proceedWanted_ = true;
+        if (isAutomatic()) {
+            setCountdown(countdownSeconds);
+            host_.showStatus(ReaderStatus::countingDown(countdownSeconds));
+        } else {
+            host_.showStatus(ReaderStatus::of(ReaderStatus::Kind::refreshing));
+        }
+        return;
+    }
     if (!isAutomatic()) {
         host_.showStatus(ReaderStatus::of(ReaderStatus::Kind::refreshing));
         clickProfileControlDynamically();
@@ -62,7 +99,6 @@ void RefreshRun::proceed() {
 }
 
 void RefreshRun::countdownTick(int second) {
-    search_.forgetReads();
     if (second >= countdownSeconds) {
         clickProfileControlDynamically();
         return;
@@ -82,10 +118,6 @@ void RefreshRun::setCountdown(std::optional<int> secondsLeft) {
     }
 }
 
-AXElement RefreshRun::applicationElement(const RunningApplication& codex) {
-    return search_.applicationElement(codex);
-}
-
 double RefreshRun::pollDelay(int attempt) {
     if (attempt <= 2) {
         return 0.05;
@@ -97,11 +129,8 @@ double RefreshRun::pollDelay(int attempt) {
 }
 
 void RefreshRun::scheduleAutomation(double after, std::function<void()> step) {
-    nextStep_ = ports_.mainQueue.asyncAfter(after, [this, step = std::move(step)] {
-        // Codex's tree may have changed since the last step: nothing read before is trusted.
-        search_.forgetReads();
-        step();
-    });
+    // Codex's tree may have changed since the last step: each step's job reads afresh.
+    nextStep_ = ports_.mainQueue.asyncAfter(after, [step = std::move(step)] { step(); });
 }
 
 void RefreshRun::pollAgain(int attempt, std::function<void(int)> step) {
@@ -166,20 +195,54 @@ void RefreshRun::clickProfileControlDynamically() {
                        [this, app = *codex] { hitTestAndClickProfileControl(app); });
 }
 
-bool RefreshRun::clickTargetAccepted(const AXElement& application, const AXElement& control,
-                                     const Rect& controlFrame, Point point) {
-    const AXElementAtPositionResult hit =
-        ports_.accessibility.elementAtPosition(application, point);
+bool RefreshRun::clickTargetAccepted(CodexTreeSearch& search, const AXElement& application,
+                                     const AXElement& control, const Rect& controlFrame,
+                                     Point point) {
+    const AXElementAtPositionResult hit = search.elementAtPosition(application, point);
     if (hit.error != ax::success || !hit.element) {
         return false;
     }
-    if (search_.isSameOrDescendant(hit.element, control)) {
+    if (search.isSameOrDescendant(hit.element, control)) {
         return true;
     }
     // Something drawn inside the control (its icon, say) may take the hit.
-    const auto hitFrame = search_.frame(hit.element);
+    const auto hitFrame = search.frame(hit.element);
     return hitFrame && !hitFrame->isEmpty() && controlFrame.contains(*hitFrame) &&
            hitFrame->contains(point) && controlFrame.contains(point);
+}
+
+RefreshRun::TargetLook RefreshRun::lookAtTarget(CodexTreeSearch& search,
+                                                const AXElement& application, QuotaSchema schema,
+                                                bool startUncertain, bool directProfile) {
+    TargetLook look;
+    look.inspection = search.profileMenuInspection(application);
+    if (look.inspection.traversal != RefreshTraversalResult::complete) {
+        return look;
+    }
+    if (look.inspection.presence == RefreshMenuPresence::open) {
+        if (search.usageRemainingIsExpanded(application, schema)) {
+            // The run never opened this menu; the modes look for it the same way.
+            look.usage =
+                lookAtUsage(search, application, ElementLookupMode::literal, {}, directProfile);
+        }
+        return look;
+    }
+    if (look.inspection.presence == RefreshMenuPresence::uncertain || startUncertain) {
+        return look;
+    }
+    look.control = search.profileMenuControl(application);
+    if (!look.control) {
+        return look;
+    }
+    look.controlFrame = search.frame(look.control);
+    if (!look.controlFrame || look.controlFrame->isEmpty()) {
+        return look;
+    }
+    const Rect& frame = *look.controlFrame;
+    look.point = {frame.origin.x + frame.size.width * 0.5,
+                  frame.origin.y + frame.size.height * 0.5};
+    look.hitAccepted = clickTargetAccepted(search, application, look.control, frame, look.point);
+    return look;
 }
 
 void RefreshRun::hitTestAndClickProfileControl(const RunningApplication& codex) {
@@ -191,8 +254,23 @@ void RefreshRun::hitTestAndClickProfileControl(const RunningApplication& codex) 
         return;
     }
     recordRefreshStage("target app resolved");
-    const AXElement application = applicationElement(codex);
-    const RefreshMenuInspection inspection = search_.profileMenuInspection(application);
+    const bool startUncertain =
+        uiState_.profileMenuPresenceAtStart == RefreshMenuPresence::uncertain;
+    readTree(
+        codex,
+        [schema = schema(), startUncertain, direct = readsDirectProfileUsage()](
+            CodexTreeSearch& tree, const AXElement& application) {
+            return lookAtTarget(tree, application, schema, startUncertain, direct);
+        },
+        [this, codex](TargetLook look) { clickAfterTargetLook(codex, look); });
+}
+
+void RefreshRun::clickAfterTargetLook(const RunningApplication& codex, const TargetLook& look) {
+    // The look took its time: the user may have come back to the keyboard meanwhile.
+    if (!automaticCountdownMayContinue()) {
+        return;
+    }
+    const RefreshMenuInspection& inspection = look.inspection;
     recordRefreshStage("target menu inspection",
                        "presence " + std::string(rawValue(inspection.presence)) + "; traversal " +
                            std::string(rawValue(inspection.traversal)));
@@ -206,11 +284,9 @@ void RefreshRun::hitTestAndClickProfileControl(const RunningApplication& codex) 
         if (!beginRealInputMonitoringForSyntheticSequence()) {
             return;
         }
-        if (search_.usageRemainingIsExpanded(application, schema())) {
+        if (look.usage) {
             recordRefreshTiming("Usage remaining already expanded");
-            readStableUsage(codex, 0,
-                            profileUsageReadStrategy(host_.planToRead()) ==
-                                ProfileUsageReadStrategy::readDirectProfileUsagePercentage);
+            readStableUsage(codex, 0, readsDirectProfileUsage(), look.usage);
         } else {
             deferRefreshForOpenProfileMenu();
         }
@@ -223,30 +299,37 @@ void RefreshRun::hitTestAndClickProfileControl(const RunningApplication& codex) 
         endThroughRestoration(codex, RefreshEndCause::menuStateUncertain);
         return;
     }
-
-    const AXElement control = search_.profileMenuControl(application);
-    if (!control) {
+    if (!look.control) {
         endThroughRestoration(codex, RefreshEndCause::profileControlNotFound);
         return;
     }
     recordRefreshStage("profile control found");
-    const std::optional<Rect> controlFrame = search_.frame(control);
-    if (!controlFrame || controlFrame->isEmpty()) {
+    if (!look.controlFrame || look.controlFrame->isEmpty()) {
         endThroughRestoration(codex, RefreshEndCause::profileControlInvalidBounds);
         return;
     }
-    const Point point{controlFrame->origin.x + controlFrame->size.width * 0.5,
-                      controlFrame->origin.y + controlFrame->size.height * 0.5};
-    if (!clickTargetAccepted(application, control, *controlFrame, point)) {
+    if (!look.hitAccepted) {
         endThroughRestoration(codex, RefreshEndCause::profileHitTestMismatch);
         return;
     }
+    profileControl_ = look.control;
     if (!beginRealInputMonitoringForSyntheticSequence()) {
         return;
     }
     // A fresh, complete look right before the click: the user may have opened the menu meanwhile.
-    search_.forgetReads();
-    if (!permitsToggle(search_.profileMenuInspection(application).presence)) {
+    readTree(
+        codex,
+        [](CodexTreeSearch& tree, const AXElement& application) {
+            return tree.profileMenuInspection(application).presence;
+        },
+        [this, codex, point = look.point](RefreshMenuPresence presence) {
+            clickIfMenuStillClosed(codex, point, presence);
+        });
+}
+
+void RefreshRun::clickIfMenuStillClosed(const RunningApplication& codex, Point point,
+                                        RefreshMenuPresence presence) {
+    if (!permitsToggle(presence)) {
         endThroughRestoration(codex, RefreshEndCause::menuStateChanged);
         return;
     }
@@ -259,7 +342,9 @@ void RefreshRun::hitTestAndClickProfileControl(const RunningApplication& codex) 
     }
     recordRefreshStage("profile control open action attempted");
     recordRefreshTiming("Profile click issued");
-    verifySyntheticClickProfileMenu(codex, 0);
+    // The first look waits for the click to take effect: a whole walk started at once would run
+    // while the menu opens behind it, and miss it.
+    scheduleAutomation(pollDelay(0), [this, codex] { verifySyntheticClickProfileMenu(codex, 0); });
 }
 
 void RefreshRun::deferRefreshForOpenProfileMenu() {
@@ -283,21 +368,44 @@ void RefreshRun::verifySyntheticClickProfileMenu(const RunningApplication& codex
     if (waitIsOver(attempt, codex, RefreshEndCause::menuDidNotAppear)) {
         return;
     }
-    const AXElement application = applicationElement(codex);
-    const AXElement menu = lookup_.menuAfterClick(codex, application, attempt, lastPollAttempt);
-    if (!menu) {
+    readTree(
+        codex,
+        [mode = lookupMode_, known = profileMenuMemory_.way(codex), control = profileControl_,
+         attempt,
+         direct = readsDirectProfileUsage()](CodexTreeSearch& tree, const AXElement& application) {
+            ProfileMenuLookup lookup(tree, mode, known);
+            MenuLook look;
+            look.menu = lookup.menuAfterClick(application, control, attempt, lastPollAttempt);
+            if (!look.menu) {
+                return look;
+            }
+            look.way = lookup.locate(application, look.menu);
+            if (direct) {
+                look.usage = lookAtUsage(tree, application, mode, look.menu, true);
+            } else {
+                look.focus = lookAtFocus(tree, application, mode, look.menu);
+            }
+            return look;
+        },
+        [this, codex, attempt](MenuLook look) { menuAfterClickFound(codex, look, attempt); });
+}
+
+void RefreshRun::menuAfterClickFound(const RunningApplication& codex, const MenuLook& look,
+                                     int attempt) {
+    if (!look.menu) {
         pollAgain(attempt,
                   [this, codex](int next) { verifySyntheticClickProfileMenu(codex, next); });
         return;
     }
-    lookup_.remember(codex, application, menu);
-    markProfileMenuOpenedByMonitor(menu);
+    if (look.way) {
+        profileMenuMemory_.learn(codex, look.way->handles, look.way->path);
+    }
+    markProfileMenuOpenedByMonitor(look.menu);
     recordRefreshTiming("Profile menu first detected as open");
-    if (profileUsageReadStrategy(host_.planToRead()) ==
-        ProfileUsageReadStrategy::readDirectProfileUsagePercentage) {
-        readStableUsage(codex, 0, true);
+    if (look.usage) {
+        readStableUsage(codex, 0, true, look.usage);
     } else {
-        beginUsageKeyboardFocusExperiment(codex, 0);
+        beginUsageKeyboardFocusExperiment(codex, 0, look.focus);
     }
 }
 
@@ -309,13 +417,6 @@ long RefreshRun::elapsedMilliseconds() const {
     }
     const double interval = ports_.clock.monotonicSeconds() - trace_->requestedAt;
     return std::isfinite(interval) ? static_cast<long>(interval * 1000.0) : 0;
-}
-
-void RefreshRun::beginRefreshTrace(RefreshRunKind kind, RefreshMenuPresence initialMenu) {
-    trace_ = RefreshTrace{host_.newTraceIdentifier(), kind, ports_.clock.monotonicSeconds(), {}};
-    recordRefreshStage("refresh requested");
-    recordRefreshStage("eligibility and safety evaluation passed",
-                       "menu presence: " + std::string(rawValue(initialMenu)));
 }
 
 void RefreshRun::recordRefreshStage(std::string_view stage,

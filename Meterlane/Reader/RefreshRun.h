@@ -16,6 +16,7 @@
 #include "LowUsageNotificationSupport/RefreshSnapshotStability.h"
 #include "LowUsageNotificationSupport/UsageSnapshot.h"
 #include "Meterlane/Platform/Accessibility.h"
+#include "Meterlane/Platform/AccessibilityWorker.h"
 #include "Meterlane/Platform/Input.h"
 #include "Meterlane/Platform/Log.h"
 #include "Meterlane/Platform/MainQueue.h"
@@ -54,14 +55,18 @@ class RefreshRunHost {
     virtual void recordOutcome(const RefreshRunOutcome& outcome) = 0;
     // The run's last act, made once: no run is in progress any more.
     virtual void runEnded(std::optional<ReaderStatus> status) = 0;
+    // Runs a step that comes back from the accessibility worker rather than through the run's
+    // queue, so that its changes are told together, as every other step's are.
+    virtual void runStep(const std::function<void()>& step) = 0;
 
   protected:
     virtual ~RefreshRunHost() = default;
 };
 
-// The platform a run drives Codex through and keeps time with.
+// The platform a run drives Codex through and keeps time with. Codex's tree is read only through
+// the worker.
 struct RefreshRunPorts {
-    Accessibility& accessibility;
+    AccessibilityWorker& accessibilityWorker;
     Input& input;
     Workspace& workspace;
     MainQueue& mainQueue;
@@ -79,6 +84,12 @@ struct RefreshRunPorts {
 // Every wait is a scheduled step whose handle the run holds: finishing drops the countdown and the
 // next step, and so does destroying the run, so nothing of an ended run ever runs again; the run
 // never sleeps and never sends a key once it has finished.
+//
+// A step that needs Codex's tree hands a job to the accessibility worker and ends; the job's
+// result comes back as the next step, and the job in flight is the run's one pending step (its
+// handle is `nextStep_`). A job carries copies (Codex's process, element handles, the lookup mode,
+// what the menu memory knew) and reads nothing of the run. Whatever the user did while it ran is
+// seen by the guard in the step that receives its result, before any key or click.
 class RefreshRun {
   public:
     RefreshRun(RefreshRunHost& host, RefreshRunPorts ports, CodexElementSearch& search,
@@ -88,9 +99,11 @@ class RefreshRun {
     RefreshRun(const RefreshRun&) = delete;
     RefreshRun& operator=(const RefreshRun&) = delete;
 
-    // Captures the UI state (the menu's presence at the start) and begins the trace.
+    // Captures the UI state (the menu's presence at the start, a look on the worker) and begins
+    // the trace once it is known.
     void start();
-    // Counts down (an automatic run) or goes straight on to the click (a manual one).
+    // Counts down (an automatic run) or goes straight on to the click (a manual one), as soon as
+    // the start's look is back.
     void proceed();
 
     RefreshRunKind kind() const { return kind_; }
@@ -110,22 +123,93 @@ class RefreshRun {
     void abandon() { finish(std::nullopt, std::nullopt); }
 
   private:
+    // What one reading of the menu found.
+    struct UsageLook {
+        bool menuFound = false;
+        // The direct profile percentage: whether a row carries it, several titles did, its value.
+        bool usageRow = false;
+        bool ambiguous = false;
+        std::optional<ProProfileUsageValues> values;
+        // The "Usage remaining" section's text.
+        std::vector<std::string> lines;
+    };
+    // What the look for "Usage remaining" among the menu's items found.
+    struct FocusLook {
+        bool itemsFound = false;
+        std::optional<UsageFocusBaseline> baseline;
+    };
+
+    // What the look before the click found (each part read only when the ones before allow it).
+    struct TargetLook {
+        RefreshMenuInspection inspection;
+        // The user's menu already shows usage: its first reading.
+        std::optional<UsageLook> usage;
+        AXElement control;
+        std::optional<Rect> controlFrame;
+        Point point;
+        bool hitAccepted = false;
+    };
+    // What the first look after the click found.
+    struct MenuLook {
+        AXElement menu;
+        std::optional<FoundProfileMenuWay> way;
+        // The next step's reads, made in the same job so they share its reads of the menu.
+        std::optional<UsageLook> usage;
+        std::optional<FocusLook> focus;
+    };
+    // The expansion check, with the first reading when the section is expanded.
+    struct ExpansionLook {
+        bool expanded = false;
+        std::optional<UsageLook> usage;
+    };
+
+    // Hands `read(search, application)` to the worker with Codex's process copied into it; its
+    // result comes back as `then(result)`, the run's next step.
+    template <class Read, class Then>
+    void readTree(const RunningApplication& codex, Read read, Then then) {
+        nextStep_ = ports_.accessibilityWorker.submit(
+            [pid = codex.processIdentifier, read = std::move(read)](Accessibility& port) mutable {
+                CodexTreeSearch search(port);
+                const AXElement application = search.applicationElement(pid);
+                return read(search, application);
+            },
+            [this, then = std::move(then)](auto result) mutable {
+                host_.runStep([&] { then(std::move(result)); });
+            });
+    }
+
     // Steps, in run order.
+    // The trace's first lines, once the start's look is back.
+    void traceStart();
     void clickProfileControlDynamically();
     void hitTestAndClickProfileControl(const RunningApplication& codex);
+    void clickAfterTargetLook(const RunningApplication& codex, const TargetLook& look);
+    void clickIfMenuStillClosed(const RunningApplication& codex, Point point,
+                                RefreshMenuPresence presence);
     void verifySyntheticClickProfileMenu(const RunningApplication& codex, int attempt);
-    void beginUsageKeyboardFocusExperiment(const RunningApplication& codex, int attempt);
-    void retryUsageKeyboardReadiness(const RunningApplication& codex, int attempt);
+    void menuAfterClickFound(const RunningApplication& codex, const MenuLook& look, int attempt);
+    // `alreadyRead`: the step's reads, made by the job that found the menu.
+    void beginUsageKeyboardFocusExperiment(const RunningApplication& codex, int attempt,
+                                           std::optional<FocusLook> alreadyRead = std::nullopt);
+    void retryUsageKeyboardReadiness(const RunningApplication& codex, int attempt,
+                                     std::optional<FocusLook> alreadyRead = std::nullopt);
+    void focusUsageItem(const RunningApplication& codex, const FocusLook& look, int attempt);
     void activateFocusedUsageItemWithReturn(const RunningApplication& codex,
                                             const UsageFocusBaseline& baseline, int attempt);
     void verifyUsageKeyboardActivation(const RunningApplication& codex,
                                        const UsageFocusBaseline& baseline, int attempt);
-    void readStableUsage(const RunningApplication& codex, int attempt, bool directProfile);
+    void readStableUsage(const RunningApplication& codex, int attempt, bool directProfile,
+                         std::optional<UsageLook> alreadyRead = std::nullopt);
+    void usageRead(const RunningApplication& codex, int attempt, bool directProfile,
+                   const UsageLook& look);
     void restoreOwnedCodexMenuAfterRead(const std::optional<RunningApplication>& codex,
                                         std::optional<RefreshEndCause> cause,
                                         bool requiresUsageExpansion);
+    void dismissOwnedMenu(const RunningApplication& codex, std::optional<RefreshEndCause> cause,
+                          bool menuStillOurs);
     void verifyOwnedCodexMenuRestoration(const RunningApplication& codex,
                                          std::optional<RefreshEndCause> cause);
+    void restorationVerified(std::optional<RefreshEndCause> cause, RefreshMenuPresence presence);
     void completeRefreshAfterRead(std::optional<RefreshEndCause> cause);
     void deferRefreshForOpenProfileMenu();
     void markProfileMenuOpenedByMonitor(const AXElement& menu);
@@ -163,42 +247,58 @@ class RefreshRun {
     // countdown, our settings window) still in front. False: the run has ended.
     [[nodiscard]] bool automaticRunStillWanted(bool settingsWindowCounts);
 
-    void beginRefreshTrace(RefreshRunKind kind, RefreshMenuPresence initialMenu);
     void finishRefreshTrace(const RefreshRunOutcome& outcome);
     long elapsedMilliseconds() const;
     void logCleanup(std::string_view line);
 
-    bool clickTargetAccepted(const AXElement& application, const AXElement& control,
-                             const Rect& controlFrame, Point point);
-    std::optional<UsageSnapshot> usageSnapshotFromUsageRemainingMenu(const AXElement& menu);
-    std::optional<ProProfileUsageValues> proProfileUsageValues(const AXElement& menu);
-    // `ambiguous`: several titles carry a value, and waiting will not make one of them right.
-    std::optional<UsageSnapshot> readDirectProfileUsage(const AXElement& menu, bool& ambiguous);
-    std::optional<UsageSnapshot> readUsageRemaining(const AXElement& menu);
+    // Reads on the worker: they see only the search and what they are given.
+    static TargetLook lookAtTarget(CodexTreeSearch& search, const AXElement& application,
+                                   QuotaSchema schema, bool startUncertain, bool directProfile);
+    static UsageLook lookAtUsage(CodexTreeSearch& search, const AXElement& application,
+                                 ElementLookupMode mode, const AXElement& openedMenu,
+                                 bool directProfile);
+    static FocusLook lookAtFocus(CodexTreeSearch& search, const AXElement& application,
+                                 ElementLookupMode mode, const AXElement& openedMenu);
+    static bool clickTargetAccepted(CodexTreeSearch& search, const AXElement& application,
+                                    const AXElement& control, const Rect& controlFrame,
+                                    Point point);
+    static FocusLook lookForUsageItem(CodexTreeSearch& search, const AXElement& menu);
+    static UsageLook readMenuUsage(CodexTreeSearch& search, const AXElement& menu,
+                                   bool directProfile);
+
+    std::optional<UsageSnapshot> readDirectProfileUsage(const UsageLook& look);
+    std::optional<UsageSnapshot> readUsageRemaining(const UsageLook& look);
     RefreshEndCause unreadableUsageCause() const;
     bool sendSyntheticLeftClick(Point point);
     bool sendSyntheticKeyPress(uint16_t keyCode);
     void stopRealInputMonitor();
-    AXElement applicationElement(const RunningApplication& codex);
 
     QuotaSchema schema() const;
+    // Whether the plan's usage is read straight off the profile menu (no "Usage remaining").
+    bool readsDirectProfileUsage() const;
 
     RefreshRunHost& host_;
     RefreshRunPorts ports_;
     CodexElementSearch& search_;
     const RefreshRunKind kind_;
-    ProfileMenuLookup lookup_;
+    const ElementLookupMode lookupMode_;
+    ProfileMenuMemory& profileMenuMemory_;
     RefreshUIState uiState_;
     RefreshTiming timing_;
     std::optional<RefreshTrace> trace_;
     std::unique_ptr<RealInputMonitor> realInputMonitor_;
     RefreshSnapshotStability<UsageSnapshot> snapshotStability_;
     std::optional<UsageFocusBaseline> baseline_;
+    // The profile control the run clicked.
+    AXElement profileControl_;
     RefreshCleanupResult cleanupResult_ = RefreshCleanupResult::notRequired;
     // Whether the last reading found a menu to read, for the message when the wait runs out.
     bool lastReadingFoundMenu_ = false;
     std::optional<int> countdown_;
     bool finished_ = false;
+    // `proceed` was asked for while the start's look was still on the worker.
+    bool startLookPending_ = false;
+    bool proceedWanted_ = false;
     // The countdown's ticks and the step the run waits for; each goes with the run.
     std::vector<TaskHandle> countdownTicks_;
     TaskHandle nextStep_;

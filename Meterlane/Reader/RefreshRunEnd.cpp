@@ -1,5 +1,6 @@
 // How a refresh run ends: putting back the menu it opened (and only that one), the classification
 // of its outcome, and the real-input guard that stops an automatic run the moment the user acts.
+#include <algorithm>
 #include <cmath>
 
 #include "LowUsageNotificationSupport/RefreshRunGuard.h"
@@ -18,25 +19,48 @@ void RefreshRun::restoreOwnedCodexMenuAfterRead(const std::optional<RunningAppli
                                                 std::optional<RefreshEndCause> cause,
                                                 bool requiresUsageExpansion) {
     if (!uiState_.profileMenuOpenedByMonitor || !codex) {
-        search_.forgetReads();
-        const bool menuOpen =
-            codex && static_cast<bool>(search_.profileMenuElement(applicationElement(*codex)));
-        cleanupResult_ = menuOpen ? RefreshCleanupResult::preservedUserOwnedMenu
-                                  : RefreshCleanupResult::notRequired;
-        recordRefreshStage("cleanup required/not required", "not required");
-        completeRefreshAfterRead(cause);
+        const auto leaveAsFound = [this, cause](bool menuOpen) {
+            cleanupResult_ = menuOpen ? RefreshCleanupResult::preservedUserOwnedMenu
+                                      : RefreshCleanupResult::notRequired;
+            recordRefreshStage("cleanup required/not required", "not required");
+            completeRefreshAfterRead(cause);
+        };
+        if (!codex) {
+            leaveAsFound(false);
+            return;
+        }
+        readTree(
+            *codex,
+            [](CodexTreeSearch& tree, const AXElement& application) {
+                return static_cast<bool>(tree.profileMenuElement(application));
+            },
+            leaveAsFound);
         return;
     }
     recordRefreshStage("cleanup required/not required", "required for refresh-owned menu");
     // One Escape closes Codex's whole menu, expanded usage section included; the verification
     // below reports whatever is left.
     (void)requiresUsageExpansion;
-    search_.forgetReads();
-    const AXElement menuNow = lookup_.profileMenu(applicationElement(*codex), uiState_.openedMenu);
+    readTree(
+        *codex,
+        [mode = lookupMode_, opened = uiState_.openedMenu](CodexTreeSearch& tree,
+                                                           const AXElement& application) {
+            const AXElement menuNow =
+                ProfileMenuLookup(tree, mode).profileMenu(application, opened);
+            return menuNow && menuNow == opened;
+        },
+        [this, app = *codex, cause](bool menuStillOurs) {
+            dismissOwnedMenu(app, cause, menuStillOurs);
+        });
+}
+
+void RefreshRun::dismissOwnedMenu(const RunningApplication& codex,
+                                  std::optional<RefreshEndCause> cause, bool menuStillOurs) {
+    // Read here, at the step that sends the key: input that came while the look ran counts.
     const bool inputQuiet = !realInputMonitor_ || !realInputMonitor_->realInputDetected();
     const bool mayDismiss = RefreshRunGuard::mayDismiss(
-        uiState_.profileMenuPresenceAtStart != RefreshMenuPresence::closed, true,
-        menuNow && menuNow == uiState_.openedMenu, search_.isCodexFrontmost(), inputQuiet);
+        uiState_.profileMenuPresenceAtStart != RefreshMenuPresence::closed, true, menuStillOurs,
+        search_.isCodexFrontmost(), inputQuiet);
     if (!mayDismiss) {
         cleanupResult_ = RefreshCleanupResult::uncertain;
         recordRefreshStage("cleanup result", rawValue(cleanupResult_));
@@ -49,22 +73,29 @@ void RefreshRun::restoreOwnedCodexMenuAfterRead(const std::optional<RunningAppli
         completeRefreshAfterRead(cause);
         return;
     }
-    scheduleAutomation(restorationWait, [this, app = *codex, cause] {
-        verifyOwnedCodexMenuRestoration(app, cause);
-    });
+    scheduleAutomation(restorationWait,
+                       [this, codex, cause] { verifyOwnedCodexMenuRestoration(codex, cause); });
 }
 
 void RefreshRun::verifyOwnedCodexMenuRestoration(const RunningApplication& codex,
                                                  std::optional<RefreshEndCause> cause) {
     // A complete walk: whether the menu really closed is not taken from what the run remembers.
-    const RefreshMenuInspection inspection =
-        search_.profileMenuInspection(applicationElement(codex));
-    if (inspection.presence == RefreshMenuPresence::closed) {
+    readTree(
+        codex,
+        [](CodexTreeSearch& tree, const AXElement& application) {
+            return tree.profileMenuInspection(application).presence;
+        },
+        [this, cause](RefreshMenuPresence presence) { restorationVerified(cause, presence); });
+}
+
+void RefreshRun::restorationVerified(std::optional<RefreshEndCause> cause,
+                                     RefreshMenuPresence presence) {
+    if (presence == RefreshMenuPresence::closed) {
         cleanupResult_ = RefreshCleanupResult::closed;
         recordRefreshStage("cleanup result", rawValue(cleanupResult_));
         recordRefreshTiming("Profile menu confirmed closed");
         logCleanup("Refresh cleanup completed; owned Codex profile menu restored to closed state");
-    } else if (inspection.presence == RefreshMenuPresence::open) {
+    } else if (presence == RefreshMenuPresence::open) {
         cleanupResult_ = RefreshCleanupResult::uncertain;
         recordRefreshStage("cleanup result", "owned menu remained visible");
         logCleanup("Refresh cleanup attempted; owned Codex profile menu remained visible");
@@ -158,7 +189,10 @@ bool RefreshRun::automaticCountdownMayContinue() {
     if (!automaticRunStillWanted(true)) {
         return false;
     }
-    if (ports_.input.secondsSinceLastInputEvent() < requiredIdleSeconds) {
+    // Idle for the last ten seconds, and since the request: input that came while a job ran
+    // counts, however long the job took.
+    const double sinceRequest = ports_.clock.monotonicSeconds() - timing_.requestedAt;
+    if (ports_.input.secondsSinceLastInputEvent() < std::max(requiredIdleSeconds, sinceRequest)) {
         deferAutomaticSyntheticInteraction(RefreshEndCause::automaticUserActive);
         return false;
     }

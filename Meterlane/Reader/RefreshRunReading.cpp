@@ -8,46 +8,51 @@
 
 namespace gaugely {
 
-void RefreshRun::beginUsageKeyboardFocusExperiment(const RunningApplication& codex, int attempt) {
+void RefreshRun::beginUsageKeyboardFocusExperiment(const RunningApplication& codex, int attempt,
+                                                   std::optional<FocusLook> alreadyRead) {
     if (!automaticSyntheticInputMayContinue()) {
         return;
     }
-    retryUsageKeyboardReadiness(codex, attempt);
+    retryUsageKeyboardReadiness(codex, attempt, std::move(alreadyRead));
 }
 
-void RefreshRun::retryUsageKeyboardReadiness(const RunningApplication& codex, int attempt) {
-    if (attempt > 0 && !automaticSyntheticInputMayContinue()) {
-        return;
-    }
-    if (waitIsOver(attempt, codex, RefreshEndCause::usagePositionUnknown)) {
-        return;
-    }
-    const AXElement menu = lookup_.profileMenu(applicationElement(codex), uiState_.openedMenu);
-    const std::vector<AXElement> items = menu ? search_.menuItems(menu) : std::vector<AXElement>{};
+RefreshRun::FocusLook RefreshRun::lookAtFocus(CodexTreeSearch& search, const AXElement& application,
+                                              ElementLookupMode mode, const AXElement& openedMenu) {
+    return lookForUsageItem(search,
+                            ProfileMenuLookup(search, mode).profileMenu(application, openedMenu));
+}
+
+RefreshRun::UsageLook RefreshRun::lookAtUsage(CodexTreeSearch& search, const AXElement& application,
+                                              ElementLookupMode mode, const AXElement& openedMenu,
+                                              bool directProfile) {
+    ProfileMenuLookup lookup(search, mode);
+    const AXElement menu = directProfile ? lookup.profileMenu(application, openedMenu)
+                                         : lookup.usageRemainingMenu(application, openedMenu);
+    return readMenuUsage(search, menu, directProfile);
+}
+
+RefreshRun::FocusLook RefreshRun::lookForUsageItem(CodexTreeSearch& search, const AXElement& menu) {
+    FocusLook look;
+    const std::vector<AXElement> items = menu ? search.menuItems(menu) : std::vector<AXElement>{};
+    look.itemsFound = !items.empty();
     std::optional<size_t> usageIndex;
-    if (!items.empty()) {
-        recordRefreshTiming("Profile Accessibility menu structure available");
-        for (size_t i = 0; i < items.size() && !usageIndex; ++i) {
-            const std::vector<std::string> lines = search_.orderedMenuText(items[i]);
-            if (std::any_of(lines.begin(), lines.end(), [](const std::string& line) {
-                    return codexVocabulary::mentionsUsageRemaining(line);
-                })) {
-                usageIndex = i;
-            }
+    for (size_t i = 0; i < items.size() && !usageIndex; ++i) {
+        const std::vector<std::string> lines = search.orderedMenuText(items[i]);
+        if (std::any_of(lines.begin(), lines.end(), [](const std::string& line) {
+                return codexVocabulary::mentionsUsageRemaining(line);
+            })) {
+            usageIndex = i;
         }
     }
     if (!usageIndex) {
-        pollAgain(attempt, [this, codex](int next) { retryUsageKeyboardReadiness(codex, next); });
-        return;
+        return look;
     }
-    recordRefreshTiming("Usage remaining item discoverable");
-
     // Keyboard focus skips entries that take no room (separators); an entry whose size cannot be
     // read counts as such, unless no entry's size can be read at all.
-    UsageFocusBaseline baseline{menu, items[*usageIndex], search_.frame(items[*usageIndex]), 0};
+    UsageFocusBaseline baseline{menu, items[*usageIndex], search.frame(items[*usageIndex]), 0};
     std::vector<std::optional<Rect>> frames;
     for (size_t i = 0; i <= *usageIndex; ++i) {
-        frames.push_back(i == *usageIndex ? baseline.itemFrame : search_.frame(items[i]));
+        frames.push_back(i == *usageIndex ? baseline.itemFrame : search.frame(items[i]));
     }
     const bool anySize = std::any_of(frames.begin(), frames.end(),
                                      [](const auto& frame) { return frame.has_value(); });
@@ -56,8 +61,43 @@ void RefreshRun::retryUsageKeyboardReadiness(const RunningApplication& codex, in
             ++baseline.downPresses;
         }
     }
-    baseline_ = baseline;
+    look.baseline = baseline;
+    return look;
+}
 
+void RefreshRun::retryUsageKeyboardReadiness(const RunningApplication& codex, int attempt,
+                                             std::optional<FocusLook> alreadyRead) {
+    if (attempt > 0 && !automaticSyntheticInputMayContinue()) {
+        return;
+    }
+    if (waitIsOver(attempt, codex, RefreshEndCause::usagePositionUnknown)) {
+        return;
+    }
+    if (alreadyRead) {
+        focusUsageItem(codex, *alreadyRead, attempt);
+        return;
+    }
+    readTree(
+        codex,
+        [mode = lookupMode_, opened = uiState_.openedMenu](CodexTreeSearch& tree,
+                                                           const AXElement& application) {
+            return lookAtFocus(tree, application, mode, opened);
+        },
+        [this, codex, attempt](FocusLook look) { focusUsageItem(codex, look, attempt); });
+}
+
+void RefreshRun::focusUsageItem(const RunningApplication& codex, const FocusLook& look,
+                                int attempt) {
+    if (look.itemsFound) {
+        recordRefreshTiming("Profile Accessibility menu structure available");
+    }
+    if (!look.baseline) {
+        pollAgain(attempt, [this, codex](int next) { retryUsageKeyboardReadiness(codex, next); });
+        return;
+    }
+    recordRefreshTiming("Usage remaining item discoverable");
+    const UsageFocusBaseline baseline = *look.baseline;
+    baseline_ = baseline;
     for (int press = 0; press < baseline.downPresses; ++press) {
         if (!automaticSyntheticInputMayContinue()) {
             return;
@@ -81,21 +121,32 @@ void RefreshRun::activateFocusedUsageItemWithReturn(const RunningApplication& co
     if (waitIsOver(attempt, codex, RefreshEndCause::usageNotFocused)) {
         return;
     }
-    if (search_.flagAttribute(baseline.item, ax::focused) != true) {
-        pollAgain(attempt, [this, codex, baseline](int next) {
-            activateFocusedUsageItemWithReturn(codex, baseline, next);
+    readTree(
+        codex,
+        [item = baseline.item](CodexTreeSearch& tree, const AXElement&) {
+            return tree.flagAttribute(item, ax::focused) == true;
+        },
+        [this, codex, baseline, attempt](bool focused) {
+            if (!focused) {
+                pollAgain(attempt, [this, codex, baseline](int next) {
+                    activateFocusedUsageItemWithReturn(codex, baseline, next);
+                });
+                return;
+            }
+            recordRefreshTiming("Usage remaining item focused");
+            // The read took its time: the user may have come back meanwhile.
+            if (!automaticSyntheticInputMayContinue()) {
+                return;
+            }
+            if (!sendSyntheticKeyPress(keycode::returnKey)) {
+                endThroughRestoration(codex, RefreshEndCause::returnNotSent);
+                return;
+            }
+            recordRefreshTiming("Return expansion action issued");
+            scheduleAutomation(pollDelay(0), [this, codex, baseline] {
+                verifyUsageKeyboardActivation(codex, baseline, 0);
+            });
         });
-        return;
-    }
-    recordRefreshTiming("Usage remaining item focused");
-    if (!sendSyntheticKeyPress(keycode::returnKey)) {
-        endThroughRestoration(codex, RefreshEndCause::returnNotSent);
-        return;
-    }
-    recordRefreshTiming("Return expansion action issued");
-    scheduleAutomation(pollDelay(0), [this, codex, baseline] {
-        verifyUsageKeyboardActivation(codex, baseline, 0);
-    });
 }
 
 void RefreshRun::verifyUsageKeyboardActivation(const RunningApplication& codex,
@@ -106,45 +157,44 @@ void RefreshRun::verifyUsageKeyboardActivation(const RunningApplication& codex,
     if (waitIsOver(attempt, codex, RefreshEndCause::usageNotExpanded)) {
         return;
     }
-    if (!lookup_.usageRemainingIsExpanded(applicationElement(codex), uiState_.openedMenu,
-                                          schema())) {
-        pollAgain(attempt, [this, codex, baseline](int next) {
-            verifyUsageKeyboardActivation(codex, baseline, next);
+    readTree(
+        codex,
+        [mode = lookupMode_, opened = uiState_.openedMenu, schema = schema()](
+            CodexTreeSearch& tree, const AXElement& application) {
+            ExpansionLook look;
+            look.expanded =
+                ProfileMenuLookup(tree, mode).usageRemainingIsExpanded(application, opened, schema);
+            if (look.expanded) {
+                look.usage = lookAtUsage(tree, application, mode, opened, false);
+            }
+            return look;
+        },
+        [this, codex, baseline, attempt](ExpansionLook look) {
+            if (!look.expanded) {
+                pollAgain(attempt, [this, codex, baseline](int next) {
+                    verifyUsageKeyboardActivation(codex, baseline, next);
+                });
+                return;
+            }
+            recordRefreshTiming("Usage remaining expanded");
+            readStableUsage(codex, 0, false, look.usage);
         });
-        return;
-    }
-    recordRefreshTiming("Usage remaining expanded");
-    readStableUsage(codex, 0, false);
 }
 
-std::optional<UsageSnapshot> RefreshRun::usageSnapshotFromUsageRemainingMenu(
-    const AXElement& menu) {
+RefreshRun::UsageLook RefreshRun::readMenuUsage(CodexTreeSearch& search, const AXElement& menu,
+                                                bool directProfile) {
+    UsageLook look;
+    look.menuFound = static_cast<bool>(menu);
     if (!menu) {
-        return std::nullopt;
+        return look;
     }
-    return gaugely::usageSnapshotFromUsageRemainingMenu(host_.planToRead(),
-                                                        search_.orderedMenuText(menu));
-}
-
-std::optional<ProProfileUsageValues> RefreshRun::proProfileUsageValues(const AXElement& menu) {
-    std::vector<std::string> titles;
-    for (const AXElement& item : search_.menuItems(menu)) {
-        if (auto title = search_.title(item)) {
-            titles.push_back(std::move(*title));
-        }
+    if (!directProfile) {
+        look.lines = search.orderedMenuText(menu);
+        return look;
     }
-    return ProProfileUsageMenuParser::parse(titles, [&] {
-        // The older layout keeps the value under a "Usage" item.
-        const AXElement usageItem = search_.proUsageProfileMenuItem(menu);
-        return search_.orderedMenuText(usageItem ? usageItem : menu);
-    });
-}
-
-std::optional<UsageSnapshot> RefreshRun::readDirectProfileUsage(const AXElement& menu,
-                                                                bool& ambiguous) {
     std::vector<std::string> titles;
-    for (const AXElement& item : search_.menuItems(menu)) {
-        if (auto title = search_.title(item)) {
+    for (const AXElement& item : search.menuItems(menu)) {
+        if (auto title = search.title(item)) {
             titles.push_back(std::move(*title));
         }
     }
@@ -152,19 +202,30 @@ std::optional<UsageSnapshot> RefreshRun::readDirectProfileUsage(const AXElement&
     for (const std::string& title : titles) {
         valueTitles += codexVocabulary::proTitle().containsMatch(title) ? 1 : 0;
     }
-    const bool usageRow =
-        valueTitles > 0 || static_cast<bool>(search_.proUsageProfileMenuItem(menu));
-    recordRefreshStage("usage row found/not found", usageRow ? "found" : "not found");
-    ambiguous = valueTitles >= 2;
-    if (ambiguous) {
-        // Several titles with a value: none of them is trusted.
+    look.usageRow = valueTitles > 0 || static_cast<bool>(search.proUsageProfileMenuItem(menu));
+    // Several titles with a value: none of them is trusted, and waiting will not make one right.
+    look.ambiguous = valueTitles >= 2;
+    if (look.ambiguous) {
+        return look;
+    }
+    look.values = ProProfileUsageMenuParser::parse(titles, [&] {
+        // The older layout keeps the value under a "Usage" item.
+        const AXElement usageItem = search.proUsageProfileMenuItem(menu);
+        return search.orderedMenuText(usageItem ? usageItem : menu);
+    });
+    return look;
+}
+
+std::optional<UsageSnapshot> RefreshRun::readDirectProfileUsage(const UsageLook& look) {
+    recordRefreshStage("usage row found/not found", look.usageRow ? "found" : "not found");
+    if (look.ambiguous) {
         recordRefreshStage("percentage parsed/not parsed", "not parsed");
         return std::nullopt;
     }
     std::optional<UsageSnapshot> reading;
-    if (const auto values = proProfileUsageValues(menu)) {
+    if (look.values) {
         UsageSnapshot snapshot;
-        snapshot.weekly = values->percentage;
+        snapshot.weekly = look.values->percentage;
         reading = snapshot;
     }
     recordRefreshStage("percentage parsed/not parsed", reading ? "parsed" : "not parsed");
@@ -172,9 +233,10 @@ std::optional<UsageSnapshot> RefreshRun::readDirectProfileUsage(const AXElement&
     return reading;
 }
 
-std::optional<UsageSnapshot> RefreshRun::readUsageRemaining(const AXElement& menu) {
+std::optional<UsageSnapshot> RefreshRun::readUsageRemaining(const UsageLook& look) {
     recordRefreshStage("usage row found/not found", "found");
-    std::optional<UsageSnapshot> reading = usageSnapshotFromUsageRemainingMenu(menu);
+    std::optional<UsageSnapshot> reading =
+        gaugely::usageSnapshotFromUsageRemainingMenu(host_.planToRead(), look.lines);
     const QuotaSchema plansSchema = schema();
     const bool percentages = reading && quotaPercentages(*reading, plansSchema).size() ==
                                             requiredWindows(plansSchema).size();
@@ -194,7 +256,8 @@ RefreshEndCause RefreshRun::unreadableUsageCause() const {
     return RefreshEndCause::usageUnreadable;
 }
 
-void RefreshRun::readStableUsage(const RunningApplication& codex, int attempt, bool directProfile) {
+void RefreshRun::readStableUsage(const RunningApplication& codex, int attempt, bool directProfile,
+                                 std::optional<UsageLook> alreadyRead) {
     if (!automaticSyntheticInputMayContinue()) {
         return;
     }
@@ -202,20 +265,31 @@ void RefreshRun::readStableUsage(const RunningApplication& codex, int attempt, b
         endThroughRestoration(codex, unreadableUsageCause());
         return;
     }
-    const AXElement application = applicationElement(codex);
-    const AXElement menu = directProfile
-                               ? lookup_.profileMenu(application, uiState_.openedMenu)
-                               : lookup_.usageRemainingMenu(application, uiState_.openedMenu);
-    lastReadingFoundMenu_ = static_cast<bool>(menu);
+    if (alreadyRead) {
+        usageRead(codex, attempt, directProfile, *alreadyRead);
+        return;
+    }
+    readTree(
+        codex,
+        [mode = lookupMode_, opened = uiState_.openedMenu, directProfile](
+            CodexTreeSearch& tree, const AXElement& application) {
+            return lookAtUsage(tree, application, mode, opened, directProfile);
+        },
+        [this, codex, attempt, directProfile](UsageLook look) {
+            usageRead(codex, attempt, directProfile, look);
+        });
+}
+
+void RefreshRun::usageRead(const RunningApplication& codex, int attempt, bool directProfile,
+                           const UsageLook& look) {
+    lastReadingFoundMenu_ = look.menuFound;
     std::optional<UsageSnapshot> reading;
-    if (!menu) {
+    if (!look.menuFound) {
         recordRefreshStage("menu became readable or timed out", "not yet readable");
     } else {
         recordRefreshStage("menu became readable or timed out");
-        bool ambiguous = false;
-        reading =
-            directProfile ? readDirectProfileUsage(menu, ambiguous) : readUsageRemaining(menu);
-        if (ambiguous) {
+        reading = directProfile ? readDirectProfileUsage(look) : readUsageRemaining(look);
+        if (look.ambiguous) {
             endThroughRestoration(codex, RefreshEndCause::ambiguousUsageValue);
             return;
         }

@@ -32,6 +32,7 @@
 #include "Meterlane/Notifications/QuotaResetNotificationStateStore.h"
 #include "Meterlane/Notifications/UsageNotificationDispatcher.h"
 #include "Meterlane/Platform/Accessibility.h"
+#include "Meterlane/Platform/AccessibilityWorker.h"
 #include "Meterlane/Platform/Input.h"
 #include "Meterlane/Platform/Log.h"
 #include "Meterlane/Platform/MainQueue.h"
@@ -64,6 +65,9 @@ struct ReaderEnvironment {
     UserNotificationCenter& notificationCenter;
     // The text form of a new random UUID.
     std::function<std::string()> makeUUID;
+    // Where refresh runs read Codex's tree, off the main thread; none: on the main thread, in the
+    // step that asks.
+    AccessibilityWorker* accessibilityWorker = nullptr;
 };
 
 // The one long-lived model object the interface observes: a façade over the user's settings, the
@@ -246,6 +250,10 @@ class UsageReader : private RefreshRunHost, private AutomaticRefreshHost {
         publish(lastRefreshOutcome_, std::optional<RefreshRunOutcome>(outcome));
     }
     void runEnded(std::optional<ReaderStatus> status) override;
+    void runStep(const std::function<void()>& step) override {
+        auto changes = changeSet();
+        step();
+    }
 
     // What the scheduler may read and ask besides (see AutomaticRefreshHost).
     bool planIsChosen() const override { return hasExplicitPlanSelection(); }
@@ -336,6 +344,7 @@ class UsageReader : private RefreshRunHost, private AutomaticRefreshHost {
     TaskHandle afterRun_;
     RefreshCleanupResult lastCleanupResult_ = RefreshCleanupResult::notRequired;
     ElementLookupMode elementLookupMode_ = ElementLookupMode::fast;
+    InlineAccessibilityWorker inlineAccessibilityWorker_{env_.accessibility, env_.mainQueue};
     // Where runs found the profile menu, for the next run's polls, in this process and the next.
     ProfileMenuMemory profileMenuMemory_{env_.preferences, env_.workspace};
 

@@ -45,14 +45,14 @@ void UsageReader::beginReadCountdown(bool isAutomatic) {
     if (!acceptRefreshRequest(kind)) {
         return;
     }
-    search_.forgetReads();
     {
         // Told on its own: a run that ends at its first step has still been seen to begin.
         auto changes = changeSet();
+        AccessibilityWorker& worker =
+            env_.accessibilityWorker ? *env_.accessibilityWorker : inlineAccessibilityWorker_;
         activeRun_ = std::make_unique<RefreshRun>(
             static_cast<RefreshRunHost&>(*this),
-            RefreshRunPorts{env_.accessibility, env_.input, env_.workspace, runQueue_, env_.clock,
-                            env_.log},
+            RefreshRunPorts{worker, env_.input, env_.workspace, runQueue_, env_.clock, env_.log},
             search_, kind, elementLookupMode_, profileMenuMemory_);
         activeRun_->start();
         // A run is in progress.

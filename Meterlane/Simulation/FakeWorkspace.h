@@ -66,6 +66,8 @@ class FakeWorkspace final : public Workspace {
         bool operator==(const Activation&) const = default;
     };
     const std::vector<Activation>& activations() const { return activations_; }
+    // A request that will still bring its application to the front.
+    bool activationPending() const { return !pendingActivations_.empty(); }
     const std::vector<std::string>& openedURLs() const { return openedURLs_; }
 
   private:

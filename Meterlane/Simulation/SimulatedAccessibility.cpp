@@ -17,9 +17,12 @@ std::optional<int32_t> SimulatedAccessibility::processFailure() const {
 
 std::optional<int32_t> SimulatedAccessibility::begin(AXCall call) {
     ++counts_[static_cast<std::size_t>(call)];
-    if (isRoundTrip(call) && costClock_ && chargesMainThread_) {
-        costClock_->block(roundTripSeconds_);
-        blockedSeconds_ += roundTripSeconds_;
+    if (isRoundTrip(call) && costClock_) {
+        answeringSeconds_ += roundTripSeconds_;
+        if (chargesMainThread_) {
+            costClock_->block(roundTripSeconds_);
+            blockedSeconds_ += roundTripSeconds_;
+        }
     }
     return processFailure();
 }
@@ -174,6 +177,7 @@ void SimulatedAccessibility::resetCallCounts() {
     counts_.fill(0);
     trustPrompts_ = 0;
     blockedSeconds_ = 0;
+    answeringSeconds_ = 0;
 }
 
 }  // namespace gaugely

@@ -89,6 +89,8 @@ class SimulatedAccessibility : public Accessibility {
 
     // The time the caller's main thread has spent blocked in round trips.
     double blockedSeconds() const { return blockedSeconds_; }
+    // The time spent in round trips, on the main thread or the worker.
+    double answeringSeconds() const { return answeringSeconds_; }
 
     // The last timeout set on an element equal to `element`; none when none was.
     std::optional<double> messagingTimeout(const AXElement& element) const;
@@ -121,6 +123,7 @@ class SimulatedAccessibility : public Accessibility {
     VirtualTime* costClock_ = nullptr;
     double roundTripSeconds_ = 0;
     double blockedSeconds_ = 0;
+    double answeringSeconds_ = 0;
     bool chargesMainThread_ = true;
     std::vector<std::pair<AXElement, double>> messagingTimeouts_;
     std::array<std::size_t, 6> counts_{};

@@ -120,9 +120,14 @@ AXElement MacAccessibility::applicationElement(ProcessID pid) {
     // Electron apps keep their web content's tree sparse until an assistive client asks for it;
     // an app that does not know the attribute just returns an error, which changes nothing. Once
     // a process has accepted it, asking again would only cost a round trip per step.
-    if (manualAccessibilityEnabled_.count(pid) == 0 &&
-        AXUIElementSetAttributeValue(application.get(), CFSTR("AXManualAccessibility"),
-                                     kCFBooleanTrue) == kAXErrorSuccess) {
+    bool enabled = false;
+    {
+        const std::lock_guard lock(manualAccessibilityMutex_);
+        enabled = manualAccessibilityEnabled_.count(pid) != 0;
+    }
+    if (!enabled && AXUIElementSetAttributeValue(application.get(), CFSTR("AXManualAccessibility"),
+                                                 kCFBooleanTrue) == kAXErrorSuccess) {
+        const std::lock_guard lock(manualAccessibilityMutex_);
         manualAccessibilityEnabled_.insert(pid);
     }
     return AXElement(std::make_shared<MacAXElement>(application));

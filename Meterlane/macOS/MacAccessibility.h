@@ -1,5 +1,6 @@
 #pragma once
 
+#include <mutex>
 #include <unordered_set>
 
 #include <ApplicationServices/ApplicationServices.h>
@@ -42,6 +43,8 @@ class MacAccessibility final : public Accessibility {
     bool isProcessTrusted(bool prompt) override;
 
   private:
+    // The refresh asks from the accessibility worker's queue, verification from the main thread.
+    std::mutex manualAccessibilityMutex_;
     std::unordered_set<ProcessID> manualAccessibilityEnabled_;
 };
 

@@ -298,40 +298,48 @@ std::vector<StatisticsRow> statisticsRows(const std::string& out) {
     return rows;
 }
 
-// Manual refreshes at 1 ms per round trip, run twice on one defaults file: each line of the
-// table has the blocked time, the time from request to end and the menu's dwell. Where Codex's
-// menu appears is kept in the file, so only the very first refresh pays for finding it; every
-// other one, the first after a restart too, meets the goals.
+// Manual refreshes at 1 ms and 10 ms per round trip, each run twice on one defaults file: each
+// line of the table has the time in round trips, the main thread's blocks, the time from request
+// to end and the menu's dwell. The round trips are made on the accessibility worker, so the main
+// thread is never blocked for long. Where Codex's menu appears is kept in the file, so only the
+// very first refresh pays for finding it; every other one, the first after a restart too, meets
+// the goals.
 TEST_F(Simulate, RefreshesShowTheirCostAndOnlyTheFirstEverOnePaysForTheSearch) {
-    const std::vector<std::string> arguments{
-        "simulate",    "--virtual",  "--scenario",   "manual",       "--plan",
-        "plus",        "--defaults", path("d.json"), "--ax-latency", "1",
-        "--refreshes", "3",          "--stats"};
-    for (const bool restarted : {false, true}) {
-        const ToolResult result = run(arguments);
-        ASSERT_EQ(result.status, 0) << result.err;
-        EXPECT_NE(result.out.find("main thread blocked per refresh: "), std::string::npos);
-        const std::vector<StatisticsRow> rows = statisticsRows(result.out);
-        ASSERT_EQ(rows.size(), 3u) << result.out;
-        for (std::size_t refresh = 0; refresh < rows.size(); ++refresh) {
-            const StatisticsRow& row = rows[refresh];
-            EXPECT_EQ(row.kind, "manual") << row.line;
-            EXPECT_NE(row.line.find("success — snapshot committed; cleanup closed"),
-                      std::string::npos);
-            EXPECT_NEAR(row.axBlocked, static_cast<double>(row.roundTrips) / 1000.0, 1e-6)
-                << row.line;
-            // The longest block is one of the main thread's blocks, all of which fall in the run.
-            EXPECT_GT(row.longestBlock, 0.0) << row.line;
-            EXPECT_LE(row.longestBlock, row.mainBlocked) << row.line;
-            EXPECT_LE(row.mainBlocked, row.requestToEnd) << row.line;
-            if (refresh == 0 && !restarted) {
-                EXPECT_GT(row.roundTrips, 9000u) << row.line;
-                continue;
+    for (const std::string latency : {"1", "10"}) {
+        const std::vector<std::string> arguments{
+            "simulate",     "--virtual", "--scenario",  "manual",
+            "--plan",       "plus",      "--defaults",  path("d-" + latency + ".json"),
+            "--ax-latency", latency,     "--refreshes", "3",
+            "--stats"};
+        const double seconds = std::stod(latency) / 1000.0;
+        for (const bool restarted : {false, true}) {
+            const ToolResult result = run(arguments);
+            ASSERT_EQ(result.status, 0) << result.err;
+            EXPECT_NE(result.out.find("main thread blocked per refresh: "), std::string::npos);
+            const std::vector<StatisticsRow> rows = statisticsRows(result.out);
+            ASSERT_EQ(rows.size(), 3u) << result.out;
+            for (std::size_t refresh = 0; refresh < rows.size(); ++refresh) {
+                const StatisticsRow& row = rows[refresh];
+                EXPECT_EQ(row.kind, "manual") << row.line;
+                EXPECT_NE(row.line.find("success — snapshot committed; cleanup closed"),
+                          std::string::npos);
+                EXPECT_NEAR(row.axBlocked, static_cast<double>(row.roundTrips) * seconds, 1e-6)
+                    << row.line;
+                EXPECT_LE(row.longestBlock, row.mainBlocked) << row.line;
+                // At 10 ms: no block over 20 ms, and 200 ms in all.
+                EXPECT_LE(row.longestBlock, 2 * seconds) << row.line;
+                EXPECT_LE(row.mainBlocked, 20 * seconds) << row.line;
+                if (refresh == 0 && !restarted) {
+                    EXPECT_GT(row.roundTrips, 9000u) << row.line;
+                    continue;
+                }
+                EXPECT_LE(row.roundTrips, 9000u) << row.line;
+                EXPECT_LE(row.inMenu, 400u) << row.line;
+                if (latency == "1") {
+                    EXPECT_LE(row.requestToEnd, 10.0) << row.line;
+                    EXPECT_LE(row.menuOpen, 1.0) << row.line;
+                }
             }
-            EXPECT_LE(row.roundTrips, 9000u) << row.line;
-            EXPECT_LE(row.inMenu, 400u) << row.line;
-            EXPECT_LE(row.requestToEnd, 10.0) << row.line;
-            EXPECT_LE(row.menuOpen, 1.0) << row.line;
         }
     }
 }

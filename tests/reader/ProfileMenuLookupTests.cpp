@@ -88,11 +88,13 @@ TEST(ProfileMenuLookup, EndsWithinItsBudgetOnHostileTreesInBothModes) {
             }
             CodexElementSearch search(ax, workspace);
             ProfileMenuMemory memory(defaults, workspace);
-            ProfileMenuLookup lookup(search, mode, memory);
             const AXElement app = ax.applicationElement(ax.pid());
             if (!storedWay) {
-                lookup.remember(codex, app, menu);
+                if (const auto found = ProfileMenuLookup(search, mode).locate(app, menu)) {
+                    memory.learn(codex, found->handles, found->path);
+                }
             }
+            ProfileMenuLookup lookup(search, mode, memory.way(codex));
             const std::function<void()> lookups[] = {
                 [&] { (void)lookup.profileMenu(app, menu); },
                 [&] { (void)lookup.usageRemainingMenu(app, menu); },
@@ -100,7 +102,7 @@ TEST(ProfileMenuLookup, EndsWithinItsBudgetOnHostileTreesInBothModes) {
                 [&] {
                     for (int attempt = 0; attempt <= 13; ++attempt) {
                         search.forgetReads();
-                        (void)lookup.menuAfterClick(codex, app, attempt, 13);
+                        (void)lookup.menuAfterClick(app, {}, attempt, 13);
                     }
                 },
             };

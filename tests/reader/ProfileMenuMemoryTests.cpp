@@ -104,7 +104,8 @@ TEST(ProfileMenuMemory, TheFirstRefreshAfterARestartCostsWhatALaterOneDoes) {
     const RefreshCost first = launches.launchAndRefresh();
     const RefreshCost later = launches.refreshAgain();
     ASSERT_TRUE(first.committed && later.committed);
-    EXPECT_GT(first.roundTrips, later.roundTrips + 2000);
+    // At least one whole walk of the window more.
+    EXPECT_GT(first.roundTrips, later.roundTrips + 1500);
     EXPECT_EQ(launches.stored(),
               R"j({"codexVersion":"1.0.0 (100)","containers":[{"index":0,"role":"AXWindow"}]})j");
 

@@ -12,6 +12,7 @@
 #include "Meterlane/Simulation/MemoryLog.h"
 #include "Meterlane/Simulation/MemoryPreferences.h"
 #include "Meterlane/Simulation/SimulatedCodex.h"
+#include "Meterlane/Simulation/VirtualAccessibilityWorker.h"
 #include "Meterlane/Simulation/VirtualTime.h"
 
 namespace gaugely {
@@ -23,6 +24,7 @@ struct ReaderWorld {
     FakeWorkspace workspace{time};
     FakeInput input{time};
     SimulatedCodex codex;
+    VirtualAccessibilityWorker worker{time, codex, CodexElementSearch::messagingTimeoutSeconds};
     MemoryPreferences preferences;
     FakeUserNotificationCenter notifications{time};
     int uuids = 0;
@@ -37,12 +39,21 @@ struct ReaderWorld {
     }
 
     ReaderEnvironment environment() {
-        return ReaderEnvironment{
-            codex, input, workspace, time, time, log, preferences, notifications, [this] {
-                char text[40];
-                std::snprintf(text, sizeof text, "%08X-0000-4000-8000-000000000000", ++uuids);
-                return std::string(text);
-            }};
+        return ReaderEnvironment{codex,
+                                 input,
+                                 workspace,
+                                 time,
+                                 time,
+                                 log,
+                                 preferences,
+                                 notifications,
+                                 [this] {
+                                     char text[40];
+                                     std::snprintf(text, sizeof text,
+                                                   "%08X-0000-4000-8000-000000000000", ++uuids);
+                                     return std::string(text);
+                                 },
+                                 &worker};
     }
 
     // A reader with its plan chosen and automatic refresh off unless a test wants it.

@@ -1,13 +1,16 @@
 // Thousands of runs against a Codex with random timing and faults, and a user who may touch the
 // keyboard at any moment. Whatever happens, the run must never type after the user did, never
 // close a menu it did not open, never type when it was unsure of the menu, and never lose the
-// snapshot it had. Every draw is played twice, with the literal lookups and with the fast ones,
-// and both must end the same way: same outcome, snapshot, synthetic events at the same moments,
-// and trace. A difference is a bug in the fast lookups.
+// snapshot it had. Codex's tree is read on the accessibility worker; in half the draws each round
+// trip takes time, so the user's input, a plan change or automatic refresh switched off may land
+// in the middle of a walk. Every draw is played twice, with the literal lookups and with the fast
+// ones; where round trips take no time both must end the same way: same outcome, snapshot,
+// synthetic events at the same moments, and trace. A difference is a bug in the fast lookups.
 #include <gtest/gtest.h>
 
 #include <array>
 #include <cstdlib>
+#include <functional>
 #include <random>
 
 #include "Meterlane/Reader/UserDefaultsKeys.h"
@@ -26,6 +29,11 @@ struct Scenario {
     std::optional<bool> userOpenedMenu;  // expanded?
     std::optional<double> realInputAt;
     std::optional<double> codexLeavesFrontAt;
+    // Seconds per round trip; 0 in the draws that compare the lookups.
+    double latency = 0;
+    // The run is given up: the user picks another plan, or switches automatic refresh off.
+    std::optional<double> planChangeAt;
+    std::optional<double> automaticOffAt;
 };
 
 std::string describe(uint32_t draw, const Scenario& s) {
@@ -33,7 +41,10 @@ std::string describe(uint32_t draw, const Scenario& s) {
            (s.automatic ? " automatic" : " manual") +
            (s.userOpenedMenu ? (*s.userOpenedMenu ? " user-expanded" : " user-opened") : "") +
            (s.realInputAt ? " input@" + std::to_string(*s.realInputAt) : "") +
-           (s.codexLeavesFrontAt ? " away@" + std::to_string(*s.codexLeavesFrontAt) : "");
+           (s.codexLeavesFrontAt ? " away@" + std::to_string(*s.codexLeavesFrontAt) : "") +
+           (s.latency > 0 ? " rt " + std::to_string(s.latency) : "") +
+           (s.planChangeAt ? " plan@" + std::to_string(*s.planChangeAt) : "") +
+           (s.automaticOffAt ? " off@" + std::to_string(*s.automaticOffAt) : "");
 }
 
 std::optional<RefreshMenuPresence> startPresence(const MemoryLog& log) {
@@ -57,8 +68,16 @@ struct RunRecord {
 
 enum class Ending { committed, deferred, failed };
 
+// How often the world's moves landed while the worker was in the middle of a job.
+struct InsideJobs {
+    std::size_t input = 0;
+    std::size_t planChanges = 0;
+    std::size_t automaticOff = 0;
+};
+
 // Plays draw `draw` with the given lookups, checks the safety rules, and records the run.
-RunRecord playDraw(uint32_t draw, ElementLookupMode mode, Ending& ending) {
+RunRecord playDraw(uint32_t draw, ElementLookupMode mode, Ending& ending, InsideJobs& inside,
+                   bool& comparable) {
     std::mt19937 rng(draw);
     auto chance = [&](double p) { return std::bernoulli_distribution(p)(rng); };
     auto uniform = [&](double a, double b) { return std::uniform_real_distribution<>(a, b)(rng); };
@@ -82,6 +101,18 @@ RunRecord playDraw(uint32_t draw, ElementLookupMode mode, Ending& ending) {
     if (chance(0.1)) {
         s.codexLeavesFrontAt = uniform(0, s.automatic ? 14 : 4);
     }
+    if (chance(0.5)) {
+        // A walk of this window then lasts up to a few seconds.
+        s.latency = uniform(0.0002, 0.004);
+        if (chance(0.2)) {
+            s.planChangeAt = uniform(0, s.automatic ? 16 : 6);
+        }
+        if (s.automatic && chance(0.2)) {
+            // Around the click, where the walks are.
+            s.automaticOffAt = uniform(10, 11);
+        }
+    }
+    comparable = s.latency == 0;
     const std::string name =
         describe(draw, s) + (mode == ElementLookupMode::fast ? " fast" : " literal");
 
@@ -101,6 +132,7 @@ RunRecord playDraw(uint32_t draw, ElementLookupMode mode, Ending& ending) {
         reader.beginReadCountdown(false);
         world.runUntilRunEnds();
     }
+    world.codex.setRoundTripCost(&world.time, s.latency);
     const UsageSnapshot before = reader.snapshot();
     const auto storedBefore = world.preferences.dataValue(defaultsKey::planSpecificUsageSnapshots);
 
@@ -137,19 +169,48 @@ RunRecord playDraw(uint32_t draw, ElementLookupMode mode, Ending& ending) {
     }
 
     world.input.clearPostedEvents();
+    const std::size_t activationsBefore = world.workspace.activations().size();
     std::optional<double> inputTime;
     std::optional<double> awayTime;
+    std::optional<double> givenUpAt;
     TaskHandle input;
     TaskHandle away;
+    TaskHandle planChange;
+    TaskHandle automaticOff;
     if (s.realInputAt) {
         input = world.time.asyncAfter(*s.realInputAt, [&] {
             inputTime = world.time.monotonicSeconds();
+            inside.input += world.worker.busy() ? 1 : 0;
             world.input.injectRealKeyPress(0);
+        });
+    }
+    const auto giveUp = [&](std::size_t& counter, const std::function<void()>& act) {
+        if (!reader.automationInProgress()) {
+            return;
+        }
+        givenUpAt = givenUpAt.value_or(world.time.monotonicSeconds());
+        counter += world.worker.busy() ? 1 : 0;
+        act();
+    };
+    if (s.planChangeAt) {
+        const CodexPlan other = s.plan == CodexPlan::plus ? CodexPlan::pro : CodexPlan::plus;
+        planChange = world.time.asyncAfter(*s.planChangeAt, [&, other] {
+            giveUp(inside.planChanges, [&] { reader.setCodexPlan(other); });
+        });
+    }
+    if (s.automaticOffAt) {
+        automaticOff = world.time.asyncAfter(*s.automaticOffAt, [&] {
+            giveUp(inside.automaticOff, [&] { reader.setAutomaticRefreshEnabled(false); });
         });
     }
     if (s.codexLeavesFrontAt) {
         away = world.time.asyncAfter(*s.codexLeavesFrontAt, [&] {
-            awayTime = world.time.monotonicSeconds();
+            // Before the run's own request to bring Codex forward has taken effect, Codex comes
+            // back: the user asked for the refresh.
+            if (world.workspace.activations().size() > activationsBefore &&
+                !world.workspace.activationPending()) {
+                awayTime = world.time.monotonicSeconds();
+            }
             world.workspace.setFrontmost(std::nullopt);
         });
     }
@@ -159,6 +220,14 @@ RunRecord playDraw(uint32_t draw, ElementLookupMode mode, Ending& ending) {
 
     EXPECT_FALSE(reader.automationInProgress()) << name;
     const auto& posted = world.input.postedEvents();
+    if (givenUpAt) {
+        // A run given up sends nothing more, and its job's result is dropped.
+        for (const auto& event : posted) {
+            EXPECT_LE(event.time, *givenUpAt) << name << ": synthetic event after the run ended";
+        }
+        world.time.runUntil([&] { return world.worker.idle(); }, 60);
+        EXPECT_TRUE(world.worker.idle()) << name;
+    }
     const auto presence = startPresence(world.log);
     if (s.automatic && inputTime) {
         for (const auto& event : posted) {
@@ -185,15 +254,24 @@ RunRecord playDraw(uint32_t draw, ElementLookupMode mode, Ending& ending) {
     if (codexStaysBehind) {
         // A run that cannot bring Codex forward ends as it always has, having typed nothing.
         EXPECT_TRUE(posted.empty()) << name << ": typed while Codex was behind";
-        if (!s.automatic) {
+        if (!s.automatic && !givenUpAt) {
             EXPECT_EQ(reader.lastRefreshOutcome(),
                       RefreshRunOutcome::failed("Codex did not become active."))
                 << name;
         }
     }
     const auto& outcome = reader.lastRefreshOutcome();
-    EXPECT_TRUE(outcome.has_value()) << name;
-    if (!outcome || !outcome->isCommitted()) {
+    const bool planChanged = s.planChangeAt && givenUpAt && reader.codexPlan() != s.plan;
+    if (planChanged) {
+        // A run abandoned for another plan leaves no outcome; the plan it read keeps its
+        // snapshot, or the one the run had committed before it was abandoned.
+        reader.setCodexPlan(s.plan);
+        const QuotaSchema schema = PlanQuotaConfiguration::configuration(s.plan).schema;
+        EXPECT_TRUE(reader.snapshot() == before ||
+                    isCompleteUsageSnapshot(reader.snapshot(), schema))
+            << name << ": lost the snapshot";
+    } else if (!outcome || !outcome->isCommitted()) {
+        EXPECT_TRUE(outcome.has_value()) << name;
         EXPECT_EQ(reader.snapshot(), before) << name;
         EXPECT_EQ(world.preferences.dataValue(defaultsKey::planSpecificUsageSnapshots),
                   storedBefore)
@@ -216,27 +294,38 @@ TEST_P(RefreshRunProperty, SafeAndTheSameWithLiteralAndFastLookups) {
     const uint32_t runs =
         configured ? static_cast<uint32_t>(std::atoi(configured)) / shards : drawsPerShard;
     std::array<std::size_t, 3> endings{};
+    InsideJobs inside;
     for (uint32_t draw = GetParam() * runs + 1; draw <= (GetParam() + 1) * runs; ++draw) {
         Ending literalEnding = Ending::failed;
         Ending fastEnding = Ending::failed;
-        const RunRecord literal = playDraw(draw, ElementLookupMode::literal, literalEnding);
-        const RunRecord fast = playDraw(draw, ElementLookupMode::fast, fastEnding);
+        bool comparable = false;
+        const RunRecord literal =
+            playDraw(draw, ElementLookupMode::literal, literalEnding, inside, comparable);
+        const RunRecord fast =
+            playDraw(draw, ElementLookupMode::fast, fastEnding, inside, comparable);
         const std::string name = "draw " + std::to_string(draw);
-        ASSERT_EQ(fast.outcome, literal.outcome) << name;
-        ASSERT_EQ(fast.snapshot, literal.snapshot) << name;
-        ASSERT_EQ(fast.events, literal.events) << name;
-        ASSERT_EQ(fast.trace, literal.trace) << name;
+        if (comparable) {
+            ASSERT_EQ(fast.outcome, literal.outcome) << name;
+            ASSERT_EQ(fast.snapshot, literal.snapshot) << name;
+            ASSERT_EQ(fast.events, literal.events) << name;
+            ASSERT_EQ(fast.trace, literal.trace) << name;
+        }
         ++endings[static_cast<std::size_t>(fastEnding)];
         if (HasFailure()) {
             return;
         }
     }
-    // The random world must exercise every ending, or the property says little.
+    // The random world must exercise every ending, and land its moves inside jobs, or the
+    // property says little.
     EXPECT_GT(endings[0], runs / 10);
     EXPECT_GT(endings[1], runs / 20);
     EXPECT_GT(endings[2], runs / 50);
-    std::printf("property runs: %zu committed, %zu deferred, %zu failed\n", endings[0], endings[1],
-                endings[2]);
+    EXPECT_GT(inside.input, runs / 20);
+    EXPECT_GT(inside.planChanges + inside.automaticOff, runs / 100);
+    std::printf(
+        "property runs: %zu committed, %zu deferred, %zu failed; inside jobs: %zu inputs, "
+        "%zu plan changes, %zu switched off\n",
+        endings[0], endings[1], endings[2], inside.input, inside.planChanges, inside.automaticOff);
 }
 
 INSTANTIATE_TEST_SUITE_P(Shards, RefreshRunProperty, testing::Range(0u, shards));

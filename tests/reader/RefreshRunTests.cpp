@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <functional>
+
 #include "Meterlane/Presentation/StatusPresentation.h"
 #include "Meterlane/Reader/UserDefaultsKeys.h"
 #include "ReaderWorld.h"
@@ -252,9 +254,9 @@ TEST(RefreshRun, FailuresEndTheRunWithTheirMessage) {
         EXPECT_FALSE(reader.automationInProgress()) << c.name;
         EXPECT_EQ(reader.snapshot(), UsageSnapshot::empty()) << c.name;
         if (std::string(c.name) == "menu never appears") {
-            // Fourteen polls after the click, then the fifteenth attempt's 0.25 s wait ends it
-            // without a read: 0.4 s activation plus 2.3 s of back-off.
-            EXPECT_NEAR(world.time.monotonicSeconds() - start, 2.7, 1e-6);
+            // The click's own 50 ms, fourteen polls after it, then the fifteenth attempt's 0.25 s
+            // wait ends it without a read: 0.4 s activation plus 2.35 s of waiting.
+            EXPECT_NEAR(world.time.monotonicSeconds() - start, 2.75, 1e-6);
             EXPECT_FALSE(world.codex.menuIsOpen());
         }
     }
@@ -448,6 +450,41 @@ TEST(RefreshRun, AnAbandonedCountdownLeavesNothingBehind) {
     EXPECT_EQ(reader.lastRefreshOutcome(), RefreshRunOutcome::committed());
     EXPECT_EQ(countdowns, (std::vector<std::optional<int>>{std::nullopt}));
     EXPECT_EQ(world.postedMouseEvents(), 3u) << "one click: moved, down, up";
+}
+
+// A run given up in the middle of a walk: the walk's remaining round trips fail at once, its
+// result is dropped, and the worker is left with nothing to do.
+TEST(RefreshRun, ARunGivenUpInTheMiddleOfAWalkLeavesNoWorkBehind) {
+    struct Row {
+        const char* name;
+        bool automatic;
+        std::function<void(ReaderWorld&)> giveUp;
+    };
+    const Row rows[] = {
+        {"plan changed", false, [](ReaderWorld& w) { w.reader->setCodexPlan(CodexPlan::pro); }},
+        {"automatic refresh switched off", true,
+         [](ReaderWorld& w) { w.reader->setAutomaticRefreshEnabled(false); }},
+        {"reader gone", false, [](ReaderWorld& w) { w.reader.reset(); }},
+    };
+    for (const Row& row : rows) {
+        ReaderWorld world;
+        UsageReader& reader = world.makeReader(CodexPlan::plus, row.automatic);
+        // The look at the menu at the request is a whole walk: seconds at this latency.
+        world.codex.setRoundTripCost(&world.time, 0.010);
+        bool insideJob = false;
+        TaskHandle giveUp = world.time.asyncAfter(0.5, [&] {
+            insideJob = world.worker.busy();
+            row.giveUp(world);
+        });
+        reader.beginReadCountdown(row.automatic);
+        world.time.advance(60);
+        EXPECT_TRUE(insideJob) << row.name;
+        EXPECT_TRUE(world.worker.idle()) << row.name;
+        EXPECT_LT(world.worker.busySeconds(), 0.6) << row.name << ": the walk went on";
+        EXPECT_EQ(world.worker.jobsRun(), 1u) << row.name;
+        EXPECT_TRUE(world.input.postedEvents().empty()) << row.name;
+        EXPECT_TRUE(!world.reader || !world.reader->automationInProgress()) << row.name;
+    }
 }
 
 }  // namespace

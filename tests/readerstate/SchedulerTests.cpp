@@ -23,6 +23,7 @@ TEST(AutomaticRefreshScheduler, OverdueStoredDeadlineIsTriedAtTheFirstEvaluation
     world.preferences.setDate("next-automatic-refresh-date-v1",
                               world.time.now().addingTimeInterval(-3600));
     UsageReader& reader = world.launch();
+    world.time.advance(0);
     EXPECT_EQ(
         world.schedulerLines(),
         (Lines{"Automatic refresh schedule restored as overdue and pending",
@@ -232,6 +233,7 @@ TEST(AutomaticRefreshScheduler, WakeRecoversTheScheduleAndTriesAtOnceWhenTheDead
         // Asleep: the wall clock moves on while no tick runs.
         world.time.setNow(world.time.now().addingTimeInterval(c.asleepFor));
         world.workspace.postWake();
+        world.time.advance(0);
         EXPECT_EQ(world.schedulerLines(), c.lines) << c.name;
         const bool overdue = c.asleepFor > 60;
         EXPECT_EQ(reader.countdown(), overdue ? std::optional<int>(10) : std::nullopt) << c.name;
@@ -314,6 +316,7 @@ TEST(AutomaticRefreshScheduler, EvaluationRulesApplyInOrder) {
         {"a countdown is showing (and the user is active)", nullptr,
          [](StateWorld& w) {
              w.reader->beginReadCountdown(true);
+             w.time.advance(0);
              w.input.setLastInputSecondsAgo(0);
          },
          deferred("a countdown is already active", "another automatic countdown is active",
@@ -321,6 +324,8 @@ TEST(AutomaticRefreshScheduler, EvaluationRulesApplyInOrder) {
         {"a manual run is under way (and Codex is behind)", nullptr,
          [](StateWorld& w) {
              w.reader->beginReadCountdown(false);
+             // The run's look at the menu comes back from the worker.
+             w.time.advance(0);
              putAnotherApplicationInFront(w);
          },
          deferred("another refresh is in progress", "another refresh is in progress",
@@ -365,6 +370,8 @@ TEST(AutomaticRefreshScheduler, EvaluationRulesApplyInOrder) {
         }
         world.log.clear();
         reader.evaluateAutomaticRefresh();
+        // A run's countdown starts once its look at the menu is back from the worker.
+        world.time.advance(0);
         const Evaluation& e = c.expected;
         EXPECT_EQ(withoutTraceIdentifiers(world.schedulerLines()), e.lines) << c.name;
         EXPECT_EQ(statusText(reader.status()), e.status) << c.name;

@@ -12,7 +12,7 @@ RefreshStatistics::RefreshStatistics(const SimulatedCodex& codex, double origin)
     : codex_(codex),
       origin_(origin),
       roundTripsAtItemStart_(codex.roundTrips()),
-      blockedAtItemStart_(codex.blockedSeconds()) {}
+      blockedAtItemStart_(codex.answeringSeconds()) {}
 
 void RefreshStatistics::readerChanged(double elapsed) {
     const bool running = reader_->automationInProgress();
@@ -66,7 +66,7 @@ void RefreshStatistics::itemRan(const WorkItemReport& report) {
     for (const std::size_t index : endedInItem_) {
         Refresh& refresh = refreshes_[index];
         refresh.roundTrips = codex_.roundTrips() - roundTripBase_[index];
-        refresh.blockedSeconds = codex_.blockedSeconds() - blockedBase_[index];
+        refresh.blockedSeconds = codex_.answeringSeconds() - blockedBase_[index];
         refresh.outcome =
             reader_->lastRefreshOutcome()
                 ? reader_->lastRefreshOutcome()->logText(reader_->refreshCleanupResult())
@@ -74,13 +74,13 @@ void RefreshStatistics::itemRan(const WorkItemReport& report) {
     }
     if (running_) {
         refreshes_[*running_].roundTrips = codex_.roundTrips() - roundTripBase_[*running_];
-        refreshes_[*running_].blockedSeconds = codex_.blockedSeconds() - blockedBase_[*running_];
+        refreshes_[*running_].blockedSeconds = codex_.answeringSeconds() - blockedBase_[*running_];
     }
     startedInItem_.clear();
     endedInItem_.clear();
     touchedInItem_.reset();
     roundTripsAtItemStart_ = codex_.roundTrips();
-    blockedAtItemStart_ = codex_.blockedSeconds();
+    blockedAtItemStart_ = codex_.answeringSeconds();
 }
 
 namespace {

@@ -142,7 +142,8 @@ ScenarioScript::ScenarioScript(SimulatedMac& world, CodexPlan plan,
 }
 
 double ScenarioScript::codexAnsweringSeconds() const {
-    return world_.codex.blockedSeconds();
+    // On the main thread or on the accessibility worker.
+    return world_.codex.answeringSeconds();
 }
 
 double ScenarioScript::storyTime() const {

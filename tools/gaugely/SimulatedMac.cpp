@@ -59,7 +59,7 @@ AppAssembly& SimulatedMac::launch() {
     bundle_ = std::make_unique<MemoryBundleInformation>(
         MemoryBundleInformation::production(feedHost, version_, build_, std::string(appPath)));
     AppPorts ports{ReaderEnvironment{codex, input, workspace, time, time, log, defaults_,
-                                     notifications, makeUUID_},
+                                     notifications, makeUUID_, &accessibilityWorker},
                    *bundle_,
                    updates,
                    hostTimeFormatter(),

@@ -21,6 +21,7 @@
 #include "Meterlane/Simulation/MemoryLog.h"
 #include "Meterlane/Simulation/ScriptedAlertPresenter.h"
 #include "Meterlane/Simulation/SimulatedCodex.h"
+#include "Meterlane/Simulation/VirtualAccessibilityWorker.h"
 #include "Meterlane/Simulation/VirtualTime.h"
 #include "Meterlane/Startup/AppAssembly.h"
 
@@ -73,6 +74,9 @@ class SimulatedMac {
     FakeWorkspace workspace{time};
     FakeInput input{time};
     SimulatedCodex codex;
+    // The reader's accessibility calls run here, their time on the worker's clock.
+    VirtualAccessibilityWorker accessibilityWorker{time, codex,
+                                                   CodexElementSearch::messagingTimeoutSeconds};
     FakeUserNotificationCenter notifications{time};
     FakeUpdateFramework updates{time};
     FakeLoginItemService loginItems;
