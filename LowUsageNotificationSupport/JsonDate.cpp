@@ -9,7 +9,10 @@ Json jsonDate(std::optional<Date> date) {
 }
 
 bool readJsonDate(const Json& object, std::string_view key, std::optional<Date>& date) {
-    const Json* member = jsonMember(object, key);
+    return readJsonDate(jsonMember(object, key), date);
+}
+
+bool readJsonDate(const Json* member, std::optional<Date>& date) {
     if (member == nullptr || member->is_null()) {
         date.reset();
         return true;

@@ -12,5 +12,7 @@ namespace gaugely {
 Json jsonDate(std::optional<Date> date);
 // Reads a finite number, null or a missing key (none) into `date`; false for anything else.
 bool readJsonDate(const Json& object, std::string_view key, std::optional<Date>& date);
+// The same for a value itself, `nullptr` standing for a missing one.
+bool readJsonDate(const Json* value, std::optional<Date>& date);
 
 }  // namespace gaugely

@@ -58,7 +58,10 @@ ProductionUpdaterRuntime::ProductionUpdaterRuntime(UpdaterHost host)
         stopForBuildFault("the defaults suite " + std::string(defaultsSuiteName) +
                           " cannot be opened");
     }
-    if (!host.timeFormatter.knowsTimeZone(ProductionUpdaterConfiguration::releaseTimeZone)) {
+    // Release dates are only ever shown by an updater that runs; the check loads the system's
+    // zone data, which a status line that starts the app for a moment does not need.
+    if (!validationError_ &&
+        !host.timeFormatter.knowsTimeZone(ProductionUpdaterConfiguration::releaseTimeZone)) {
         stopForBuildFault("the time zone " +
                           std::string(ProductionUpdaterConfiguration::releaseTimeZone) +
                           " is unknown to this system");

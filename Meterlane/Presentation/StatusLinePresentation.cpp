@@ -65,6 +65,12 @@ std::string StatusLineTemplate::expand(const std::map<std::string, std::string>&
     return line;
 }
 
+bool StatusLineTemplate::uses(std::string_view name) const {
+    return std::any_of(pieces_.begin(), pieces_.end(), [name](const Piece& piece) {
+        return piece.isPlaceholder && piece.text == name;
+    });
+}
+
 std::string_view statusLineWindowName(QuotaWindow window) {
     switch (window) {
         case QuotaWindow::fiveHour:

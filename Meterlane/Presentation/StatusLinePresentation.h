@@ -37,6 +37,8 @@ class StatusLineTemplate {
 
     // The line with each placeholder replaced by its value; a name without a value is empty.
     std::string expand(const std::map<std::string, std::string>& values) const;
+    // Whether the template holds the placeholder `name`.
+    bool uses(std::string_view name) const;
 
   private:
     struct Piece {

@@ -8,12 +8,22 @@
 namespace gaugely {
 namespace {
 
-std::optional<uint64_t> readCount(const Json& object, std::string_view key) {
-    const Json* member = jsonMember(object, key);
+std::optional<uint64_t> readCount(const Json* member) {
     if (!member || !member->is_number_unsigned()) {
         return std::nullopt;
     }
     return member->get<uint64_t>();
+}
+
+std::optional<uint64_t> readCount(const Json& object, std::string_view key) {
+    return readCount(jsonMember(object, key));
+}
+
+std::optional<bool> readBool(const Json* member) {
+    if (!member || !member->is_boolean()) {
+        return std::nullopt;
+    }
+    return member->get<bool>();
 }
 
 // Below the sessions folder and nowhere else: year, month and day folders and a file name.
@@ -46,31 +56,30 @@ Json fileJson(const CodexLogFollowerMemory::File& file) {
 }
 
 std::optional<CodexLogFollowerMemory::File> fileFromJson(const Json& entry) {
-    // Records written before the list form name each field.
-    Json named;
-    if (entry.is_array() && entry.size() == fileFields.size()) {
-        named = Json::object();
-        for (std::size_t i = 0; i < fileFields.size(); ++i) {
-            named[fileFields[i]] = entry[i];
-        }
-    } else if (!entry.is_object()) {
+    // Records written before the list form name each field. The list is read in place: copying
+    // it into a named object cost a status line more than reading the whole state file.
+    const bool listed = entry.is_array() && entry.size() == fileFields.size();
+    if (!listed && !entry.is_object()) {
         return std::nullopt;
     }
-    const Json& json = entry.is_object() ? entry : named;
+    const auto field = [&entry, listed](std::size_t index) -> const Json* {
+        return listed ? &entry[index] : jsonMember(entry, fileFields[index]);
+    };
     CodexLogFollowerMemory::File file;
-    const auto path = jsonString(json, "path");
-    const auto identity = readCount(json, "identity");
-    const auto size = readCount(json, "size");
-    const auto offset = readCount(json, "offset");
-    const auto skipping = jsonBool(json, "skipping");
-    const auto unsure = jsonBool(json, "unsureOfLineStart");
+    const Json* path = field(0);
+    const auto identity = readCount(field(1));
+    const auto size = readCount(field(2));
+    const auto offset = readCount(field(4));
+    const auto skipping = readBool(field(5));
+    const auto unsure = readBool(field(6));
     std::optional<Date> modified;
-    if (!path || !isRememberedPath(*path) || !identity || !size || !offset || *offset > *size ||
-        !skipping || !unsure || !readJsonDate(json, "modified", modified) || !modified ||
-        !readJsonDate(json, "copiesUntil", file.copiesUntil)) {
+    if (!path || !path->is_string() || !isRememberedPath(path->get_ref<const std::string&>()) ||
+        !identity || !size || !offset || *offset > *size || !skipping || !unsure ||
+        !readJsonDate(field(3), modified) || !modified ||
+        !readJsonDate(field(7), file.copiesUntil)) {
         return std::nullopt;
     }
-    file.path = *path;
+    file.path = path->get<std::string>();
     file.identity = *identity;
     file.size = *size;
     file.modified = *modified;

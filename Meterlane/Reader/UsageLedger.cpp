@@ -1,5 +1,7 @@
 #include "Meterlane/Reader/UsageLedger.h"
 
+#include <tuple>
+
 #include "Meterlane/Reader/StoredReaderState.h"
 #include "Meterlane/Reader/UserDefaultsKeys.h"
 
@@ -136,9 +138,14 @@ bool UsageLedger::accepts(const UsageReading& reading, UsageSource source, Date 
         return true;
     }
     // As late as the stored reading, a log reading is taken only when it shows more of the same
-    // logs: a window an older line filled in, a reset that passed.
+    // logs: a window an older line filled in, a reset that passed. Its reset times are those of
+    // the same lines, so only the shares can differ.
+    const auto shares = [](const UsageSnapshot& snapshot) {
+        return std::tie(snapshot.fiveHour, snapshot.weekly, snapshot.monthly);
+    };
     return at == stored->lastUpdated && sources_.source(reading.plan) == UsageSource::codexLogs &&
-           (reading.snapshot != stored->snapshot || reading.passedResets != passedResets_);
+           (shares(reading.snapshot) != shares(stored->snapshot) ||
+            reading.passedResets != passedResets_);
 }
 
 void UsageLedger::recordHistory(const UsageReading& reading, Date at) {

@@ -68,6 +68,9 @@ class UsageLedger {
     // menu reading must be complete for its plan, and a log reading later than the stored one
     // (or as late, showing more of the same logs).
     [[nodiscard]] bool commit(const UsageReading& reading, UsageSource source, Date at);
+    // Whether `commit` would take the reading. A log reading is judged without its reset texts,
+    // so they need be formatted only for a reading that will be taken.
+    bool accepts(const UsageReading& reading, UsageSource source, Date at) const;
 
     // The reading on display, the plan it is of and when it was taken.
     const UsageSnapshot& snapshot() const { return snapshot_; }
@@ -93,7 +96,6 @@ class UsageLedger {
     void rebaselineResets(CodexPlan plan);
 
   private:
-    bool accepts(const UsageReading& reading, UsageSource source, Date at) const;
     void recordHistory(const UsageReading& reading, Date at);
     void storeSource(CodexPlan plan, UsageSource source);
     void saveReadings();

@@ -160,11 +160,10 @@ void UsageReader::commitCodexLogReadings() {
     }
     const CodexPlan plan = codexPlan();
     const Date now = env_.clock.now();
-    const TimeFormatter& formatter = codexLogEnvironment_->timeFormatter;
+    // Judged first without reset texts: opening a date formatter is most of what a status line's
+    // run costs, and most looks learn nothing the ledger would take.
     const CodexLogSnapshotResult result = codexLogSnapshot(
-        plan, codexLogReadings_, now, [&formatter](Date date, std::string_view pattern) {
-            return formatter.format(date, pattern, resetTextLocale, "").value_or("");
-        });
+        plan, codexLogReadings_, now, [](Date, std::string_view) { return std::string(); });
     wakeForCodexLogChange();
     if (!result.reading) {
         if (codexLogsState_.refusal != result.refusal) {
@@ -187,8 +186,17 @@ void UsageReader::commitCodexLogReadings() {
         publish(codexLogsState_, std::move(state));
     }
     // One older than the reading shown is simply not taken: the logs said nothing new.
-    (void)ledger_.commit(UsageReading::fromLogs(plan, *result.reading), UsageSource::codexLogs,
-                         result.reading->readAt);
+    if (!ledger_.accepts(UsageReading::fromLogs(plan, *result.reading), UsageSource::codexLogs,
+                         result.reading->readAt)) {
+        return;
+    }
+    const TimeFormatter& formatter = codexLogEnvironment_->timeFormatter;
+    const CodexLogSnapshotResult formatted = codexLogSnapshot(
+        plan, codexLogReadings_, now, [&formatter](Date date, std::string_view pattern) {
+            return formatter.format(date, pattern, resetTextLocale, "").value_or("");
+        });
+    (void)ledger_.commit(UsageReading::fromLogs(plan, *formatted.reading), UsageSource::codexLogs,
+                         formatted.reading->readAt);
 }
 
 std::string UsageReader::formattedLogTime(Date date) const {

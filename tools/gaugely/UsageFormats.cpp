@@ -152,13 +152,17 @@ Json statusJson(const std::string& text) {
     return json;
 }
 
-std::map<std::string, std::string> statusLineValues(const UsageReader& reader, bool hasReading,
-                                                    const UsageFormatContext& context) {
+std::map<std::string, std::string> statusLineValues(
+    const UsageReader& reader, bool hasReading, const UsageFormatContext& context,
+    const std::function<bool(std::string_view name)>& wanted) {
+    const auto wants = [&wanted](std::string_view name) { return !wanted || wanted(name); };
     std::map<std::string, std::string> values;
     values["plan"] = title(reader.codexPlan());
-    values["menubar"] =
-        hasReading ? reader.menuBarUsageSummary()
-                   : menuBarUsageSummary(true, reader.codexPlan(), reader.menuBarDisplay(), {});
+    if (wants("menubar")) {
+        values["menubar"] =
+            hasReading ? reader.menuBarUsageSummary()
+                       : menuBarUsageSummary(true, reader.codexPlan(), reader.menuBarDisplay(), {});
+    }
     const auto readAt = reader.lastUpdated();
     values["age"] = hasReading && readAt ? statusLineAgeText(context.now.timeIntervalSince(*readAt))
                                          : std::string();
@@ -172,22 +176,28 @@ std::map<std::string, std::string> statusLineValues(const UsageReader& reader, b
         if (!shown) {
             continue;
         }
-        if (const auto resetsAt = reader.windowResetsAt(window);
-            resetsAt && reader.snapshotSource() == UsageSource::codexLogs) {
+        const auto resetsAt = reader.windowResetsAt(window);
+        if (!wants(name + ".reset")) {
+            // Not shown: no time formatted.
+        } else if (resetsAt && reader.snapshotSource() == UsageSource::codexLogs) {
             values[name + ".reset"] =
                 datedTimeText(*resetsAt, context.now, false, context.formatter);
         } else if (reader.snapshot().reset(window) != notFoundText) {
             values[name + ".reset"] = reader.snapshot().reset(window);
         }
-        const UsagePaceEstimate pace = reader.usagePace(window);
-        values[name + ".pace"] = statusLinePaceText(pace, runsOutText(pace, context));
+        if (wants(name + ".pace")) {
+            const UsagePaceEstimate pace = reader.usagePace(window);
+            values[name + ".pace"] = statusLinePaceText(pace, runsOutText(pace, context));
+        }
     }
     return values;
 }
 
 Json waybarJson(const UsageReader& reader, bool hasReading, const std::string& status,
                 const std::optional<StatusLineTemplate>& line, const UsageFormatContext& context) {
-    const auto values = statusLineValues(reader, hasReading, context);
+    const auto values = statusLineValues(
+        reader, hasReading, context,
+        [&line](std::string_view name) { return line ? line->uses(name) : name == "menubar"; });
     Json json = Json::object();
     json["text"] = escapedForPango(line ? line->expand(values) : values.at("menubar"));
     if (!hasReading) {

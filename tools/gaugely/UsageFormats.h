@@ -4,6 +4,7 @@
 // decides when to print.
 #pragma once
 
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -34,10 +35,12 @@ Json notificationJson(const NotificationRequest& request);
 // {"type":"status", "text"}: why there is no reading to show while watching.
 Json statusJson(const std::string& text);
 
-// The values of the template's placeholders; without a reading, only the plan and "—" for each
-// share.
-std::map<std::string, std::string> statusLineValues(const UsageReader& reader, bool hasReading,
-                                                    const UsageFormatContext& context);
+// The values of the placeholders `wanted` names (all when none is given); without a reading,
+// only the plan and "—" for each share. Only what a template shows is worked out: a status line
+// in a prompt formats no time it does not print.
+std::map<std::string, std::string> statusLineValues(
+    const UsageReader& reader, bool hasReading, const UsageFormatContext& context,
+    const std::function<bool(std::string_view name)>& wanted = {});
 
 // Waybar's object: "text" (the template's line, or the menu bar text), "alt" and "class" (the
 // usage level, "stale" beside it when the reading may be outdated, "unavailable" without one),

@@ -75,7 +75,9 @@ void UsageView::statusLineOutput(const UsageReader& reader, bool hasReading) {
     if (style_ == Style::waybar) {
         line = waybarJson(reader, hasReading, statusLine(reader), line_, context).dump();
     } else if (line_) {
-        line = line_->expand(statusLineValues(reader, hasReading, context));
+        line = line_->expand(
+            statusLineValues(reader, hasReading, context,
+                             [this](std::string_view name) { return line_->uses(name); }));
     }
     if (line != lastLine_) {
         printLine(line);
