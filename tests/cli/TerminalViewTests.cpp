@@ -12,7 +12,6 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
-#include <ctime>
 
 #include "TerminalScreen.h"
 #include "ToolRunner.h"
@@ -146,19 +145,6 @@ TEST_F(TerminalView, TellsTheStoryAndHonoursTheTerminalsLimits) {
     }
 }
 
-// A usage line as Codex appends it at 14:`minute`: the 5-hour window with `used` percent,
-// resetting in an hour.
-std::string usageLine(int minute, int used) {
-    const long long now = std::time(nullptr);
-    return "\n{\"timestamp\":\"2026-11-21T14:" + std::to_string(minute) +
-           ":00Z\",\"type\":\"event_msg\",\"payload\":{"
-           "\"type\":\"token_count\",\"rate_limits\":{\"primary\":{\"used_percent\":" +
-           std::to_string(used) +
-           ",\"window_minutes\":300,\"resets_at\":" + std::to_string(now + 3600) +
-           "},\"secondary\":{\"used_percent\":61,\"window_minutes\":10080,\"resets_at\":" +
-           std::to_string(now + 86'400) + "}}}}\n";
-}
-
 std::size_t occurrences(const std::vector<std::string>& lines, std::string_view piece) {
     return static_cast<std::size_t>(
         std::count_if(lines.begin(), lines.end(),
@@ -169,21 +155,17 @@ std::size_t occurrences(const std::vector<std::string>& lines, std::string_view 
 // there through later redraws, on a narrow terminal (where the long lines would wrap) and a wide
 // one alike.
 TEST_F(TerminalView, UsageWatchKeepsNotificationsAboveTheLiveReading) {
-    const fs::path fixture = fs::path(GAUGELY_SOURCE_PATH) / "tests/fixtures/codex-logs/plus";
     for (const unsigned short columns : {80, 200}) {
-        fs::remove_all(path("codex"));
         fs::remove(path("usage.json"));
-        fs::copy(fixture, path("codex"), fs::copy_options::recursive);
-        const fs::path log =
-            path("codex/sessions/2026/11/21/rollout-2026-11-21T13-40-00-0199b311-sample.jsonl");
+        const fs::path log = copyOfThePlusSample();
         TerminalSession session({"usage", "--watch", "--codex-home", path("codex").string(),
                                  "--defaults", path("usage.json").string()},
                                 columns);
         ASSERT_TRUE(session.waitFor("5h 72%")) << columns << session.output();
-        std::ofstream(log, std::ios::app) << usageLine(10, 85);
+        std::ofstream(log, std::ios::app) << appendedUsageLine(10, 85);
         ASSERT_TRUE(session.waitFor("5h usage remaining: 15%")) << columns;
         ASSERT_TRUE(session.waitFor("5h 15%")) << columns;
-        std::ofstream(log, std::ios::app) << usageLine(11, 86);
+        std::ofstream(log, std::ios::app) << appendedUsageLine(11, 86);
         ASSERT_TRUE(session.waitFor("5h 14%")) << columns;
         EXPECT_EQ(session.interrupt(), 130) << columns;
 

@@ -1,12 +1,6 @@
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <chrono>
-#include <ctime>
 #include <sstream>
-#include <thread>
 
 #include "LowUsageNotificationSupport/Json.h"
 #include "ToolRunner.h"
@@ -175,61 +169,29 @@ TEST_F(Usage, WatchShowsEachNewReadingWithItsNotifications) {
          "gaugely usage: notification: Codex Usage Low: 5h usage remaining: 15%"},
     };
     for (const auto& mode : modes) {
-        fs::remove_all(path("codex"));
         fs::remove(path("usage.json"));
         fs::remove(path("usage.json.history.json"));
-        fs::copy(fixture("plus"), path("codex"), fs::copy_options::recursive);
-        const fs::path log =
-            path("codex/sessions/2026/11/21/rollout-2026-11-21T13-40-00-0199b311-sample.jsonl");
-        std::string command = "sh -c 'echo $$ > " + path("pid").string() +
-                              "; exec env TZ=UTC LC_ALL=C " + std::string(GAUGELY_TOOL_PATH) +
-                              " usage --watch --codex-home " + path("codex").string() +
-                              " --defaults " + path("usage.json").string();
-        for (const std::string& argument : mode.arguments) {
-            command += " " + argument;
-        }
-        command += " > " + path("out").string() + " 2>" + path("err").string() + "' &";
-        ASSERT_EQ(std::system(command.c_str()), 0);
-        const auto waitFor = [&](const std::string& text) {
-            for (int i = 0; i < 400; ++i) {
-                if ((readFile(path("out")) + readFile(path("err"))).find(text) !=
-                    std::string::npos) {
-                    return true;
-                }
-                std::this_thread::sleep_for(std::chrono::milliseconds(50));
-            }
-            return false;
-        };
-        EXPECT_TRUE(waitFor(mode.first)) << mode.name << "\n" << readFile(path("err"));
-
-        const long long now = std::time(nullptr);
-        std::ofstream(log, std::ios::app)
-            << "\n{\"timestamp\":\"2026-11-21T14:10:00Z\",\"type\":\"event_msg\",\"payload\":{"
-               "\"type\":\"token_count\",\"rate_limits\":{\"primary\":{\"used_percent\":85,"
-               "\"window_minutes\":300,\"resets_at\":"
-            << now + 3600
-            << "},\"secondary\":{\"used_percent\":61,\"window_minutes\":10080,\"resets_at\":"
-            << now + 86'400 << "}}}}\n";
-        EXPECT_TRUE(waitFor(mode.second)) << mode.name << "\n" << readFile(path("out"));
-        EXPECT_TRUE(waitFor(mode.notification)) << mode.name << "\n" << readFile(path("out"));
+        const fs::path log = copyOfThePlusSample();
+        std::vector<std::string> arguments{"usage",        "--watch",
+                                           "--codex-home", path("codex").string(),
+                                           "--defaults",   path("usage.json").string()};
+        arguments.insert(arguments.end(), mode.arguments.begin(), mode.arguments.end());
+        BackgroundTool tool(directory_, GAUGELY_TOOL_PATH, arguments);
+        ASSERT_TRUE(tool.started());
+        EXPECT_TRUE(tool.waitFor(mode.first)) << mode.name << "\n" << tool.err();
+        std::ofstream(log, std::ios::app) << appendedUsageLine(10, 85);
+        EXPECT_TRUE(tool.waitFor(mode.second)) << mode.name << "\n" << tool.out();
+        EXPECT_TRUE(tool.waitFor(mode.notification)) << mode.name << "\n" << tool.out();
         if (std::string(mode.name) != "text") {
             // Standard output holds only the mode's own lines.
-            std::istringstream lines(readFile(path("out")));
+            std::istringstream lines(tool.out());
             for (std::string line; std::getline(lines, line);) {
-                if (std::string(mode.name) == "json") {
-                    EXPECT_TRUE(Json::parse(line).contains("type")) << line;
-                } else {
-                    EXPECT_TRUE(line.starts_with("5h=")) << line;
-                }
+                EXPECT_TRUE(std::string(mode.name) == "json" ? Json::parse(line).contains("type")
+                                                             : line.starts_with("5h="))
+                    << line;
             }
         }
-
-        const pid_t pid = std::stoi(readFile(path("pid")));
-        ::kill(pid, SIGINT);
-        for (int i = 0; i < 100 && ::kill(pid, 0) == 0; ++i) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(50));
-        }
-        EXPECT_NE(::kill(pid, 0), 0) << mode.name << ": still running after Ctrl-C";
+        EXPECT_TRUE(tool.stop(SIGINT)) << mode.name << ": still running after Ctrl-C";
     }
 }
 

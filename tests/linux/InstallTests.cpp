@@ -1,10 +1,6 @@
 #include <gtest/gtest.h>
-#include <signal.h>
 
-#include <chrono>
 #include <cstdio>
-#include <ctime>
-#include <thread>
 
 #include "SessionBus.h"
 #include "cli/ToolRunner.h"
@@ -44,17 +40,6 @@ bool have(const std::string& program) {
 
 bool contains(const std::string& text, const std::string& piece) {
     return text.find(piece) != std::string::npos;
-}
-
-// A usage line as Codex appends it at 14:`minute`: the 5-hour window with `used` percent.
-std::string usageLine(int minute, int used, long long resetsAt) {
-    return "\n{\"timestamp\":\"2026-11-21T14:" + std::to_string(minute) +
-           ":00Z\",\"type\":\"event_msg\",\"payload\":{\"type\":\"token_count\",\"rate_limits\":{"
-           "\"primary\":{\"used_percent\":" +
-           std::to_string(used) +
-           ",\"window_minutes\":300,\"resets_at\":" + std::to_string(resetsAt) +
-           "},\"secondary\":{\"used_percent\":61,\"window_minutes\":10080,\"resets_at\":" +
-           std::to_string(resetsAt + 86'400) + "}}}}\n";
 }
 
 using Install = ToolTest;
@@ -139,41 +124,20 @@ TEST_F(Install, PutsTheToolItsManualCompletionsAndServiceInPlaceAndNotifiesOnThe
     ASSERT_FALSE(bus.address().empty()) << "dbus-daemon did not start";
     NotificationServer server(bus.address());
     ASSERT_TRUE(server.serving());
-    fs::copy(fs::path(GAUGELY_SOURCE_PATH) / "tests/fixtures/codex-logs/plus", path("codex"),
-             fs::copy_options::recursive);
-    const fs::path log =
-        path("codex/sessions/2026/11/21/rollout-2026-11-21T13-40-00-0199b311-sample.jsonl");
-    const std::string command =
-        "sh -c 'echo $$ > " + path("pid").string() +
-        "; exec env TZ=UTC LC_ALL=C DBUS_SESSION_BUS_ADDRESS=" + bus.address() + " " + gaugely +
-        " usage --watch --notify --codex-home " + path("codex").string() + " --defaults " +
-        path("usage.json").string() + " > " + path("out").string() + " 2>" + path("err").string() +
-        "' &";
-    ASSERT_EQ(std::system(command.c_str()), 0);
-    // Stopped at the end whatever happens on the way.
-    struct Stopper {
-        fs::path pidFile;
-        ~Stopper() {
-            const std::string pid = readFile(pidFile);
-            if (!pid.empty()) {
-                ::kill(std::stoi(pid), SIGKILL);
-            }
-        }
-    } stopper{path("pid")};
-    const auto waitFor = [&](const std::string& text) {
-        for (int i = 0; i < 400 && !contains(readFile(path("out")), text); ++i) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(50));
-        }
-        return contains(readFile(path("out")), text);
-    };
-    ASSERT_TRUE(waitFor(" ◔ 5h 72% · W 40%")) << readFile(path("err"));
+    const fs::path log = copyOfThePlusSample();
+    BackgroundTool tool(directory_, gaugely,
+                        {"usage", "--watch", "--notify", "--codex-home", path("codex").string(),
+                         "--defaults", path("usage.json").string()},
+                        "DBUS_SESSION_BUS_ADDRESS=" + shellQuoted(bus.address()));
+    ASSERT_TRUE(tool.started());
+    ASSERT_TRUE(tool.waitFor(" ◔ 5h 72% · W 40%")) << tool.err();
     const long long now = std::time(nullptr);
-    std::ofstream(log, std::ios::app) << usageLine(10, 85, now + 3600);
-    ASSERT_TRUE(waitFor(" ◔ 5h 15% · W 39%"));
+    std::ofstream(log, std::ios::app) << appendedUsageLine(10, 85, now + 3600);
+    ASSERT_TRUE(tool.waitFor(" ◔ 5h 15% · W 39%"));
     // The window resets: a new one, a full 100%.
-    std::ofstream(log, std::ios::app) << usageLine(11, 0, now + 5 * 3600);
+    std::ofstream(log, std::ios::app) << appendedUsageLine(11, 0, now + 5 * 3600);
     const std::vector<NotifyCall> calls = server.waitForCalls(2);
-    ASSERT_EQ(calls.size(), 2u) << readFile(path("out")) << readFile(path("err"));
+    ASSERT_EQ(calls.size(), 2u) << tool.out() << tool.err();
     EXPECT_EQ(calls[0].applicationName, "Gaugely");
     EXPECT_EQ(calls[0].summary, "Codex Usage Low");
     EXPECT_EQ(calls[0].body, "5h usage remaining: 15%");
@@ -183,20 +147,12 @@ TEST_F(Install, PutsTheToolItsManualCompletionsAndServiceInPlaceAndNotifiesOnThe
         EXPECT_EQ(call.replacesId, 0u) << "a notification never replaces an earlier one";
         EXPECT_EQ(call.expireTimeout, -1) << "the desktop's own timeout";
     }
-    EXPECT_TRUE(waitFor(" ◔ 5h 100% · W 39%"));
-    EXPECT_FALSE(contains(readFile(path("out")), "Codex Usage")) << readFile(path("out"));
-    EXPECT_EQ(readFile(path("err")), "");
+    EXPECT_TRUE(tool.waitFor(" ◔ 5h 100% · W 39%"));
+    EXPECT_FALSE(contains(tool.out(), "Codex Usage")) << tool.out();
+    EXPECT_EQ(tool.err(), "");
 
     // Stopped as systemd stops a service: a clean exit, everything saved.
-    const pid_t pid = std::stoi(readFile(path("pid")));
-    ::kill(pid, SIGTERM);
-    for (int i = 0; i < 100 && ::kill(pid, 0) == 0; ++i) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    }
-    EXPECT_NE(::kill(pid, 0), 0) << "still running after SIGTERM";
-    if (::kill(pid, 0) != 0) {
-        fs::remove(path("pid"));
-    }
+    EXPECT_TRUE(tool.stop(SIGTERM)) << "still running after SIGTERM";
     EXPECT_TRUE(contains(readFile(path("usage.json")), "plan-specific-usage-snapshots-v1"));
     EXPECT_TRUE(fs::exists(path("usage.json.history.json")));
 }
