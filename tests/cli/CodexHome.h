@@ -49,8 +49,6 @@ struct TokenCount {
     double at = 0;  // Unix seconds
     std::optional<RateWindow> primary;
     std::optional<RateWindow> secondary;
-    std::string limitId = "codex";
-    std::optional<std::string> limitName;
     std::optional<std::string> planType;
     std::optional<std::string> reachedType;
     // `"rate_limits": null`.
@@ -69,15 +67,6 @@ inline std::string utcStamp(double unixSeconds) {
     char withMillis[64];
     std::snprintf(withMillis, sizeof withMillis, "%s.%03dZ", text, millis);
     return withMillis;
-}
-
-inline std::string wholeSecondStamp(long long unixSeconds) {
-    const auto whole = static_cast<std::time_t>(unixSeconds);
-    std::tm parts{};
-    ::gmtime_r(&whole, &parts);
-    char text[40];
-    std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &parts);
-    return text;
 }
 
 // A UUIDv7: the start's milliseconds, then version and variant bits around a counter.
@@ -102,8 +91,6 @@ class CodexHome {
 
     CodexHome(fs::path home, CodexGeneration generation)
         : home_(std::move(home)), generation_(generation) {}
-
-    const fs::path& home() const { return home_; }
 
     // A session begun at `at`, its `session_meta` written; a fork names its parent.
     Session start(double at, const std::optional<std::string>& forkedFrom = std::nullopt) {
@@ -154,8 +141,9 @@ class CodexHome {
     }
 
   private:
-    Json sessionMeta(const std::string& id, const std::optional<std::string>& forkedFrom,
-                     double at) const {
+    // The members the reader is handed; it reads no more than the id and the parent's.
+    static Json sessionMeta(const std::string& id, const std::optional<std::string>& forkedFrom,
+                            double at) {
         Json meta = Json::object();
         meta["id"] = id;
         if (forkedFrom) {
@@ -164,28 +152,10 @@ class CodexHome {
         meta["timestamp"] = utcStamp(at);
         meta["cwd"] = "/home/you/project";
         meta["originator"] = "codex_cli_rs";
-        meta["cli_version"] = cliVersion();
-        if (generation_ < CodexGeneration::buckets) {
-            meta["instructions"] = Json();
-        }
+        meta["cli_version"] = "0.120.0";
         meta["source"] = "cli";
-        // The relative-reset versions wrote no provider yet.
-        if (generation_ > CodexGeneration::resetsInSeconds) {
-            meta["model_provider"] = "openai";
-        }
-        if (generation_ >= CodexGeneration::buckets) {
-            Json instructions = Json::object();
-            instructions["text"] = "You are Codex, a coding agent. (sample text)";
-            meta["base_instructions"] = std::move(instructions);
-        }
+        meta["model_provider"] = "openai";
         return meta;
-    }
-
-    std::string cliVersion() const {
-        // One version per generation, oldest first.
-        static constexpr const char* versions[] = {"0.39.0", "0.41.0", "0.46.0",  "0.50.0",
-                                                   "0.60.0", "0.70.0", "0.104.0", "0.120.0"};
-        return versions[static_cast<int>(generation_)];
     }
 
     Json window(const std::optional<RateWindow>& stated, double lineAt) const {
@@ -206,7 +176,9 @@ class CodexHome {
             case CodexGeneration::resetsAtText:
                 // A whole second, written as chrono writes one: no fraction.
                 json["resets_at"] =
-                    stated->resetsAt ? Json(wholeSecondStamp(*stated->resetsAt)) : Json();
+                    stated->resetsAt
+                        ? Json(utcStamp(static_cast<double>(*stated->resetsAt)).substr(0, 19) + "Z")
+                        : Json();
                 break;
             default:
                 json["resets_at"] = stated->resetsAt ? Json(*stated->resetsAt) : Json();
@@ -226,8 +198,8 @@ class CodexHome {
             return limits;
         }
         if (generation_ >= CodexGeneration::buckets) {
-            limits["limit_id"] = count.limitId;
-            limits["limit_name"] = count.limitName ? Json(*count.limitName) : Json();
+            limits["limit_id"] = "codex";
+            limits["limit_name"] = Json();
         }
         limits["primary"] = window(count.primary, count.at);
         limits["secondary"] = window(count.secondary, count.at);
@@ -236,7 +208,7 @@ class CodexHome {
             credits["has_credits"] = false;
             credits["unlimited"] = false;
             credits["balance"] = Json();
-            limits["credits"] = count.limitId == "codex" ? credits : Json();
+            limits["credits"] = credits;
         }
         if (generation_ >= CodexGeneration::planType) {
             limits["plan_type"] = count.planType ? Json(*count.planType) : Json();

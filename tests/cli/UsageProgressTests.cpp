@@ -135,9 +135,6 @@ TEST_F(UsageProgress, AWarmRunShowsWhatAFreshReadShowsAndReadsOnlyWhatIsNew) {
         const char* name;
         std::vector<Step> steps;
     } cases[] = {
-        {"nothing new, twice",
-         {{"first", [](UsageProgress&) {}, Reads::nothing},
-          {"again", [](UsageProgress&) {}, Reads::nothing}}},
         {"a reading appended to the newest session, then nothing",
          {{"append",
            [](UsageProgress& t) {
@@ -145,12 +142,6 @@ TEST_F(UsageProgress, AWarmRunShowsWhatAFreshReadShowsAndReadsOnlyWhatIsNew) {
            },
            Reads::appended},
           {"nothing", [](UsageProgress&) {}, Reads::nothing}}},
-        {"conversation appended, no reading",
-         {{"append",
-           [](UsageProgress& t) {
-               t.writer->message(*t.newest, t.now - 50, std::string(5000, 'c'));
-           },
-           Reads::appended}}},
         {"a session resumed in an older day's file",
          {{"append",
            [](UsageProgress& t) {
