@@ -3,7 +3,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cctype>
 #include <chrono>
 #include <cstdlib>
 #include <sstream>
@@ -239,29 +238,22 @@ struct StatisticsRow {
     std::string line;
 };
 
+// The table's rows; the summary lines after it have no number where a row's round trips are.
 std::vector<StatisticsRow> statisticsRows(const std::string& out) {
     std::vector<StatisticsRow> rows;
-    const std::size_t table = out.find("Refresh statistics: ");
-    if (table == std::string::npos) {
-        return rows;
-    }
-    std::istringstream lines(out.substr(table));
-    std::string line;
+    std::istringstream lines(out.substr(std::min(out.size(), out.find("Refresh statistics: "))));
+    std::string line, skip;
     std::getline(lines, line);
     std::getline(lines, line);
-    // Each row starts with its number; the summary lines after the table do not.
     while (std::getline(lines, line)) {
-        const std::size_t first = line.find_first_not_of(' ');
-        if (first == std::string::npos || !std::isdigit(static_cast<unsigned char>(line[first]))) {
-            break;
-        }
         std::istringstream fields(line);
         StatisticsRow row;
-        std::string number, started, cpu, ms, s1, s2, s3, s4, s5;
-        fields >> number >> started >> row.kind >> row.roundTrips >> cpu >> ms >> row.axBlocked >>
-            s1 >> row.mainBlocked >> s2 >> row.longestBlock >> s3 >> row.requestToEnd >> s4 >>
-            row.menuOpen >> s5 >> row.inMenu;
         row.line = line;
+        if (!(fields >> skip >> skip >> row.kind >> row.roundTrips >> skip >> skip >>
+              row.axBlocked >> skip >> row.mainBlocked >> skip >> row.longestBlock >> skip >>
+              row.requestToEnd >> skip >> row.menuOpen >> skip >> row.inMenu)) {
+            break;
+        }
         rows.push_back(row);
     }
     return rows;

@@ -142,12 +142,6 @@ TEST_F(UsageProgress, AWarmRunShowsWhatAFreshReadShowsAndReadsOnlyWhatIsNew) {
            },
            Reads::appended},
           {"nothing", [](UsageProgress&) {}, Reads::nothing}}},
-        {"a session resumed in an older day's file",
-         {{"append",
-           [](UsageProgress& t) {
-               t.writer->tokenCount(*t.older, usedAt(t.now - 30, 65, 70, t.now));
-           },
-           Reads::appended}}},
         {"a line written in two parts",
          {{"its start",
            [](UsageProgress& t) {
