@@ -21,10 +21,6 @@ namespace {
 
 using TerminalView = ToolTest;
 
-bool has(const std::string& text, std::string_view piece) {
-    return text.find(piece) != std::string::npos;
-}
-
 // The tool on a terminal of its own while the test goes on: the test waits for what it expects
 // to be drawn (up to a generous limit; it never times anything), acts, and reads the rest.
 class TerminalSession {
@@ -136,12 +132,13 @@ TEST_F(TerminalView, TellsTheStoryAndHonoursTheTerminalsLimits) {
         TerminalSession session(arguments, 100, c.environment);
         EXPECT_EQ(session.finish(), 0) << c.name << session.output();
         const std::string& out = session.output();
-        EXPECT_EQ(has(out, "\x1b[K"), c.redraws) << c.name;
-        EXPECT_EQ(has(out, "\x1b[36m\u25B8 You click the refresh item."), c.colours) << c.name;
-        EXPECT_EQ(has(out, "manual: profile control found at"), c.stages) << c.name;
+        EXPECT_EQ(contains(out, "\x1b[K"), c.redraws) << c.name;
+        EXPECT_EQ(contains(out, "\x1b[36m\u25B8 You click the refresh item."), c.colours) << c.name;
+        EXPECT_EQ(contains(out, "manual: profile control found at"), c.stages) << c.name;
         // What the user did and how the run ended always show.
-        EXPECT_TRUE(has(out, "You click the refresh item.")) << c.name;
-        EXPECT_TRUE(has(out, "manual: final outcome success \u2014 snapshot committed")) << c.name;
+        EXPECT_TRUE(contains(out, "You click the refresh item.")) << c.name;
+        EXPECT_TRUE(contains(out, "manual: final outcome success \u2014 snapshot committed"))
+            << c.name;
     }
 }
 

@@ -13,6 +13,7 @@
 #include <iterator>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -33,6 +34,10 @@ inline std::string readFile(const fs::path& path) {
 
 inline void writeFile(const fs::path& path, const std::string& text) {
     std::ofstream(path, std::ios::binary) << text;
+}
+
+inline bool contains(std::string_view text, std::string_view piece) {
+    return text.find(piece) != std::string_view::npos;
 }
 
 inline std::string shellQuoted(const std::string& argument) {

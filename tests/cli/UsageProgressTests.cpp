@@ -17,22 +17,19 @@ constexpr long long hour = 3600;
 constexpr long long day = 86'400;
 constexpr std::string_view progressKey = "codex-logs-progress-v1";
 
+// What a run read of Codex's logs: bytes, and files opened.
 struct Statistics {
     uint64_t bytesRead = 0;
     uint64_t opens = 0;
-    uint64_t statuses = 0;
-    uint64_t lists = 0;
 };
 
 std::optional<Statistics> statisticsIn(const std::string& err) {
-    static const std::regex line(
-        R"(Codex's logs: (\d+) bytes read, (\d+) files opened, (\d+) paths statted, (\d+) folders listed)");
+    static const std::regex line(R"(Codex's logs: (\d+) bytes read, (\d+) files opened)");
     std::smatch match;
     if (!std::regex_search(err, match, line)) {
         return std::nullopt;
     }
-    return Statistics{std::stoull(match[1]), std::stoull(match[2]), std::stoull(match[3]),
-                      std::stoull(match[4])};
+    return Statistics{std::stoull(match[1]), std::stoull(match[2])};
 }
 
 std::string withoutStatistics(const std::string& err) {

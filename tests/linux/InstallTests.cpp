@@ -38,10 +38,6 @@ bool have(const std::string& program) {
     return shell("command -v " + program + " >/dev/null").succeeded;
 }
 
-bool contains(const std::string& text, const std::string& piece) {
-    return text.find(piece) != std::string::npos;
-}
-
 using Install = ToolTest;
 
 // As a daily user gets it: this build installed into a prefix of its own (as `cmake --install`

@@ -16,10 +16,6 @@ class UserService : public ToolTest {
     fs::path unit() const { return path("config") / "systemd/user/gaugely-usage.service"; }
 };
 
-bool contains(const std::string& text, const std::string& piece) {
-    return text.find(piece) != std::string::npos;
-}
-
 // Installed, the unit runs this very gaugely with the options given and the folders of the shell
 // that installed it, so the service keeps its state and history where `gaugely usage` does;
 // removed, its enablement goes with it.
