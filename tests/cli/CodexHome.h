@@ -9,10 +9,8 @@
 #include <ctime>
 #include <filesystem>
 #include <fstream>
-#include <map>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "LowUsageNotificationSupport/Json.h"
 
@@ -92,8 +90,8 @@ class CodexHome {
     CodexHome(fs::path home, CodexGeneration generation)
         : home_(std::move(home)), generation_(generation) {}
 
-    // A session begun at `at`, its `session_meta` written; a fork names its parent.
-    Session start(double at, const std::optional<std::string>& forkedFrom = std::nullopt) {
+    // A session begun at `at`, its `session_meta` written.
+    Session start(double at) {
         const std::string id = uuid7(at, ++sessions_);
         const auto whole = static_cast<std::time_t>(at);
         std::tm local{};
@@ -105,7 +103,7 @@ class CodexHome {
         Session session{id, home_ / "sessions" / folder /
                                 ("rollout-" + std::string(started) + "-" + id + ".jsonl")};
         fs::create_directories(session.file.parent_path());
-        append(session, at, "session_meta", sessionMeta(id, forkedFrom, at));
+        append(session, at, "session_meta", sessionMeta(id, at));
         return session;
     }
 
@@ -125,30 +123,11 @@ class CodexHome {
         append(session, at, "event_msg", std::move(payload));
     }
 
-    // A fork made at `at` of `parent`, copying its first `copiedLines` lines (its session_meta
-    // first) each stamped anew within the same few milliseconds, as Codex writes a fork.
-    Session fork(const Session& parent, double at, std::size_t copiedLines) {
-        Session child = start(at, parent.id);
-        const std::vector<std::string>& lines = written_.at(parent.file);
-        double stamp = at;
-        for (std::size_t i = 0; i < copiedLines && i < lines.size(); ++i) {
-            Json line = Json::parse(lines[i]);
-            stamp += 0.001;
-            line["timestamp"] = utcStamp(stamp);
-            write(child, stamp, line.dump());
-        }
-        return child;
-    }
-
   private:
-    // The members the reader is handed; it reads no more than the id and the parent's.
-    static Json sessionMeta(const std::string& id, const std::optional<std::string>& forkedFrom,
-                            double at) {
+    // The members Codex writes; the reader reads no more than the id (and a fork's parent's).
+    static Json sessionMeta(const std::string& id, double at) {
         Json meta = Json::object();
         meta["id"] = id;
-        if (forkedFrom) {
-            meta["forked_from_id"] = *forkedFrom;
-        }
         meta["timestamp"] = utcStamp(at);
         meta["cwd"] = "/home/you/project";
         meta["originator"] = "codex_cli_rs";
@@ -225,12 +204,7 @@ class CodexHome {
         line["timestamp"] = utcStamp(at);
         line["type"] = type;
         line["payload"] = std::move(payload);
-        write(session, at, line.dump());
-    }
-
-    void write(const Session& session, double at, const std::string& line) {
-        std::ofstream(session.file, std::ios::binary | std::ios::app) << line << '\n';
-        written_[session.file].push_back(line);
+        std::ofstream(session.file, std::ios::binary | std::ios::app) << line.dump() << '\n';
         const auto seconds = static_cast<std::time_t>(std::floor(at));
         const timespec times[2] = {{seconds, static_cast<long>((at - std::floor(at)) * 1e9)},
                                    {seconds, static_cast<long>((at - std::floor(at)) * 1e9)}};
@@ -240,7 +214,6 @@ class CodexHome {
     fs::path home_;
     CodexGeneration generation_;
     uint64_t sessions_ = 0;
-    std::map<fs::path, std::vector<std::string>> written_;
 };
 
 }  // namespace gaugely::tooltest

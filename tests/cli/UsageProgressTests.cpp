@@ -165,15 +165,6 @@ TEST_F(UsageProgress, AWarmRunShowsWhatAFreshReadShowsAndReadsOnlyWhatIsNew) {
                t.writer->tokenCount(session, usedAt(t.now - day + 6, 5, 6, t.now));
            },
            Reads::appended}}},
-        {"a fork of the newest session, its copies and a line of its own",
-         {{"copies only",
-           [](UsageProgress& t) { t.newest = t.writer->fork(*t.newest, t.now - 200, 3); },
-           Reads::appended},
-          {"its own line",
-           [](UsageProgress& t) {
-               t.writer->tokenCount(*t.newest, usedAt(t.now - 190, 91, 92, t.now));
-           },
-           Reads::appended}}},
         {"the newest session cut short",
          {{"truncated",
            [](UsageProgress& t) {
@@ -243,7 +234,7 @@ TEST_F(UsageProgress, AWarmRunShowsWhatAFreshReadShowsAndReadsOnlyWhatIsNew) {
                     break;
                 case Reads::appended:
                     // A line cut at the last run's end is read again from its start, and a new
-                    // file is searched: its head (a fork's copies) and back from its end.
+                    // file is searched: its head (for a fork's copies) and back from its end.
                     EXPECT_LE(read->bytesRead, 2 * (after - before) + 4096) << context;
                     break;
                 case Reads::afresh:
