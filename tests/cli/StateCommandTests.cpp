@@ -109,7 +109,6 @@ TEST_F(State, MissingOddAndBrokenFiles) {
         }
     }
     EXPECT_EQ(run({"state", "--defaults", directory_.string()}).status, 1);
-    EXPECT_EQ(run({"state", "--frobnicate"}).status, 2);
 }
 
 // Every command finds a file by the same rule: what `usage` saved, `state` finds, whichever way

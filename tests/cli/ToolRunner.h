@@ -160,15 +160,18 @@ class ToolTest : public ::testing::Test {
         for (const std::string& argument : arguments) {
             command += " " + shellQuoted(argument);
         }
+        return shell(command, input);
+    }
+
+    // A shell command run as the tool is, `input` on its standard input.
+    ToolResult shell(const std::string& command, const std::string& input = "") {
         writeFile(path("stdin"), input);
-        command += " <" + shellQuoted(path("stdin")) + " >" + shellQuoted(path("stdout")) + " 2>" +
-                   shellQuoted(path("stderr"));
-        const int raw = std::system(command.c_str());
-        ToolResult result;
-        result.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
-        result.out = readFile(path("stdout"));
-        result.err = readFile(path("stderr"));
-        return result;
+        const int raw =
+            std::system(("(" + command + ") <" + shellQuoted(path("stdin")) + " >" +
+                         shellQuoted(path("stdout")) + " 2>" + shellQuoted(path("stderr")))
+                            .c_str());
+        return ToolResult{WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, readFile(path("stdout")),
+                          readFile(path("stderr"))};
     }
 
     fs::path directory_;

@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cstdio>
-
 #include "SessionBus.h"
 #include "cli/ToolRunner.h"
 
@@ -12,44 +10,21 @@ using linuxtest::NotificationServer;
 using linuxtest::NotifyCall;
 using linuxtest::PrivateSessionBus;
 
-// What a shell command prints on standard output, and whether it succeeded.
-struct ShellResult {
-    bool succeeded = false;
-    std::string out;
-};
-
-ShellResult shell(const std::string& command) {
-    ShellResult result;
-    FILE* pipe = ::popen(command.c_str(), "r");
-    if (pipe == nullptr) {
-        return result;
-    }
-    char buffer[4096];
-    std::size_t got = 0;
-    while ((got = std::fread(buffer, 1, sizeof buffer, pipe)) > 0) {
-        result.out.append(buffer, got);
-    }
-    const int status = ::pclose(pipe);
-    result.succeeded = WIFEXITED(status) && WEXITSTATUS(status) == 0;
-    return result;
-}
-
-bool have(const std::string& program) {
-    return shell("command -v " + program + " >/dev/null").succeeded;
-}
-
 using Install = ToolTest;
 
 // As a daily user gets it: this build installed into a prefix of its own (as `cmake --install`
 // or `make install PREFIX=~/.local` does), its manual page, completions and user service in
 // their places, then `gaugely usage --watch --notify` from there, on a desktop's session bus.
 TEST_F(Install, PutsTheToolItsManualCompletionsAndServiceInPlaceAndNotifiesOnTheDesktop) {
+    const auto have = [&](const std::string& program) {
+        return shell("command -v " + program).status == 0;
+    };
     const fs::path prefix = path("prefix");
     ASSERT_TRUE(shell(shellQuoted(GAUGELY_CMAKE_PATH) + " --install " +
                       shellQuoted(GAUGELY_BUILD_PATH) + " --prefix " +
                       shellQuoted(prefix.string()) + " >" + shellQuoted(path("install.log")) +
                       " 2>&1")
-                    .succeeded)
+                    .status == 0)
         << readFile(path("install.log"));
     const std::string gaugely = (prefix / "bin/gaugely").string();
     EXPECT_TRUE(shell(shellQuoted(gaugely) + " --version").out.starts_with("gaugely "));
@@ -58,7 +33,7 @@ TEST_F(Install, PutsTheToolItsManualCompletionsAndServiceInPlaceAndNotifiesOnThe
     const fs::path manual = prefix / "share/man/man1/gaugely.1";
     ASSERT_TRUE(fs::exists(manual));
     if (have("mandoc")) {
-        const ShellResult lint =
+        const ToolResult lint =
             shell("mandoc -T lint -W warning " + shellQuoted(manual.string()) + " 2>&1");
         EXPECT_EQ(lint.out, "") << "mandoc's linter";
         std::string page = shell("mandoc -T ascii " + shellQuoted(manual.string())).out;
@@ -97,7 +72,7 @@ TEST_F(Install, PutsTheToolItsManualCompletionsAndServiceInPlaceAndNotifiesOnThe
     EXPECT_EQ(bashCompletes("gaugely usage --plan ''"), "freeGo plus pro\n");
     EXPECT_EQ(bashCompletes("gaugely --completion f"), "fish\n");
     if (have("zsh")) {
-        EXPECT_TRUE(shell("zsh -n " + shellQuoted(zsh.string())).succeeded);
+        EXPECT_TRUE(shell("zsh -n " + shellQuoted(zsh.string())).status == 0);
     }
     if (have("fish")) {
         EXPECT_EQ(shell("fish -c " + shellQuoted("source " + shellQuoted(fish.string()) +

@@ -44,10 +44,8 @@ TEST_F(UserService, InstallsAndRemovesTheUnitUnderTheConfigHome) {
          }) {
         EXPECT_TRUE(contains(text, line)) << line << "\nin:\n" << text;
     }
-    if (std::system("command -v systemd-analyze >/dev/null") == 0) {
-        EXPECT_EQ(std::system(("systemd-analyze verify --man=no " + shellQuoted(unit().string()) +
-                               " >/dev/null 2>&1")
-                                  .c_str()),
+    if (shell("command -v systemd-analyze").status == 0) {
+        EXPECT_EQ(shell("systemd-analyze verify --man=no " + shellQuoted(unit().string())).status,
                   0)
             << text;
     }
