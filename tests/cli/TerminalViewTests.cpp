@@ -66,14 +66,11 @@ class TerminalSession {
         return true;
     }
 
-    // Stops the tool as Ctrl-C does and returns its exit status.
-    int interrupt() {
-        ::kill(child_, SIGINT);
-        return finish();
-    }
-
-    // Reads all the tool draws until it ends; its exit status.
-    int finish() {
+    // Reads all the tool draws until it ends (after `signal`, if one is given); its exit status.
+    int finish(int signal = 0) {
+        if (signal != 0) {
+            ::kill(child_, signal);
+        }
         while (readSome(20'000)) {
         }
         int status = 0;
@@ -164,7 +161,7 @@ TEST_F(TerminalView, UsageWatchKeepsNotificationsAboveTheLiveReading) {
         ASSERT_TRUE(session.waitFor("5h 15%")) << columns;
         std::ofstream(log, std::ios::app) << appendedUsageLine(11, 86);
         ASSERT_TRUE(session.waitFor("5h 14%")) << columns;
-        EXPECT_EQ(session.interrupt(), 130) << columns;
+        EXPECT_EQ(session.finish(SIGINT), 130) << columns;
 
         TerminalScreen screen(columns, 30);
         screen.write(session.output());
