@@ -92,7 +92,7 @@ struct NotifyCall {
 };
 
 // A desktop notification service of the freedesktop kind on a bus: it owns
-// org.freedesktop.Notifications, answers GetServerInformation and GetCapabilities, and records
+// org.freedesktop.Notifications, answers GetServerInformation (how the tool finds it), and records
 // each Notify call, answering with a new id. It serves from a thread of its own.
 class NotificationServer {
   public:
@@ -128,9 +128,6 @@ class NotificationServer {
         if (sd_bus_message_is_method_call(message, interface, "GetServerInformation")) {
             return sd_bus_reply_method_return(message, "ssss", "gaugely-test-service",
                                               "Gaugely's tests", "1.0", "1.2");
-        }
-        if (sd_bus_message_is_method_call(message, interface, "GetCapabilities")) {
-            return sd_bus_reply_method_return(message, "as", 1, "body");
         }
         if (!sd_bus_message_is_method_call(message, interface, "Notify")) {
             return 0;
