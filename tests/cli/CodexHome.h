@@ -9,10 +9,8 @@
 #include <ctime>
 #include <filesystem>
 #include <fstream>
-#include <map>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "LowUsageNotificationSupport/Json.h"
 
@@ -49,8 +47,6 @@ struct TokenCount {
     double at = 0;  // Unix seconds
     std::optional<RateWindow> primary;
     std::optional<RateWindow> secondary;
-    std::string limitId = "codex";
-    std::optional<std::string> limitName;
     std::optional<std::string> planType;
     std::optional<std::string> reachedType;
     // `"rate_limits": null`.
@@ -69,15 +65,6 @@ inline std::string utcStamp(double unixSeconds) {
     char withMillis[64];
     std::snprintf(withMillis, sizeof withMillis, "%s.%03dZ", text, millis);
     return withMillis;
-}
-
-inline std::string wholeSecondStamp(long long unixSeconds) {
-    const auto whole = static_cast<std::time_t>(unixSeconds);
-    std::tm parts{};
-    ::gmtime_r(&whole, &parts);
-    char text[40];
-    std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &parts);
-    return text;
 }
 
 // A UUIDv7: the start's milliseconds, then version and variant bits around a counter.
@@ -103,10 +90,8 @@ class CodexHome {
     CodexHome(fs::path home, CodexGeneration generation)
         : home_(std::move(home)), generation_(generation) {}
 
-    const fs::path& home() const { return home_; }
-
-    // A session begun at `at`, its `session_meta` written; a fork names its parent.
-    Session start(double at, const std::optional<std::string>& forkedFrom = std::nullopt) {
+    // A session begun at `at`, its `session_meta` written.
+    Session start(double at) {
         const std::string id = uuid7(at, ++sessions_);
         const auto whole = static_cast<std::time_t>(at);
         std::tm local{};
@@ -118,7 +103,7 @@ class CodexHome {
         Session session{id, home_ / "sessions" / folder /
                                 ("rollout-" + std::string(started) + "-" + id + ".jsonl")};
         fs::create_directories(session.file.parent_path());
-        append(session, at, "session_meta", sessionMeta(id, forkedFrom, at));
+        append(session, at, "session_meta", sessionMeta(id, at));
         return session;
     }
 
@@ -138,54 +123,18 @@ class CodexHome {
         append(session, at, "event_msg", std::move(payload));
     }
 
-    // A fork made at `at` of `parent`, copying its first `copiedLines` lines (its session_meta
-    // first) each stamped anew within the same few milliseconds, as Codex writes a fork.
-    Session fork(const Session& parent, double at, std::size_t copiedLines) {
-        Session child = start(at, parent.id);
-        const std::vector<std::string>& lines = written_.at(parent.file);
-        double stamp = at;
-        for (std::size_t i = 0; i < copiedLines && i < lines.size(); ++i) {
-            Json line = Json::parse(lines[i]);
-            stamp += 0.001;
-            line["timestamp"] = utcStamp(stamp);
-            write(child, stamp, line.dump());
-        }
-        return child;
-    }
-
   private:
-    Json sessionMeta(const std::string& id, const std::optional<std::string>& forkedFrom,
-                     double at) const {
+    // The members Codex writes; the reader reads no more than the id (and a fork's parent's).
+    static Json sessionMeta(const std::string& id, double at) {
         Json meta = Json::object();
         meta["id"] = id;
-        if (forkedFrom) {
-            meta["forked_from_id"] = *forkedFrom;
-        }
         meta["timestamp"] = utcStamp(at);
         meta["cwd"] = "/home/you/project";
         meta["originator"] = "codex_cli_rs";
-        meta["cli_version"] = cliVersion();
-        if (generation_ < CodexGeneration::buckets) {
-            meta["instructions"] = Json();
-        }
+        meta["cli_version"] = "0.120.0";
         meta["source"] = "cli";
-        // The relative-reset versions wrote no provider yet.
-        if (generation_ > CodexGeneration::resetsInSeconds) {
-            meta["model_provider"] = "openai";
-        }
-        if (generation_ >= CodexGeneration::buckets) {
-            Json instructions = Json::object();
-            instructions["text"] = "You are Codex, a coding agent. (sample text)";
-            meta["base_instructions"] = std::move(instructions);
-        }
+        meta["model_provider"] = "openai";
         return meta;
-    }
-
-    std::string cliVersion() const {
-        // One version per generation, oldest first.
-        static constexpr const char* versions[] = {"0.39.0", "0.41.0", "0.46.0",  "0.50.0",
-                                                   "0.60.0", "0.70.0", "0.104.0", "0.120.0"};
-        return versions[static_cast<int>(generation_)];
     }
 
     Json window(const std::optional<RateWindow>& stated, double lineAt) const {
@@ -206,7 +155,9 @@ class CodexHome {
             case CodexGeneration::resetsAtText:
                 // A whole second, written as chrono writes one: no fraction.
                 json["resets_at"] =
-                    stated->resetsAt ? Json(wholeSecondStamp(*stated->resetsAt)) : Json();
+                    stated->resetsAt
+                        ? Json(utcStamp(static_cast<double>(*stated->resetsAt)).substr(0, 19) + "Z")
+                        : Json();
                 break;
             default:
                 json["resets_at"] = stated->resetsAt ? Json(*stated->resetsAt) : Json();
@@ -226,8 +177,8 @@ class CodexHome {
             return limits;
         }
         if (generation_ >= CodexGeneration::buckets) {
-            limits["limit_id"] = count.limitId;
-            limits["limit_name"] = count.limitName ? Json(*count.limitName) : Json();
+            limits["limit_id"] = "codex";
+            limits["limit_name"] = Json();
         }
         limits["primary"] = window(count.primary, count.at);
         limits["secondary"] = window(count.secondary, count.at);
@@ -236,7 +187,7 @@ class CodexHome {
             credits["has_credits"] = false;
             credits["unlimited"] = false;
             credits["balance"] = Json();
-            limits["credits"] = count.limitId == "codex" ? credits : Json();
+            limits["credits"] = credits;
         }
         if (generation_ >= CodexGeneration::planType) {
             limits["plan_type"] = count.planType ? Json(*count.planType) : Json();
@@ -253,12 +204,7 @@ class CodexHome {
         line["timestamp"] = utcStamp(at);
         line["type"] = type;
         line["payload"] = std::move(payload);
-        write(session, at, line.dump());
-    }
-
-    void write(const Session& session, double at, const std::string& line) {
-        std::ofstream(session.file, std::ios::binary | std::ios::app) << line << '\n';
-        written_[session.file].push_back(line);
+        std::ofstream(session.file, std::ios::binary | std::ios::app) << line.dump() << '\n';
         const auto seconds = static_cast<std::time_t>(std::floor(at));
         const timespec times[2] = {{seconds, static_cast<long>((at - std::floor(at)) * 1e9)},
                                    {seconds, static_cast<long>((at - std::floor(at)) * 1e9)}};
@@ -268,7 +214,6 @@ class CodexHome {
     fs::path home_;
     CodexGeneration generation_;
     uint64_t sessions_ = 0;
-    std::map<fs::path, std::vector<std::string>> written_;
 };
 
 }  // namespace gaugely::tooltest

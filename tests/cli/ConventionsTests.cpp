@@ -9,6 +9,7 @@ const fs::path source = GAUGELY_SOURCE_PATH;
 
 using Conventions = ToolTest;
 
+// Values follow a space or an equals sign alike: the rows use both.
 TEST_F(Conventions, ABadArgumentIsOneLineAndAPointerToTheHelp) {
     const struct {
         std::vector<std::string> arguments;
@@ -28,6 +29,12 @@ TEST_F(Conventions, ABadArgumentIsOneLineAndAPointerToTheHelp) {
          "--duration needs a number of seconds above 0, not \"-1\""},
         {{"simulate", "--scenario=nope"},
          "unknown scenario \"nope\" (\"gaugely simulate --scenario list\" lists them)"},
+        {{"simulate", "--ax-latency", "-1"},
+         "--ax-latency needs a number of milliseconds of 0 or more, not \"-1\""},
+        {{"simulate", "--refreshes=2.5"},
+         "--refreshes needs a whole number from 1 to 1000, not \"2.5\""},
+        {{"simulate", "--refreshes", "3", "--scenario", "demo"},
+         "--refreshes goes with --scenario manual"},
         {{"state", "--defaults="}, "--defaults needs a file name"},
         {{"state", "--defaults"}, "--defaults needs a value"},
     };
@@ -41,30 +48,6 @@ TEST_F(Conventions, ABadArgumentIsOneLineAndAPointerToTheHelp) {
         EXPECT_EQ(result.status, 2) << expected;
         EXPECT_EQ(result.out, "") << expected;
         EXPECT_EQ(result.err, expected);
-    }
-}
-
-TEST_F(Conventions, AnOptionsValueMayFollowAnEqualsSign) {
-    const std::string defaults = path("defaults.json").string();
-    const struct {
-        std::vector<std::string> spaced, joined;
-    } pairs[] = {
-        {{"parse", "--plan", "plus"}, {"parse", "--plan=plus"}},
-        {{"state", "--defaults", defaults}, {"state", "--defaults=" + defaults}},
-        {{"simulate", "--scenario", "manual", "--plan", "plus", "--virtual", "--defaults", defaults,
-          "--duration", "3"},
-         {"simulate", "--scenario=manual", "--plan=plus", "--virtual", "--defaults=" + defaults,
-          "--duration=3"}},
-    };
-    for (const auto& pair : pairs) {
-        // Each run starts from no saved state, so both print the same.
-        fs::remove(defaults);
-        const ToolResult spaced = run(pair.spaced, "5h\n1% left\nWeekly\n2% left\n");
-        fs::remove(defaults);
-        const ToolResult joined = run(pair.joined, "5h\n1% left\nWeekly\n2% left\n");
-        EXPECT_EQ(spaced.status, 0) << spaced.err;
-        EXPECT_EQ(joined.status, spaced.status) << joined.err;
-        EXPECT_EQ(joined.out, spaced.out);
     }
 }
 

@@ -9,8 +9,8 @@ namespace gaugely::tooltest {
 
 // What a terminal of a given size shows after the bytes a program wrote to it, for the tests
 // that watch a live view: printable text with the terminal's automatic wrap at the margin,
-// carriage return and line feed, scrolling off the top, and the cursor movements and erasures
-// the tool uses (CSI A, F, H, J, K; colours are ignored). Rows that scroll off are kept, so the
+// carriage return and line feed, scrolling off the top, and the cursor movement and erasures
+// the tool uses (CSI F, J, K; colours are ignored). Rows that scroll off are kept, so the
 // whole session can be read back.
 class TerminalScreen {
   public:
@@ -113,6 +113,7 @@ class TerminalScreen {
     }
 
     void control(std::string_view parameters, char final) {
+        // A count of 0 moves as 1 does, as on a terminal.
         const std::size_t count = std::max<std::size_t>(
             parameters.empty() || parameters.front() == '?' ? 1
                                                             : std::stoul(std::string(parameters)),
@@ -120,23 +121,12 @@ class TerminalScreen {
         pendingWrap_ = false;
         Row& row = screen_[row_];
         switch (final) {
-            case 'A':
-                row_ -= std::min(row_, count);
-                break;
             case 'F':
                 row_ -= std::min(row_, count);
                 column_ = 0;
                 break;
-            case 'H':
-                row_ = 0;
-                column_ = 0;
-                break;
             case 'K':
-                if (parameters == "2") {
-                    std::fill(row.cells.begin(), row.cells.end(), " ");
-                } else {
-                    std::fill(row.cells.begin() + static_cast<long>(column_), row.cells.end(), " ");
-                }
+                std::fill(row.cells.begin() + static_cast<long>(column_), row.cells.end(), " ");
                 break;
             case 'J':
                 std::fill(row.cells.begin() + static_cast<long>(column_), row.cells.end(), " ");

@@ -12,7 +12,6 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
-#include <ctime>
 
 #include "TerminalScreen.h"
 #include "ToolRunner.h"
@@ -21,10 +20,6 @@ namespace gaugely::tooltest {
 namespace {
 
 using TerminalView = ToolTest;
-
-bool has(const std::string& text, std::string_view piece) {
-    return text.find(piece) != std::string::npos;
-}
 
 // The tool on a terminal of its own while the test goes on: the test waits for what it expects
 // to be drawn (up to a generous limit; it never times anything), acts, and reads the rest.
@@ -71,14 +66,11 @@ class TerminalSession {
         return true;
     }
 
-    // Stops the tool as Ctrl-C does and returns its exit status.
-    int interrupt() {
-        ::kill(child_, SIGINT);
-        return finish();
-    }
-
-    // Reads all the tool draws until it ends; its exit status.
-    int finish() {
+    // Reads all the tool draws until it ends (after `signal`, if one is given); its exit status.
+    int finish(int signal = 0) {
+        if (signal != 0) {
+            ::kill(child_, signal);
+        }
         while (readSome(20'000)) {
         }
         int status = 0;
@@ -137,26 +129,14 @@ TEST_F(TerminalView, TellsTheStoryAndHonoursTheTerminalsLimits) {
         TerminalSession session(arguments, 100, c.environment);
         EXPECT_EQ(session.finish(), 0) << c.name << session.output();
         const std::string& out = session.output();
-        EXPECT_EQ(has(out, "\x1b[K"), c.redraws) << c.name;
-        EXPECT_EQ(has(out, "\x1b[36m\u25B8 You click the refresh item."), c.colours) << c.name;
-        EXPECT_EQ(has(out, "manual: profile control found at"), c.stages) << c.name;
+        EXPECT_EQ(contains(out, "\x1b[K"), c.redraws) << c.name;
+        EXPECT_EQ(contains(out, "\x1b[36m\u25B8 You click the refresh item."), c.colours) << c.name;
+        EXPECT_EQ(contains(out, "manual: profile control found at"), c.stages) << c.name;
         // What the user did and how the run ended always show.
-        EXPECT_TRUE(has(out, "You click the refresh item.")) << c.name;
-        EXPECT_TRUE(has(out, "manual: final outcome success \u2014 snapshot committed")) << c.name;
+        EXPECT_TRUE(contains(out, "You click the refresh item.")) << c.name;
+        EXPECT_TRUE(contains(out, "manual: final outcome success \u2014 snapshot committed"))
+            << c.name;
     }
-}
-
-// A usage line as Codex appends it at 14:`minute`: the 5-hour window with `used` percent,
-// resetting in an hour.
-std::string usageLine(int minute, int used) {
-    const long long now = std::time(nullptr);
-    return "\n{\"timestamp\":\"2026-11-21T14:" + std::to_string(minute) +
-           ":00Z\",\"type\":\"event_msg\",\"payload\":{"
-           "\"type\":\"token_count\",\"rate_limits\":{\"primary\":{\"used_percent\":" +
-           std::to_string(used) +
-           ",\"window_minutes\":300,\"resets_at\":" + std::to_string(now + 3600) +
-           "},\"secondary\":{\"used_percent\":61,\"window_minutes\":10080,\"resets_at\":" +
-           std::to_string(now + 86'400) + "}}}}\n";
 }
 
 std::size_t occurrences(const std::vector<std::string>& lines, std::string_view piece) {
@@ -169,23 +149,19 @@ std::size_t occurrences(const std::vector<std::string>& lines, std::string_view 
 // there through later redraws, on a narrow terminal (where the long lines would wrap) and a wide
 // one alike.
 TEST_F(TerminalView, UsageWatchKeepsNotificationsAboveTheLiveReading) {
-    const fs::path fixture = fs::path(GAUGELY_SOURCE_PATH) / "tests/fixtures/codex-logs/plus";
     for (const unsigned short columns : {80, 200}) {
-        fs::remove_all(path("codex"));
         fs::remove(path("usage.json"));
-        fs::copy(fixture, path("codex"), fs::copy_options::recursive);
-        const fs::path log =
-            path("codex/sessions/2026/11/21/rollout-2026-11-21T13-40-00-0199b311-sample.jsonl");
+        const fs::path log = copyOfThePlusSample();
         TerminalSession session({"usage", "--watch", "--codex-home", path("codex").string(),
                                  "--defaults", path("usage.json").string()},
                                 columns);
         ASSERT_TRUE(session.waitFor("5h 72%")) << columns << session.output();
-        std::ofstream(log, std::ios::app) << usageLine(10, 85);
+        std::ofstream(log, std::ios::app) << appendedUsageLine(10, 85);
         ASSERT_TRUE(session.waitFor("5h usage remaining: 15%")) << columns;
         ASSERT_TRUE(session.waitFor("5h 15%")) << columns;
-        std::ofstream(log, std::ios::app) << usageLine(11, 86);
+        std::ofstream(log, std::ios::app) << appendedUsageLine(11, 86);
         ASSERT_TRUE(session.waitFor("5h 14%")) << columns;
-        EXPECT_EQ(session.interrupt(), 130) << columns;
+        EXPECT_EQ(session.finish(SIGINT), 130) << columns;
 
         TerminalScreen screen(columns, 30);
         screen.write(session.output());

@@ -6,23 +6,21 @@
 #include "Meterlane/Linux/DesktopNotificationCenter.h"
 #include "Meterlane/Simulation/FakeUserNotificationCenter.h"
 #include "SessionBus.h"
+#include "cli/ToolRunner.h"
 
 namespace gaugely::linuxtest {
 namespace {
 
-class DesktopNotifications : public ::testing::Test {
+class DesktopNotifications : public tooltest::ToolTest {
   protected:
     void SetUp() override {
-        std::string pattern = (fs::temp_directory_path() / "gaugely-bus-XXXXXX").string();
-        ASSERT_NE(::mkdtemp(pattern.data()), nullptr);
-        folder_ = pattern;
-        bus_ = std::make_unique<PrivateSessionBus>(folder_);
+        ToolTest::SetUp();
+        bus_ = std::make_unique<PrivateSessionBus>(directory_);
         ASSERT_FALSE(bus_->address().empty()) << "dbus-daemon did not start";
-        ::setenv("DBUS_SESSION_BUS_ADDRESS", bus_->address().c_str(), 1);
     }
     void TearDown() override {
         bus_.reset();
-        fs::remove_all(folder_);
+        ToolTest::TearDown();
     }
 
     std::unique_ptr<DesktopNotificationCenter> center() {
@@ -31,7 +29,6 @@ class DesktopNotifications : public ::testing::Test {
             [this](const std::string& reason) { reasons_.push_back(reason); });
     }
 
-    fs::path folder_;
     std::unique_ptr<PrivateSessionBus> bus_;
     FakeUserNotificationCenter fallback_;
     std::vector<std::string> reasons_;
@@ -50,7 +47,7 @@ TEST_F(DesktopNotifications, WithoutABusOrAServiceTheFallbackShowsThemAndOneLine
         std::string address;
         std::string reason;
     } cases[] = {
-        {"no bus at that address", "unix:path=" + (folder_ / "no-bus").string(),
+        {"no bus at that address", "unix:path=" + path("no-bus").string(),
          "no session bus: No such file or directory"},
         {"a bus without the service", bus_->address(),
          "no notification service on the session bus: "},

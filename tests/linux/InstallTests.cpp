@@ -1,10 +1,4 @@
 #include <gtest/gtest.h>
-#include <signal.h>
-
-#include <chrono>
-#include <cstdio>
-#include <ctime>
-#include <thread>
 
 #include "SessionBus.h"
 #include "cli/ToolRunner.h"
@@ -16,59 +10,21 @@ using linuxtest::NotificationServer;
 using linuxtest::NotifyCall;
 using linuxtest::PrivateSessionBus;
 
-// What a shell command prints on standard output, and whether it succeeded.
-struct ShellResult {
-    bool succeeded = false;
-    std::string out;
-};
-
-ShellResult shell(const std::string& command) {
-    ShellResult result;
-    FILE* pipe = ::popen(command.c_str(), "r");
-    if (pipe == nullptr) {
-        return result;
-    }
-    char buffer[4096];
-    std::size_t got = 0;
-    while ((got = std::fread(buffer, 1, sizeof buffer, pipe)) > 0) {
-        result.out.append(buffer, got);
-    }
-    const int status = ::pclose(pipe);
-    result.succeeded = WIFEXITED(status) && WEXITSTATUS(status) == 0;
-    return result;
-}
-
-bool have(const std::string& program) {
-    return shell("command -v " + program + " >/dev/null").succeeded;
-}
-
-bool contains(const std::string& text, const std::string& piece) {
-    return text.find(piece) != std::string::npos;
-}
-
-// A usage line as Codex appends it at 14:`minute`: the 5-hour window with `used` percent.
-std::string usageLine(int minute, int used, long long resetsAt) {
-    return "\n{\"timestamp\":\"2026-11-21T14:" + std::to_string(minute) +
-           ":00Z\",\"type\":\"event_msg\",\"payload\":{\"type\":\"token_count\",\"rate_limits\":{"
-           "\"primary\":{\"used_percent\":" +
-           std::to_string(used) +
-           ",\"window_minutes\":300,\"resets_at\":" + std::to_string(resetsAt) +
-           "},\"secondary\":{\"used_percent\":61,\"window_minutes\":10080,\"resets_at\":" +
-           std::to_string(resetsAt + 86'400) + "}}}}\n";
-}
-
 using Install = ToolTest;
 
 // As a daily user gets it: this build installed into a prefix of its own (as `cmake --install`
 // or `make install PREFIX=~/.local` does), its manual page, completions and user service in
 // their places, then `gaugely usage --watch --notify` from there, on a desktop's session bus.
 TEST_F(Install, PutsTheToolItsManualCompletionsAndServiceInPlaceAndNotifiesOnTheDesktop) {
+    const auto have = [&](const std::string& program) {
+        return shell("command -v " + program).status == 0;
+    };
     const fs::path prefix = path("prefix");
     ASSERT_TRUE(shell(shellQuoted(GAUGELY_CMAKE_PATH) + " --install " +
                       shellQuoted(GAUGELY_BUILD_PATH) + " --prefix " +
                       shellQuoted(prefix.string()) + " >" + shellQuoted(path("install.log")) +
                       " 2>&1")
-                    .succeeded)
+                    .status == 0)
         << readFile(path("install.log"));
     const std::string gaugely = (prefix / "bin/gaugely").string();
     EXPECT_TRUE(shell(shellQuoted(gaugely) + " --version").out.starts_with("gaugely "));
@@ -77,7 +33,7 @@ TEST_F(Install, PutsTheToolItsManualCompletionsAndServiceInPlaceAndNotifiesOnThe
     const fs::path manual = prefix / "share/man/man1/gaugely.1";
     ASSERT_TRUE(fs::exists(manual));
     if (have("mandoc")) {
-        const ShellResult lint =
+        const ToolResult lint =
             shell("mandoc -T lint -W warning " + shellQuoted(manual.string()) + " 2>&1");
         EXPECT_EQ(lint.out, "") << "mandoc's linter";
         std::string page = shell("mandoc -T ascii " + shellQuoted(manual.string())).out;
@@ -116,7 +72,7 @@ TEST_F(Install, PutsTheToolItsManualCompletionsAndServiceInPlaceAndNotifiesOnThe
     EXPECT_EQ(bashCompletes("gaugely usage --plan ''"), "freeGo plus pro\n");
     EXPECT_EQ(bashCompletes("gaugely --completion f"), "fish\n");
     if (have("zsh")) {
-        EXPECT_TRUE(shell("zsh -n " + shellQuoted(zsh.string())).succeeded);
+        EXPECT_TRUE(shell("zsh -n " + shellQuoted(zsh.string())).status == 0);
     }
     if (have("fish")) {
         EXPECT_EQ(shell("fish -c " + shellQuoted("source " + shellQuoted(fish.string()) +
@@ -139,41 +95,20 @@ TEST_F(Install, PutsTheToolItsManualCompletionsAndServiceInPlaceAndNotifiesOnThe
     ASSERT_FALSE(bus.address().empty()) << "dbus-daemon did not start";
     NotificationServer server(bus.address());
     ASSERT_TRUE(server.serving());
-    fs::copy(fs::path(GAUGELY_SOURCE_PATH) / "tests/fixtures/codex-logs/plus", path("codex"),
-             fs::copy_options::recursive);
-    const fs::path log =
-        path("codex/sessions/2026/11/21/rollout-2026-11-21T13-40-00-0199b311-sample.jsonl");
-    const std::string command =
-        "sh -c 'echo $$ > " + path("pid").string() +
-        "; exec env TZ=UTC LC_ALL=C DBUS_SESSION_BUS_ADDRESS=" + bus.address() + " " + gaugely +
-        " usage --watch --notify --codex-home " + path("codex").string() + " --defaults " +
-        path("usage.json").string() + " > " + path("out").string() + " 2>" + path("err").string() +
-        "' &";
-    ASSERT_EQ(std::system(command.c_str()), 0);
-    // Stopped at the end whatever happens on the way.
-    struct Stopper {
-        fs::path pidFile;
-        ~Stopper() {
-            const std::string pid = readFile(pidFile);
-            if (!pid.empty()) {
-                ::kill(std::stoi(pid), SIGKILL);
-            }
-        }
-    } stopper{path("pid")};
-    const auto waitFor = [&](const std::string& text) {
-        for (int i = 0; i < 400 && !contains(readFile(path("out")), text); ++i) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(50));
-        }
-        return contains(readFile(path("out")), text);
-    };
-    ASSERT_TRUE(waitFor(" ◔ 5h 72% · W 40%")) << readFile(path("err"));
+    const fs::path log = copyOfThePlusSample();
+    BackgroundTool tool(directory_, gaugely,
+                        {"usage", "--watch", "--notify", "--codex-home", path("codex").string(),
+                         "--defaults", path("usage.json").string()},
+                        "DBUS_SESSION_BUS_ADDRESS=" + shellQuoted(bus.address()));
+    ASSERT_TRUE(tool.started());
+    ASSERT_TRUE(tool.waitFor(" ◔ 5h 72% · W 40%")) << tool.err();
     const long long now = std::time(nullptr);
-    std::ofstream(log, std::ios::app) << usageLine(10, 85, now + 3600);
-    ASSERT_TRUE(waitFor(" ◔ 5h 15% · W 39%"));
+    std::ofstream(log, std::ios::app) << appendedUsageLine(10, 85, now + 3600);
+    ASSERT_TRUE(tool.waitFor(" ◔ 5h 15% · W 39%"));
     // The window resets: a new one, a full 100%.
-    std::ofstream(log, std::ios::app) << usageLine(11, 0, now + 5 * 3600);
+    std::ofstream(log, std::ios::app) << appendedUsageLine(11, 0, now + 5 * 3600);
     const std::vector<NotifyCall> calls = server.waitForCalls(2);
-    ASSERT_EQ(calls.size(), 2u) << readFile(path("out")) << readFile(path("err"));
+    ASSERT_EQ(calls.size(), 2u) << tool.out() << tool.err();
     EXPECT_EQ(calls[0].applicationName, "Gaugely");
     EXPECT_EQ(calls[0].summary, "Codex Usage Low");
     EXPECT_EQ(calls[0].body, "5h usage remaining: 15%");
@@ -183,20 +118,12 @@ TEST_F(Install, PutsTheToolItsManualCompletionsAndServiceInPlaceAndNotifiesOnThe
         EXPECT_EQ(call.replacesId, 0u) << "a notification never replaces an earlier one";
         EXPECT_EQ(call.expireTimeout, -1) << "the desktop's own timeout";
     }
-    EXPECT_TRUE(waitFor(" ◔ 5h 100% · W 39%"));
-    EXPECT_FALSE(contains(readFile(path("out")), "Codex Usage")) << readFile(path("out"));
-    EXPECT_EQ(readFile(path("err")), "");
+    EXPECT_TRUE(tool.waitFor(" ◔ 5h 100% · W 39%"));
+    EXPECT_FALSE(contains(tool.out(), "Codex Usage")) << tool.out();
+    EXPECT_EQ(tool.err(), "");
 
     // Stopped as systemd stops a service: a clean exit, everything saved.
-    const pid_t pid = std::stoi(readFile(path("pid")));
-    ::kill(pid, SIGTERM);
-    for (int i = 0; i < 100 && ::kill(pid, 0) == 0; ++i) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    }
-    EXPECT_NE(::kill(pid, 0), 0) << "still running after SIGTERM";
-    if (::kill(pid, 0) != 0) {
-        fs::remove(path("pid"));
-    }
+    EXPECT_TRUE(tool.stop(SIGTERM)) << "still running after SIGTERM";
     EXPECT_TRUE(contains(readFile(path("usage.json")), "plan-specific-usage-snapshots-v1"));
     EXPECT_TRUE(fs::exists(path("usage.json.history.json")));
 }

@@ -16,10 +16,6 @@ class UserService : public ToolTest {
     fs::path unit() const { return path("config") / "systemd/user/gaugely-usage.service"; }
 };
 
-bool contains(const std::string& text, const std::string& piece) {
-    return text.find(piece) != std::string::npos;
-}
-
 // Installed, the unit runs this very gaugely with the options given and the folders of the shell
 // that installed it, so the service keeps its state and history where `gaugely usage` does;
 // removed, its enablement goes with it.
@@ -48,10 +44,8 @@ TEST_F(UserService, InstallsAndRemovesTheUnitUnderTheConfigHome) {
          }) {
         EXPECT_TRUE(contains(text, line)) << line << "\nin:\n" << text;
     }
-    if (std::system("command -v systemd-analyze >/dev/null") == 0) {
-        EXPECT_EQ(std::system(("systemd-analyze verify --man=no " + shellQuoted(unit().string()) +
-                               " >/dev/null 2>&1")
-                                  .c_str()),
+    if (shell("command -v systemd-analyze").status == 0) {
+        EXPECT_EQ(shell("systemd-analyze verify --man=no " + shellQuoted(unit().string())).status,
                   0)
             << text;
     }

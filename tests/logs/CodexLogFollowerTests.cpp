@@ -134,23 +134,18 @@ TEST(CodexLogFollower, AHugeLineIsPassedOverInBoundedMemory) {
 TEST(CodexLogFollower, AFollowedFileThatIsReplacedShrinksOrGoesIsReadAfreshOrDropped) {
     const struct {
         const char* name;
+        int readAfresh;  // the usage line then read; 0: the file is dropped
         std::function<void(FakeFileSystem&)> change;
-        std::vector<int> expected;
-        std::size_t sessionFiles;
     } cases[] = {
-        {"replaced under its name",
-         [](FakeFileSystem& files) { files.writeFile(logA, usageLine(7), at(9)); },
-         {7},
-         1},
-        {"truncated and written again",
-         [](FakeFileSystem& files) {
+        {"replaced under its name", 7,
+         [](auto& files) { files.writeFile(logA, usageLine(7), at(9)); }},
+        {"truncated and written again", 8,
+         [](auto& files) {
              files.truncate(logA, 0, at(9));
              files.append(logA, usageLine(8), at(9));
-         },
-         {8},
-         1},
-        {"deleted", [](FakeFileSystem& files) { files.remove(logA); }, {}, 0},
-        {"its day folder deleted", [](FakeFileSystem& files) { files.remove(day); }, {}, 0},
+         }},
+        {"deleted", 0, [](auto& files) { files.remove(logA); }},
+        {"its day folder deleted", 0, [](auto& files) { files.remove(day); }},
     };
     for (const auto& c : cases) {
         LogWorld world;
@@ -160,8 +155,10 @@ TEST(CodexLogFollower, AFollowedFileThatIsReplacedShrinksOrGoesIsReadAfreshOrDro
         c.change(world.files);
         world.follower.look();
         world.follower.look();
-        EXPECT_EQ(world.taken(), c.expected) << c.name;
-        EXPECT_EQ(world.follower.status().sessionFiles, c.sessionFiles) << c.name;
+        const bool dropped = c.readAfresh == 0;
+        EXPECT_EQ(world.taken(), dropped ? std::vector<int>{} : std::vector<int>{c.readAfresh})
+            << c.name;
+        EXPECT_EQ(world.follower.status().sessionFiles, dropped ? 0u : 1u) << c.name;
         EXPECT_EQ(world.follower.status().unreadablePaths, 0u) << c.name;
     }
 }
@@ -256,64 +253,39 @@ TEST(CodexLogFollower, AnAppendToAnyFileIsReadAtTheNextLookWhicheverDayHoldsIt) 
 }
 
 TEST(CodexLogFollower, ProblemsInTheTreeAreNamedAndNeverStopTheOthers) {
+    using P = FileProblem;
+    const std::string older = sessions + "/2026/11/20";
     const struct {
         const char* name;
-        std::function<void(FakeFileSystem&)> plant;
-        FileProblem folderProblem;
+        P folderProblem;
         std::size_t unreadable;
-        FileProblem lastProblem;
-        std::vector<int> expected;
+        P lastProblem;
+        bool othersRead;
+        std::function<void(FakeFileSystem&)> plant;
     } cases[] = {
-        {"no sessions folder",
-         [](FakeFileSystem& f) { f.remove(sessions); },
-         FileProblem::notFound,
-         0,
-         FileProblem::none,
-         {}},
-        {"sessions not allowed",
-         [](FakeFileSystem& f) { f.setProblem(sessions, FileProblem::permissionDenied); },
-         FileProblem::permissionDenied,
-         0,
-         FileProblem::none,
-         {}},
-        {"sessions a file",
-         [](FakeFileSystem& f) {
+        {"no sessions folder", P::notFound, 0, P::none, false, [](auto& f) { f.remove(sessions); }},
+        {"sessions not allowed", P::permissionDenied, 0, P::none, false,
+         [](auto& f) { f.setProblem(sessions, P::permissionDenied); }},
+        {"sessions a file", P::notADirectory, 0, P::none, false,
+         [](auto& f) {
              f.remove(sessions);
              f.writeFile(sessions, "", at(0));
-         },
-         FileProblem::notADirectory,
-         0,
-         FileProblem::none,
-         {}},
-        {"a day not allowed",
-         [](FakeFileSystem& f) {
-             f.setProblem(sessions + "/2026/11/20", FileProblem::permissionDenied);
-         },
-         FileProblem::none,
-         1,
-         FileProblem::permissionDenied,
-         {1}},
-        {"a session file not allowed",
-         [](FakeFileSystem& f) {
+         }},
+        {"a day not allowed", P::none, 1, P::permissionDenied, true,
+         [&](auto& f) { f.setProblem(older, P::permissionDenied); }},
+        {"a session file not allowed", P::none, 1, P::permissionDenied, true,
+         [](auto& f) {
              f.writeFile(day + "/rollout-z.jsonl", usageLine(3), at(30));
-             f.setProblem(day + "/rollout-z.jsonl", FileProblem::permissionDenied);
-         },
-         FileProblem::none,
-         1,
-         FileProblem::permissionDenied,
-         {1}},
+             f.setProblem(day + "/rollout-z.jsonl", P::permissionDenied);
+         }},
         // Linked folders are not entered, so neither loop costs more than its own entry.
-        {"a year linked back to sessions",
-         [](FakeFileSystem& f) { f.addSymbolicLink(sessions + "/2027", ".."); },
-         FileProblem::none,
-         0,
-         FileProblem::none,
-         {1}},
+        {"a year linked back to sessions", P::none, 0, P::none, true,
+         [](auto& f) { f.addSymbolicLink(sessions + "/2027", ".."); }},
     };
     for (const auto& c : cases) {
         LogWorld world;
         world.files.writeFile(day + "/rollout-a.jsonl", usageLine(1), at(10));
-        world.files.writeFile(sessions + "/2026/11/20/rollout-b.jsonl", usageLine(2), at(5));
+        world.files.writeFile(older + "/rollout-b.jsonl", usageLine(2), at(5));
         c.plant(world.files);
         world.follower.look();
         world.follower.look();
@@ -325,7 +297,7 @@ TEST(CodexLogFollower, ProblemsInTheTreeAreNamedAndNeverStopTheOthers) {
         world.accepts = true;
         auto taken = world.taken();
         taken.erase(std::remove(taken.begin(), taken.end(), 2), taken.end());
-        EXPECT_EQ(taken, c.expected) << c.name;
+        EXPECT_EQ(taken, c.othersRead ? std::vector<int>{1} : std::vector<int>{}) << c.name;
         EXPECT_LT(world.files.counters().lists, 20u) << c.name;
     }
 }

@@ -37,11 +37,16 @@ TEST(CodexLogWatcher, ABurstOfChangesIsOneLookShortlyAfter) {
     EXPECT_EQ(world.follower.statistics().looks, 2u) << "no polling while watching";
 }
 
+// Every day's folder is watched, an old one's too: a session resumed days later appends to its
+// first day's file. (Without watching, a poll looks at every file alike.)
 TEST(CodexLogWatcher, ANewDaysFolderIsWatchedOnceItAppears) {
     WatchedWorld world;
+    const std::string oldDay = home + "/sessions/2026/10/02";
+    world.files.writeFile(oldDay + "/rollout-old.jsonl", usageLine(7), at(-100));
     world.watcher.start();
     ASSERT_EQ(world.files.watchRequests().size(), 1u);
     EXPECT_TRUE(contains(world.files.watchRequests().back(), day));
+    EXPECT_TRUE(contains(world.files.watchRequests().back(), oldDay));
     world.taken();
 
     const std::string nextDay = home + "/sessions/2026/11/22";
@@ -80,26 +85,6 @@ TEST(CodexLogWatcher, WithoutWatchingItPollsEveryFiveSeconds) {
     const auto looks = world.follower.statistics().looks;
     world.time.advance(60);
     EXPECT_EQ(world.follower.statistics().looks, looks);
-}
-
-// A session resumed days later appends to its first day's file: seen shortly after the change
-// where folders can be watched, at the next poll where they cannot.
-TEST(CodexLogWatcher, AnAppendInAnOldDaysFolderIsSeenAtTheNextLook) {
-    for (const bool watching : {true, false}) {
-        WatchedWorld world;
-        const std::string oldDay = home + "/sessions/2026/10/02";
-        world.files.writeFile(oldDay + "/rollout-old.jsonl", usageLine(7), at(-100));
-        world.files.refuseWatching = !watching;
-        world.watcher.start();
-        EXPECT_EQ(world.taken(), std::vector<int>{1}) << watching;
-        if (watching) {
-            EXPECT_TRUE(contains(world.files.watchRequests().back(), oldDay));
-        }
-        world.files.append(oldDay + "/rollout-old.jsonl", usageLine(8), at(5));
-        world.time.advance(watching ? CodexLogWatcher::changeDelay + 0.01
-                                    : CodexLogWatcher::pollInterval + 0.01);
-        EXPECT_EQ(world.taken(), std::vector<int>{8}) << watching;
-    }
 }
 
 TEST(CodexLogWatcher, NothingRunsAfterItIsGone) {

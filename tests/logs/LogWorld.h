@@ -42,9 +42,8 @@ struct LogWorld {
     explicit LogWorld(CodexLogFollowerLimits limits = {})
         : follower(
               files, home,
-              [this](std::string_view line, std::optional<Date> copiesUntil) {
+              [this](std::string_view line, std::optional<Date>) {
                   lines.emplace_back(line);
-                  copies.push_back(copiesUntil);
                   return CodexLogFollower::LineVerdict{
                       accepts, accepts ? settledAsOf : std::optional<Date>()};
               },
@@ -52,8 +51,6 @@ struct LogWorld {
 
     FakeFileSystem files;
     std::vector<std::string> lines;
-    // The time each line's file said its fork's copies end.
-    std::vector<std::optional<Date>> copies;
     // Whether each line is taken; a taken line settles the readings as of `settledAsOf` (by
     // default after every file's time, so no other file is searched).
     bool accepts = true;
@@ -68,7 +65,6 @@ struct LogWorld {
             numbers.push_back(at == std::string::npos ? -1 : std::stoi(line.substr(at + 4)));
         }
         lines.clear();
-        copies.clear();
         return numbers;
     }
 };
