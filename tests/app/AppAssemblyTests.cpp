@@ -106,24 +106,6 @@ struct AppWorld : ReaderWorld {
     }
 };
 
-TEST(AppAssembly, TheOnboardingWaitsForTheRefreshItemAndAsksOnce) {
-    AppWorld world;
-    world.codex.trusted = false;
-    world.alerts.answers = {{0, 1}, {1, std::nullopt}};
-    AppAssembly& app = world.start();
-    world.time.advance(1);
-    EXPECT_TRUE(world.alerts.shown.empty()) << "nothing is asked before the menu bar item exists";
-
-    app.refreshItemReady();
-    app.refreshItemReady();
-    world.time.advance(1);
-    ASSERT_EQ(world.alerts.shown.size(), 2u);
-    EXPECT_EQ(world.alerts.shown[0].message, "Choose Your Codex Plan");
-    EXPECT_EQ(world.alerts.shown[1].message, "Accessibility Permission Required");
-    EXPECT_EQ(app.reader().codexPlan(), CodexPlan::plus);
-    EXPECT_TRUE(app.reader().hasExplicitPlanSelection());
-}
-
 TEST(AppAssembly, TheLabelWearsTheGaugeOnlyUnderTheProductionIdentity) {
     const struct {
         std::optional<std::string> identifier;
@@ -228,23 +210,7 @@ TEST(AppAssembly, TheHostHearsEachAnswerOfTheRefreshGate) {
     EXPECT_FALSE(app.reader().updateRefreshGate());
 }
 
-TEST(AppAssembly, ThePopoverSaysWhenInputMonitoringIsMissing) {
-    AppWorld world;
-    world.input.tapCreationFails = true;
-    AppAssembly& app = world.start();
-    app.reader().setCodexPlan(CodexPlan::plus);
-    EXPECT_FALSE(app.popover().inputMonitoringNotice);
-    // A manual run goes on unguarded, but the next automatic one would wait in silence.
-    app.refreshNow();
-    world.time.runUntil([&] { return !app.reader().automationInProgress(); }, 60);
-    ASSERT_TRUE(app.popover().inputMonitoringNotice);
-    world.input.tapCreationFails = false;
-    app.refreshNow();
-    world.time.runUntil([&] { return !app.reader().automationInProgress(); }, 60);
-    EXPECT_FALSE(app.popover().inputMonitoringNotice);
-}
-
-TEST(AppAssembly, FirstRunAlertsLeaveTheMainQueueServed) {
+TEST(AppAssembly, TheOnboardingWaitsForTheRefreshItemAsksOnceAndLeavesTheMainQueueServed) {
     AppWorld world;
     world.codex.trusted = false;
     world.alerts.answers = {{0, 1}, {1, std::nullopt}};
@@ -256,14 +222,21 @@ TEST(AppAssembly, FirstRunAlertsLeaveTheMainQueueServed) {
         probesWhileAsking.push_back(world.framework.probeCount());
     };
     AppAssembly& app = world.start();
+    world.time.advance(1);
+    EXPECT_TRUE(world.alerts.shown.empty()) << "nothing is asked before the menu bar item exists";
+
+    app.refreshItemReady();
     app.refreshItemReady();
     world.time.advance(0);
-    ASSERT_EQ(probesWhileAsking.size(), 2u);
+    ASSERT_EQ(world.alerts.shown.size(), 2u);
+    EXPECT_EQ(world.alerts.shown[0].message, "Choose Your Codex Plan");
+    EXPECT_EQ(world.alerts.shown[1].message, "Accessibility Permission Required");
     EXPECT_EQ(probesWhileAsking[0], 1) << "the update timer waited for the alert to close";
     EXPECT_EQ(app.reader().codexPlan(), CodexPlan::plus);
+    EXPECT_TRUE(app.reader().hasExplicitPlanSelection());
 }
 
-TEST(AppAssembly, InputMonitoringIsAskedForWhereTheNoticeSaysSo) {
+TEST(AppAssembly, ThePopoverSaysWhenInputMonitoringIsMissingAndAsksWhereItSaysSo) {
     AppWorld world;
     world.input.listenEventAccess = false;
     AppAssembly& app = world.start();
@@ -278,6 +251,16 @@ TEST(AppAssembly, InputMonitoringIsAskedForWhereTheNoticeSaysSo) {
     EXPECT_EQ(world.input.listenEventAccessRequests(), 1u);
     EXPECT_EQ(world.workspace.openedURLs().back(),
               "x-apple.systempreferences:com.apple.preference.security?Privacy_ListenEvent");
+    EXPECT_FALSE(app.popover().inputMonitoringNotice);
+
+    // A manual run goes on unguarded, but the next automatic one would wait in silence.
+    world.input.tapCreationFails = true;
+    app.refreshNow();
+    world.time.runUntil([&] { return !app.reader().automationInProgress(); }, 60);
+    ASSERT_TRUE(app.popover().inputMonitoringNotice);
+    world.input.tapCreationFails = false;
+    app.refreshNow();
+    world.time.runUntil([&] { return !app.reader().automationInProgress(); }, 60);
     EXPECT_FALSE(app.popover().inputMonitoringNotice);
 }
 
@@ -386,6 +369,7 @@ TEST(AppAssembly, TimesAreWrittenAgainWhenTheTimeZoneChanges) {
     EXPECT_NE(app.popover().lastUpdatedText, before);
 }
 
+// The newest copy defers to the oldest; the oldest, alone of its kind, stays.
 TEST(SingleInstance, TheNewCopyHandsOverTheWayTheMacOSVersionHonours) {
     const std::string id = "com.vostrel.gaugely";
     for (const int macOS : {13, 14}) {
@@ -394,28 +378,13 @@ TEST(SingleInstance, TheNewCopyHandsOverTheWayTheMacOSVersionHonours) {
         workspace.macOSMajorVersion = macOS;
         workspace.addApplication({id, 400, ActivationPolicy::accessory});
         workspace.addApplication({id, 500, ActivationPolicy::accessory});
+        // Another app's older process is no copy to defer to.
+        workspace.addApplication({"com.openai.codex", 300, ActivationPolicy::regular});
         EXPECT_TRUE(handOverToRunningInstance(workspace, id, 500));
         EXPECT_FALSE(handOverToRunningInstance(workspace, id, 400));
         ASSERT_EQ(workspace.activations().size(), 1u);
         EXPECT_EQ(workspace.activations()[0],
                   (FakeWorkspace::Activation{400, ApplicationActivationPolicy::style(macOS)}));
-    }
-}
-
-TEST(SingleInstance, TheOldestCopyStays) {
-    using Apps = std::vector<RunningApplication>;
-    const std::string id = "com.vostrel.gaugely";
-    const struct {
-        Apps running;
-        ProcessID self;
-        std::optional<ProcessID> deferTo;
-    } rows[] = {
-        // Two copies (who defers to whom) are the hand-over test's.
-        {{{id, 500, ActivationPolicy::accessory}}, 500, std::nullopt},
-        {{{"com.openai.codex", 300, ActivationPolicy::regular}}, 500, std::nullopt},
-    };
-    for (const auto& row : rows) {
-        EXPECT_EQ(runningInstanceToDeferTo(row.running, id, row.self), row.deferTo) << row.self;
     }
 }
 

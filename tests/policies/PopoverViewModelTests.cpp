@@ -96,39 +96,21 @@ TEST(PopoverViewModel, OneSectionPerWindowOfThePlan) {
 // passed, and leaves out a reset it does not know.
 TEST(PopoverViewModel, ResetLinesOfALogReading) {
     using Lines = std::vector<std::optional<std::string>>;
+    const CodexPlan plus = CodexPlan::plus, pro = CodexPlan::pro;
+    const UsageSource menu = UsageSource::codexMenu, logs = UsageSource::codexLogs;
+    const QuotaWindow fiveHour = QuotaWindow::fiveHour, weekly = QuotaWindow::weekly;
     const struct {
-        const char* name;
         CodexPlan plan;
         UsageSource source;
         std::set<QuotaWindow> shownAsReset;
         std::string weeklyReset;
         Lines resetLines;
     } rows[] = {
-        {"pro from the menu", CodexPlan::pro, UsageSource::codexMenu, {}, "Sep 12", {std::nullopt}},
-        {"pro from the logs",
-         CodexPlan::pro,
-         UsageSource::codexLogs,
-         {},
-         "Sep 12",
-         {"Reset Sep 12"}},
-        {"pro from the logs, reset passed",
-         CodexPlan::pro,
-         UsageSource::codexLogs,
-         {QuotaWindow::weekly},
-         "Sep 12",
-         {"Was reset at Sep 12"}},
-        {"plus from the logs, 5h reset passed",
-         CodexPlan::plus,
-         UsageSource::codexLogs,
-         {QuotaWindow::fiveHour},
-         "Sep 12",
-         {"Was reset at 3:45 PM", "Reset Sep 12"}},
-        {"plus from the logs, weekly reset unknown",
-         CodexPlan::plus,
-         UsageSource::codexLogs,
-         {},
-         "Not Found",
-         {"Reset 3:45 PM", std::nullopt}},
+        {pro, menu, {}, "Sep 12", {std::nullopt}},
+        {pro, logs, {}, "Sep 12", {"Reset Sep 12"}},
+        {pro, logs, {weekly}, "Sep 12", {"Was reset at Sep 12"}},
+        {plus, logs, {fiveHour}, "Sep 12", {"Was reset at 3:45 PM", "Reset Sep 12"}},
+        {plus, logs, {}, "Not Found", {"Reset 3:45 PM", std::nullopt}},
     };
     for (const auto& row : rows) {
         PopoverInput input = plusWithData();
@@ -141,7 +123,7 @@ TEST(PopoverViewModel, ResetLinesOfALogReading) {
         for (const UsageSection& section : PopoverViewModel::make(input, fakeTime).sections) {
             lines.push_back(section.resetLine);
         }
-        EXPECT_EQ(lines, row.resetLines) << row.name;
+        EXPECT_EQ(lines, row.resetLines) << "row " << &row - rows;
     }
 }
 
@@ -160,7 +142,7 @@ TEST(UsageProgress, ClampsAndTreatsTextThatIsNotANumberAsEmpty) {
 }
 
 // The golden scenarios show the usual footer; these are the states they never reach.
-TEST(PopoverViewModel, FooterTextsAndSecondsOnlyAtThirtySeconds) {
+TEST(PopoverViewModel, FooterTextsSecondsOnlyAtThirtySecondsAndALogReadingSaysSo) {
     PopoverInput input = plusWithData();
     EXPECT_EQ(PopoverViewModel::make(input, fakeTime).lastUpdatedText, "Last updated: 100");
     input.refreshFrequency = RefreshFrequency::thirtySeconds;
@@ -180,6 +162,12 @@ TEST(PopoverViewModel, FooterTextsAndSecondsOnlyAtThirtySeconds) {
     input.nextAutomaticRefreshDate.reset();
     EXPECT_EQ(PopoverViewModel::make(input, fakeTime).automaticRefreshStatusText,
               "Next automatic refresh: —");
+
+    input.source = UsageSource::codexLogs;
+    EXPECT_EQ(PopoverViewModel::make(input, fakeTime).lastUpdatedText,
+              "Last updated: 100s \u00B7 from Codex's logs");
+    input.currentDisplayLastUpdated.reset();
+    EXPECT_EQ(PopoverViewModel::make(input, fakeTime).lastUpdatedText, std::nullopt);
 }
 
 TEST(PopoverViewModel, Notices) {
@@ -211,9 +199,6 @@ TEST(PopoverViewModel, EachWindowShowsItsOwnPace) {
         std::vector<std::optional<std::string>> lines;
     } rows[] = {
         {CodexPlan::plus, {}, {std::nullopt, std::nullopt}},
-        {CodexPlan::plus,
-         {{QuotaWindow::fiveHour, UsagePaceEstimate{}}, {QuotaWindow::weekly, UsagePaceEstimate{}}},
-         {std::nullopt, std::nullopt}},
         {CodexPlan::plus,
          {{QuotaWindow::fiveHour, runsOut}, {QuotaWindow::weekly, lasts}},
          {usagePaceText(QuotaWindow::fiveHour, runsOut, "5400"),
@@ -271,16 +256,6 @@ TEST(PopoverViewModel, APaceTimeFarAheadNamesItsDay) {
             row.text)
             << row.hoursAhead;
     }
-}
-
-TEST(PopoverViewModel, AReadingFromTheLogsSaysSo) {
-    PopoverInput input = plusWithData();
-    EXPECT_EQ(PopoverViewModel::make(input, fakeTime).lastUpdatedText, "Last updated: 100");
-    input.source = UsageSource::codexLogs;
-    EXPECT_EQ(PopoverViewModel::make(input, fakeTime).lastUpdatedText,
-              "Last updated: 100 \u00B7 from Codex's logs");
-    input.currentDisplayLastUpdated.reset();
-    EXPECT_EQ(PopoverViewModel::make(input, fakeTime).lastUpdatedText, std::nullopt);
 }
 
 }  // namespace
