@@ -105,9 +105,9 @@ TEST(CodexLogsPresentation, TheStatusLineSaysWhereItLookedAndWhyNothingCame) {
          PlanChoiceHint::commandLine},
         {withLine(R::planMismatch, "go"), CodexPlan::plus,
          "Codex's logs show the Free / Go plan; choose it as your Codex Plan above"},
-        {withLine(R::unknownPlan, "team"), CodexPlan::plus,
-         "Codex's logs show the Team plan; say whose windows to show with --plan freeGo, --plan "
-         "plus or --plan pro",
+        {withLine(R::unknownPlan, "self_serve_business_usage_based"), CodexPlan::plus,
+         "Codex's logs show the Self serve business usage based plan; say whose windows to show "
+         "with --plan freeGo, --plan plus or --plan pro",
          PlanChoiceHint::commandLine},
         {withLine(R::unknownPlan, "prolite"), CodexPlan::plus,
          "Codex's logs show the Pro Lite plan; choose the Codex Plan whose windows to show above"},

@@ -7,7 +7,6 @@
 #include "LowUsageNotificationSupport/PlanSynchronizationState.h"
 #include "LowUsageNotificationSupport/RefreshRunGuard.h"
 #include "LowUsageNotificationSupport/RefreshSnapshotStability.h"
-#include "LowUsageNotificationSupport/UsageSnapshot.h"
 
 namespace gaugely {
 namespace {
@@ -39,17 +38,6 @@ TEST(RefreshSnapshotStability, NeedsTheSameReadingTwiceAtLeastASettlingIntervalA
                 << c.name << " at " << reading.time;
         }
     }
-}
-
-TEST(RefreshSnapshotStability, ComparesWholeSnapshots) {
-    UsageSnapshot first;
-    first.weekly = "40%";
-    UsageSnapshot settled = first;
-    settled.weeklyReset = "Sep 12";
-    RefreshSnapshotStability<UsageSnapshot> stability;
-    EXPECT_EQ(stability.observe(first, 0.0), std::nullopt);
-    EXPECT_EQ(stability.observe(settled, 0.3), std::nullopt);
-    EXPECT_EQ(stability.observe(settled, 0.5), settled);
 }
 
 TEST(RefreshSnapshotStability, AdvanceCommitsOnlyAStableValueAndGivesUpAtTheLimit) {
