@@ -99,36 +99,5 @@ TEST(TreeFixture, MalformedTextSaysWhereAndWhy) {
     }
 }
 
-TEST(SimulatedTree, HitTestFindsTheDeepestElementOfTheTopmostBranch) {
-    auto tree = parse(R"(
-AXApplication
-  AXWindow frame=0,0,1000,800
-    AXGroup frame=0,0,300,800
-      AXPopUpButton description="control" frame=20,700,32,32
-        AXImage description="icon" frame=24,704,24,24
-      AXGroup description="frameless"
-        AXButton description="inside frameless" frame=100,100,10,10
-      AXButton description="hidden" frame=200,200,10,10 hidden=true
-    AXGroup description="overlay" frame=0,690,100,50
-  AXGroup description="offscreen" frame=5000,5000,10,10
-    @2
-)");
-    auto hit = [&](Point point) -> std::string {
-        const auto node = tree.hitTest(point);
-        if (!node) {
-            return "none";
-        }
-        return tree.text(*node, ax::description).value_or(tree.role(*node));
-    };
-    EXPECT_EQ(hit({30, 710}), "overlay");
-    tree.remove(*tree.findByRole("AXGroup", "overlay"));
-    EXPECT_EQ(hit({30, 710}), "icon");
-    EXPECT_EQ(hit({21, 701}), "control");
-    EXPECT_EQ(hit({105, 105}), "inside frameless");
-    EXPECT_EQ(hit({205, 205}), "AXGroup");  // the hidden button is not hit
-    EXPECT_EQ(hit({900, 10}), "AXWindow");
-    EXPECT_EQ(hit({-1, -1}), "none");
-}
-
 }  // namespace
 }  // namespace gaugely
