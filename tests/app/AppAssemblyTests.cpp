@@ -140,10 +140,12 @@ TEST(AppAssembly, ActionsReachTheirModelsAndWindows) {
     app.viewUpdate();
     app.showAbout();
     app.quit();
-    // The chooser opens at the folder read now, expanded; its answer is kept in the "~" form.
+    // The chooser opens at the folder read now, expanded; its answer is kept in the "~" form,
+    // and a cancelled chooser leaves the choice alone.
     app.performSettingsAction(
         {SettingsControl::codexLogsFolder, std::nullopt, std::nullopt, false});
     app.codexFolderChosen("/Users/ann/Work/codex");
+    app.codexFolderChosen("");
     app.performSettingsAction(
         {SettingsControl::codexLogsFolder, std::nullopt, std::nullopt, false});
     EXPECT_EQ(world.windowsShown,

@@ -11,15 +11,15 @@
 namespace gaugely {
 namespace {
 
-// Shows which date was formatted and whether seconds were asked for.
+// Shows which date was formatted, whether seconds were asked for, and which day pattern.
 struct FakeTimeFormatter final : TimeFormatter {
     std::string timeOfDay(Date date, bool includesSeconds) const override {
         return std::to_string(static_cast<long long>(date.timeIntervalSinceReferenceDate)) +
                (includesSeconds ? "s" : "");
     }
-    std::optional<std::string> format(Date, std::string_view, std::string_view,
+    std::optional<std::string> format(Date, std::string_view pattern, std::string_view,
                                       std::string_view) const override {
-        return std::nullopt;
+        return "day(" + std::string(pattern) + ")";
     }
     bool knowsTimeZone(std::string_view) const override { return false; }
 };
@@ -230,16 +230,6 @@ TEST(PopoverViewModel, EachWindowShowsItsOwnPace) {
 
 // A weekly window may run out days after the reading: then the day comes first.
 TEST(PopoverViewModel, APaceTimeFarAheadNamesItsDay) {
-    struct DayFormatter final : TimeFormatter {
-        std::string timeOfDay(Date date, bool) const override {
-            return std::to_string(static_cast<long long>(date.timeIntervalSinceReferenceDate));
-        }
-        std::optional<std::string> format(Date, std::string_view pattern, std::string_view,
-                                          std::string_view) const override {
-            return "day(" + std::string(pattern) + ")";
-        }
-        bool knowsTimeZone(std::string_view) const override { return true; }
-    } formatter;
     const struct {
         double hoursAhead;
         bool knownReading;
@@ -254,7 +244,7 @@ TEST(PopoverViewModel, APaceTimeFarAheadNamesItsDay) {
         const Date runsOut{row.hoursAhead * 3600};
         EXPECT_EQ(
             usagePaceTimeText(
-                runsOut, row.knownReading ? std::optional<Date>(Date{0}) : std::nullopt, formatter),
+                runsOut, row.knownReading ? std::optional<Date>(Date{0}) : std::nullopt, fakeTime),
             row.text)
             << row.hoursAhead;
     }
