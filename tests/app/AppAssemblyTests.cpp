@@ -51,6 +51,11 @@ struct MovableTimeFormatter final : TimeFormatter {
     }
 };
 
+// A click on a control that takes no choice: a button, or a switch turned to `isOn`.
+SettingsAction click(SettingsControl control, bool isOn = false) {
+    return {control, std::nullopt, std::nullopt, isOn};
+}
+
 // The app as its entry point builds it, over fakes, with a simulated Codex.
 struct AppWorld : ReaderWorld {
     MemoryBundleInformation bundle = MemoryBundleInformation::production(
@@ -132,22 +137,19 @@ TEST(AppAssembly, ActionsReachTheirModelsAndWindows) {
     AppAssembly& app = world.start();
     app.reader().setCodexPlan(CodexPlan::plus);
     const int probes = world.framework.probeCount();
-    app.performSettingsAction(
-        {SettingsControl::checkForUpdates, std::nullopt, std::nullopt, false});
+    app.performSettingsAction(click(SettingsControl::checkForUpdates));
     world.time.advance(5);
     EXPECT_EQ(world.framework.probeCount(), probes + 1);
-    app.performSettingsAction({SettingsControl::privacyDetails, std::nullopt, std::nullopt, false});
+    app.performSettingsAction(click(SettingsControl::privacyDetails));
     app.viewUpdate();
     app.showAbout();
     app.quit();
     // The chooser opens at the folder read now, expanded; its answer is kept in the "~" form,
     // and a cancelled chooser leaves the choice alone.
-    app.performSettingsAction(
-        {SettingsControl::codexLogsFolder, std::nullopt, std::nullopt, false});
+    app.performSettingsAction(click(SettingsControl::codexLogsFolder));
     app.codexFolderChosen("/Users/ann/Work/codex");
     app.codexFolderChosen("");
-    app.performSettingsAction(
-        {SettingsControl::codexLogsFolder, std::nullopt, std::nullopt, false});
+    app.performSettingsAction(click(SettingsControl::codexLogsFolder));
     EXPECT_EQ(world.windowsShown,
               (std::vector<std::string>{"privacy", "settings forward", "settings Updates", "about",
                                         "quit", "choose folder /Users/ann/.codex",
@@ -192,12 +194,10 @@ TEST(AppAssembly, TheHostHearsEachAnswerOfTheRefreshGate) {
     world.framework.installOutcome = FakeUpdateFramework::InstallOutcome::fails;
     AppAssembly& app = world.start();
     app.reader().setCodexPlan(CodexPlan::plus);
-    app.performSettingsAction(
-        {SettingsControl::checkForUpdates, std::nullopt, std::nullopt, false});
+    app.performSettingsAction(click(SettingsControl::checkForUpdates));
     world.time.advance(5);
     ASSERT_TRUE(app.updater().availableVersion());
-    const SettingsAction updateAndRestart{SettingsControl::updateAndRestart, std::nullopt,
-                                          std::nullopt, false};
+    const SettingsAction updateAndRestart = click(SettingsControl::updateAndRestart);
 
     app.refreshNow();
     app.performSettingsAction(updateAndRestart);
@@ -296,18 +296,11 @@ TEST(AppAssembly, TheSettingsWindowDrawsTheModelsAgainAfterEveryAction) {
     } rows[] = {
         // The service waits for the user's approval and publishes nothing new: the switch the
         // user flipped on springs back.
-        {"refused",
-         {SettingsControl::launchAtLogin, std::nullopt, std::nullopt, true},
-         SettingsControl::launchAtLogin,
+        {"refused", click(SettingsControl::launchAtLogin, true), SettingsControl::launchAtLogin,
          false},
-        {"taken",
-         {SettingsControl::automaticRefresh, std::nullopt, std::nullopt, false},
-         SettingsControl::automaticRefresh,
+        {"taken", click(SettingsControl::automaticRefresh), SettingsControl::automaticRefresh,
          false},
-        {"a button",
-         {SettingsControl::privacyDetails, std::nullopt, std::nullopt, false},
-         SettingsControl::launchAtLogin,
-         false},
+        {"a button", click(SettingsControl::privacyDetails), SettingsControl::launchAtLogin, false},
     };
     for (const auto& row : rows) {
         AppWorld world;
@@ -332,7 +325,7 @@ TEST(AppAssembly, TheSettingsWindowDrawsTheModelsAgainAfterEveryAction) {
     app.showSettings();
     app.settingsWindowClosed();
     const std::size_t drawn = world.settingsDrawn.size();
-    app.performSettingsAction({SettingsControl::privacyDetails, std::nullopt, std::nullopt, false});
+    app.performSettingsAction(click(SettingsControl::privacyDetails));
     app.reader().setAutomaticRefreshEnabled(false);
     world.time.advance(0);
     EXPECT_EQ(world.settingsDrawn.size(), drawn);

@@ -24,21 +24,13 @@ TEST(UpdaterModel, CheckOutcomes) {
                                    feedItem("1.0.5", "5", "x"), feedItem("9.9.9", "9")};
     mixed[2].candidate.download = "https://evil.test/Gaugely-1.0.5.zip";
     mixed[3].candidate.informational = true;
+    const std::string upToDate = "Gaugely is up to date.";
+    const std::string failed = "Couldn’t check for updates. Please try again later.";
     const std::vector<Row> rows{
         {"user, newer", false, mixed, false, std::nullopt, "1.0.4"},
-        {"user, the running build",
-         false,
-         {feedItem("1.0.3", "3")},
-         false,
-         "Gaugely is up to date.",
-         std::nullopt},
-        {"user, nothing", false, {}, false, "Gaugely is up to date.", std::nullopt},
-        {"user, unreachable",
-         false,
-         {},
-         true,
-         "Couldn’t check for updates. Please try again later.",
-         std::nullopt},
+        {"user, the running build", false, {feedItem("1.0.3", "3")}, false, upToDate, std::nullopt},
+        {"user, nothing", false, {}, false, upToDate, std::nullopt},
+        {"user, unreachable", false, {}, true, failed, std::nullopt},
         {"background, newer", true, {feedItem("1.0.4", "4")}, false, std::nullopt, "1.0.4"},
         {"background, nothing", true, {}, false, std::nullopt, std::nullopt},
         {"background, unreachable", true, {}, true, std::nullopt, std::nullopt},
