@@ -195,26 +195,24 @@ TEST(PopoverViewModel, EachWindowShowsItsOwnPace) {
     using K = UsagePaceEstimate::Kind;
     const UsagePaceEstimate runsOut{K::runsOut, Date{5400}, 1200};
     const UsagePaceEstimate lasts{K::lastsUntilReset, std::nullopt, 0};
+    const QuotaWindow fh = QuotaWindow::fiveHour, wk = QuotaWindow::weekly;
+    // The runs-out time as the fake formatter writes it.
+    const auto text = [](QuotaWindow window, const UsagePaceEstimate& estimate) {
+        return usagePaceText(window, estimate, estimate.runsOutAt ? "5400" : "");
+    };
     const struct {
         CodexPlan plan;
         std::map<QuotaWindow, UsagePaceEstimate> pace;
         std::vector<std::optional<std::string>> lines;
     } rows[] = {
         {CodexPlan::plus, {}, {std::nullopt, std::nullopt}},
-        {CodexPlan::plus,
-         {{QuotaWindow::fiveHour, runsOut}, {QuotaWindow::weekly, lasts}},
-         {usagePaceText(QuotaWindow::fiveHour, runsOut, "5400"),
-          usagePaceText(QuotaWindow::weekly, lasts, "")}},
-        {CodexPlan::plus,
-         {{QuotaWindow::weekly, runsOut}},
-         {std::nullopt, usagePaceText(QuotaWindow::weekly, runsOut, "5400")}},
+        {CodexPlan::plus, {{fh, runsOut}, {wk, lasts}}, {text(fh, runsOut), text(wk, lasts)}},
+        {CodexPlan::plus, {{wk, runsOut}}, {std::nullopt, text(wk, runsOut)}},
         // Pro's one section is its weekly window; a five-hour estimate has nowhere to go.
-        {CodexPlan::pro,
-         {{QuotaWindow::fiveHour, runsOut}, {QuotaWindow::weekly, lasts}},
-         {usagePaceText(QuotaWindow::weekly, lasts, "")}},
+        {CodexPlan::pro, {{fh, runsOut}, {wk, lasts}}, {text(wk, lasts)}},
         {CodexPlan::freeGo,
          {{QuotaWindow::monthly, runsOut}},
-         {usagePaceText(QuotaWindow::monthly, runsOut, "5400")}},
+         {text(QuotaWindow::monthly, runsOut)}},
     };
     for (const auto& row : rows) {
         PopoverInput input = plusWithData();
