@@ -34,13 +34,14 @@ SimulatedTree parse(std::string_view text) {
     return tree ? std::move(*tree) : SimulatedTree();
 }
 
+// Hidden elements, children errors and cycles: the element search's fixture tables
+// (MenuInspection) turn on how they read.
 TEST(TreeFixture, ReadsAsARealApplicationAnswers) {
     SimulatedAccessibility ax(parse(fixture));
     const auto& tree = ax.tree();
     const auto app = ax.applicationElement(4242);
     const auto control = tree.element(*tree.findByRole("AXPopUpButton"));
     const auto menu = *tree.findByRole("AXMenu");
-    const auto hiddenGroup = tree.element(tree.children(menu)[3]);
     const auto orphan = tree.element(tree.children(menu)[4]);
     const auto percent = tree.element(*tree.findByRole("AXStaticText", "72 %  left"));
 
@@ -57,8 +58,6 @@ TEST(TreeFixture, ReadsAsARealApplicationAnswers) {
         {"common attribute not given", control, ax::title, ax::noValue, {}},
         {"unknown attribute", control, "AXNoSuchThing", ax::attributeUnsupported, {}},
         {"number", percent, "AXCustomThing", ax::success, 3.5},
-        {"children error", hiddenGroup, ax::children, -25205, {}},
-        {"hidden", hiddenGroup, ax::hidden, ax::success, true},
         {"parent error", orphan, ax::parent, -25204, {}},
         {"application has no parent", app, ax::parent, ax::noValue, {}},
         {"empty child list", percent, ax::children, ax::success, std::vector<AXElement>{}},
@@ -72,12 +71,6 @@ TEST(TreeFixture, ReadsAsARealApplicationAnswers) {
     EXPECT_EQ(ax.copyActionNames(control), (std::vector<std::string>{"AXPress", "AXShowMenu"}));
     EXPECT_EQ(ax.copyActionNames(orphan), std::nullopt);
     EXPECT_EQ(ax.copyActionNames(percent), std::vector<std::string>{});
-
-    // The @2 line lists the window again under the menu: a cycle.
-    const auto menuChildren = ax.copyAttributeValue(tree.element(menu), ax::children);
-    ASSERT_TRUE(menuChildren.get<std::vector<AXElement>>());
-    EXPECT_EQ(menuChildren.get<std::vector<AXElement>>()->back(),
-              tree.element(*tree.findByRole("AXWindow")));
 }
 
 TEST(TreeFixture, MalformedTextSaysWhereAndWhy) {
