@@ -70,16 +70,14 @@ TEST(UpdateNoticeState, DiscoverHandleAndUnhandled) {
         std::optional<std::string> handledBuild;
         bool unhandled;
     };
-    UpdateNoticeState offered4;
-    offered4.offer = offerOf("4");
-    UpdateNoticeState handled5 = offered4;
-    handled5.handledBuild = "5";
-    UpdateNoticeState handledJunk = offered4;
-    handledJunk.handledBuild = "junk";
-    UpdateNoticeState offeredJunk;
-    offeredJunk.offer = offerOf("x");
-    UpdateNoticeState offeredZero;
-    offeredZero.offer = offerOf("0");
+    // A notice offering `offered`, with `handled` dealt with.
+    const auto notice = [](std::string offered, std::optional<std::string> handled = {}) {
+        UpdateNoticeState state;
+        state.offer = offerOf(std::move(offered));
+        state.handledBuild = std::move(handled);
+        return state;
+    };
+    const UpdateNoticeState offered4 = notice("4"), handled5 = notice("4", "5");
     const auto discover = [](std::string build, std::string running) {
         return [=](UpdateNoticeState& s) { s.discover(offerOf(build), running); };
     };
@@ -99,9 +97,9 @@ TEST(UpdateNoticeState, DiscoverHandleAndUnhandled) {
          },
          "5", "4", true},
         {"handled 5 keeps 5 over 4", handled5, handle, "4", "5", false},
-        {"unreadable handled build gives way", handledJunk, handle, "4", "4", false},
-        {"unreadable offer is never unhandled", offeredJunk, handle, "x", std::nullopt, false},
-        {"offer of build 0", offeredZero, handle, "0", std::nullopt, false},
+        {"unreadable handled build gives way", notice("4", "junk"), handle, "4", "4", false},
+        {"unreadable offer is never unhandled", notice("x"), handle, "x", std::nullopt, false},
+        {"offer of build 0", notice("0"), handle, "0", std::nullopt, false},
         {"no update keeps handled", handled5, [](UpdateNoticeState& s) { s.noUpdate(); },
          std::nullopt, "5", false},
     };
