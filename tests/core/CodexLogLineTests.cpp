@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <string>
 
 #include "LowUsageNotificationSupport/CodexForkCopies.h"
@@ -202,56 +201,57 @@ TEST(CodexLogLine, ReadsRfc3339TimesAndNothingLikeThem) {
               std::nullopt);
 }
 
-// 2026-03-01T10:00:00Z and the given milliseconds after it.
-std::string at(int milliseconds) {
-    char text[40];
-    std::snprintf(text, sizeof text, "2026-03-01T10:%02d:%02d.%03dZ", milliseconds / 60'000,
-                  milliseconds / 1000 % 60, milliseconds % 1000);
-    return text;
-}
-
-std::string metaLine(int milliseconds, const std::string& id, const std::string& forkedFrom = "") {
-    return R"({"timestamp":")" + at(milliseconds) + R"(","type":"session_meta","payload":{"id":")" +
-           id + "\"" + (forkedFrom.empty() ? "" : R"(,"forked_from_id":")" + forkedFrom + "\"") +
-           R"(,"timestamp":")" + at(milliseconds) +
+std::string metaLine(const std::string& at, const std::string& id,
+                     const std::string& forkedFrom = "") {
+    return R"({"timestamp":")" + at + R"(","type":"session_meta","payload":{"id":")" + id + "\"" +
+           (forkedFrom.empty() ? "" : R"(,"forked_from_id":")" + forkedFrom + "\"") +
+           R"(,"timestamp":")" + at +
            R"(","cwd":"/p","originator":"codex_cli_rs","cli_version":"0.1","base_instructions":{"text":"You are Codex"}}})";
 }
 
-std::string eventLine(int milliseconds) {
-    return R"({"timestamp":")" + at(milliseconds) +
+std::string eventLine(const std::string& at) {
+    return R"({"timestamp":")" + at +
            R"(","type":"event_msg","payload":{"type":"agent_message","message":"hi"}})";
 }
 
 TEST(CodexForkCopies, ACopyRunsFromTheParentsMetaToTheEndOfItsBurst) {
+    const std::string t0 = "2026-03-01T10:00:00.000Z";
     const struct {
         const char* name;
         std::vector<std::string> head;
-        std::optional<int> copiesUntil;  // milliseconds
+        std::optional<std::string> copiesUntil;
         bool finishedEarly;
     } cases[] = {
-        {"a session of its own", {metaLine(0, "b"), eventLine(100)}, std::nullopt, true},
-        {"a fork naming its parent, its copies ending at a pause",
-         {metaLine(0, "b", "a"), metaLine(10, "a"), eventLine(400), eventLine(1300),
-          eventLine(9000), eventLine(9100)},
-         1300,
-         true},
-        {"a fork by an older Codex: another session's meta second",
-         {metaLine(0, "b"), metaLine(3000, "a"), eventLine(3001), eventLine(60'000)},
-         3001,
-         true},
-        {"a fork of a fork copies both metas",
-         {metaLine(0, "c", "b"), metaLine(1, "b", "a"), metaLine(2, "a"), eventLine(3)},
-         3,
-         false},
-        {"lines without a time neither end nor extend it",
-         {metaLine(0, "b", "a"), metaLine(10, "a"), "{not codex", eventLine(20)},
-         20,
-         false},
-        {"a line too long to hold counts as a line",
-         {metaLine(0, "b"), "", metaLine(10, "a")},
+        {"a session of its own",
+         {metaLine(t0, "b"), eventLine("2026-03-01T10:00:00.100Z")},
          std::nullopt,
          true},
-        {"no session meta first", {eventLine(0), metaLine(0, "a")}, std::nullopt, true},
+        {"a fork naming its parent, its copies ending at a pause",
+         {metaLine(t0, "b", "a"), metaLine("2026-03-01T10:00:00.010Z", "a"),
+          eventLine("2026-03-01T10:00:00.400Z"), eventLine("2026-03-01T10:00:01.300Z"),
+          eventLine("2026-03-01T10:00:09.000Z"), eventLine("2026-03-01T10:00:09.100Z")},
+         "2026-03-01T10:00:01.300Z",
+         true},
+        {"a fork by an older Codex: another session's meta second",
+         {metaLine(t0, "b"), metaLine("2026-03-01T10:00:03.000Z", "a"),
+          eventLine("2026-03-01T10:00:03.001Z"), eventLine("2026-03-01T10:01:00.000Z")},
+         "2026-03-01T10:00:03.001Z",
+         true},
+        {"a fork of a fork copies both metas",
+         {metaLine(t0, "c", "b"), metaLine("2026-03-01T10:00:00.001Z", "b", "a"),
+          metaLine("2026-03-01T10:00:00.002Z", "a"), eventLine("2026-03-01T10:00:00.003Z")},
+         "2026-03-01T10:00:00.003Z",
+         false},
+        {"lines without a time neither end nor extend it",
+         {metaLine(t0, "b", "a"), metaLine("2026-03-01T10:00:00.010Z", "a"), "{not codex",
+          eventLine("2026-03-01T10:00:00.020Z")},
+         "2026-03-01T10:00:00.020Z",
+         false},
+        {"a line too long to hold counts as a line",
+         {metaLine(t0, "b"), "", metaLine("2026-03-01T10:00:00.010Z", "a")},
+         std::nullopt,
+         true},
+        {"no session meta first", {eventLine(t0), metaLine(t0, "a")}, std::nullopt, true},
     };
     for (const auto& c : cases) {
         CodexForkCopies copies;
@@ -261,10 +261,10 @@ TEST(CodexForkCopies, ACopyRunsFromTheParentsMetaToTheEndOfItsBurst) {
         EXPECT_EQ(copies.done(), c.finishedEarly) << c.name;
         copies.finish();
         EXPECT_EQ(copies.copiesUntil(),
-                  c.copiesUntil ? rfc3339Date(at(*c.copiesUntil)) : std::optional<Date>())
+                  c.copiesUntil ? rfc3339Date(*c.copiesUntil) : std::optional<Date>())
             << c.name;
     }
-    EXPECT_EQ(decodeCodexSessionMeta(metaLine(0, "b", "a")), (CodexSessionMeta{"b", "a"}));
+    EXPECT_EQ(decodeCodexSessionMeta(metaLine(t0, "b", "a")), (CodexSessionMeta{"b", "a"}));
 }
 
 }  // namespace
