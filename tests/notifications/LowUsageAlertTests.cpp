@@ -95,24 +95,8 @@ TEST(LowUsageThresholdState, WindowsAdvanceIndependentlyAndCrossingsKeepReadingO
         Crossings{});
 }
 
-// Switching an alert on while usage is already low must not notify until the window re-arms.
-TEST(LowUsageThresholdState, EnablingALowWindowRebaselinesWithoutNotifying) {
-    LowUsageThresholdState state;
-    LowUsageAlertSettings settings = LowUsageAlertSettings::make(false);
-    EXPECT_TRUE(weekly(state, 25, settings, at(0)).empty());
-    EXPECT_TRUE(weekly(state, 15, settings, at(1)).empty());
-
-    settings = LowUsageAlertSettings::make(LowUsageAlertRepeat::thirtyMinutes);
-    state.rebaseline("plus", {{QuotaWindow::fiveHour, 5}, {QuotaWindow::weekly, 15}}, settings,
-                     std::set{QuotaWindow::weekly}, /*clearReminder=*/true);
-    EXPECT_FALSE(state.stateByPlanAndWindow.contains("plus.fiveHour")) << "outside the window set";
-    EXPECT_EQ(state.stateByPlanAndWindow.at("plus.weekly"), (LowUsageWindowAlertState{true, {}}));
-
-    EXPECT_TRUE(weekly(state, 14, settings, at(90)).empty()) << "no reminder after rebaselining";
-    EXPECT_TRUE(weekly(state, 30, settings, at(91)).empty());
-    EXPECT_EQ(weekly(state, 12, settings, at(92)), (Crossings{{QuotaWindow::weekly, 12}}));
-}
-
+// Switching an alert on while usage is already low, through the reader:
+// ReaderNotifications.SettingsChangesRebaselineOnTheReadingShown.
 TEST(LowUsageThresholdState, RebaselineKeepsARunningReminderUnlessCleared) {
     const struct {
         bool clearReminder;
