@@ -95,8 +95,6 @@ TEST(LowUsageThresholdState, WindowsAdvanceIndependentlyAndCrossingsKeepReadingO
         Crossings{});
 }
 
-// Switching an alert on while usage is already low, through the reader:
-// ReaderNotifications.SettingsChangesRebaselineOnTheReadingShown.
 TEST(LowUsageThresholdState, RebaselineKeepsARunningReminderUnlessCleared) {
     const struct {
         bool clearReminder;

@@ -40,8 +40,6 @@ TEST(QuotaResetState, ReportsOnlyGenuineReturnsToAHundred) {
     }
 }
 
-// Switching the feature on rebaselines, so a reset seen while it was off is never announced:
-// ReaderNotifications.SettingsChangesRebaselineOnTheReadingShown.
 TEST(QuotaResetState, InvalidatedOrUnknownWindowsStartOver) {
     auto state = decodeJson<QuotaResetState>(
         R"({"stateByPlanAndWindow":{"plus.weekly":{"lastObservedPercentage":10},

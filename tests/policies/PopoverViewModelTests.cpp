@@ -172,17 +172,14 @@ TEST(PopoverViewModel, FooterTextsSecondsOnlyAtThirtySecondsAndALogReadingSaysSo
     EXPECT_EQ(PopoverViewModel::make(input, fakeTime).lastUpdatedText, std::nullopt);
 }
 
+// The notices' words are the golden update scenario's; whether each shows is decided here.
 TEST(PopoverViewModel, Notices) {
     PopoverInput input = plusWithData();
     input.updateOfferVersion = "1.0.4";
     input.updatedToVersion = "1.0.3";
     input.inputMonitoringUnavailable = true;
     const auto model = PopoverViewModel::make(input, fakeTime);
-    EXPECT_EQ(model.updatedNote, "Gaugely was updated to version 1.0.3.");
-    ASSERT_TRUE(model.updateOffer);
-    EXPECT_EQ(model.updateOffer->text, "Gaugely 1.0.4 is available.");
-    ASSERT_TRUE(model.inputMonitoringNotice);
-    EXPECT_FALSE(model.inputMonitoringNotice->actionTitle.empty());
+    EXPECT_TRUE(model.updatedNote && model.updateOffer && model.inputMonitoringNotice);
 
     // Before a plan is chosen nothing refreshes, so there is nothing to warn about.
     input.presentationState = UsageSnapshotPresentationState::planSelectionRequired;
