@@ -165,16 +165,6 @@ TEST(ModelObservers, AChangeSetTellsOnceAtItsEndAndOnlyOfChanges) {
              m.observers.publish(m.count, 0);
          },
          0},
-        {"two sets one after the other",
-         [](Model& m) {
-             {
-                 auto changes = m.observers.changeSet();
-                 m.observers.publish(m.count, 1);
-             }
-             auto changes = m.observers.changeSet();
-             m.observers.publish(m.count, 2);
-         },
-         2},
     };
     for (const auto& c : cases) {
         Model model;

@@ -113,6 +113,11 @@ TEST(LowUsageThresholdState, RebaselineKeepsARunningReminderUnlessCleared) {
         EXPECT_EQ(state.stateByPlanAndWindow.at("plus.weekly"), c.expected)
             << c.clearReminder << " " << c.percentage;
     }
+    // Only the windows named are adopted.
+    LowUsageThresholdState state;
+    state.rebaseline("plus", {{QuotaWindow::fiveHour, 5}, {QuotaWindow::weekly, 15}}, {},
+                     std::set{QuotaWindow::weekly}, true);
+    EXPECT_FALSE(state.stateByPlanAndWindow.contains("plus.fiveHour"));
 }
 
 TEST(LowUsageThresholdState, InvalidateForgetsOnlyThatPlan) {
