@@ -247,13 +247,11 @@ TEST(CodexLogSnapshot, KeepsTheExactShareAndResetOfTheWindowsItShows) {
     EXPECT_EQ(result.reading->resetsAt,
               (std::map<QuotaWindow, Date>{{QuotaWindow::fiveHour, in2Hours},
                                            {QuotaWindow::weekly, oct1}}));
-}
-
-TEST(CodexLogSnapshot, AFormatterThatWritesNothingLeavesTheResetsUnshown) {
-    const auto result = codexLogSnapshot(CodexPlan::plus, readingsOf({line(now, fiveHour, weekly)}),
-                                         now, [](Date, std::string_view) { return ""; });
-    ASSERT_TRUE(result.reading);
-    EXPECT_EQ(result.reading->snapshot, (UsageSnapshot{.fiveHour = "87%", .weekly = "60%"}));
+    // A formatter that writes nothing leaves the resets unshown.
+    const auto unwritten =
+        codexLogSnapshot(CodexPlan::plus, readings, now, [](Date, std::string_view) { return ""; });
+    ASSERT_TRUE(unwritten.reading);
+    EXPECT_EQ(unwritten.reading->snapshot, (UsageSnapshot{.fiveHour = "87%", .weekly = "0%"}));
 }
 
 TEST(CodexLogRemainingPercent, RoundsDownSoAnAlertIsNeverLate) {
