@@ -16,40 +16,28 @@
 namespace gaugely {
 namespace {
 
-// Times of day in a zone the test moves, telling its watchers as the system tells the app.
+// Writes the hour of its zone alone, which the test moves, telling the app as the system does.
 struct MovableTimeFormatter final : TimeFormatter {
     int utcOffsetHours = 0;
-    mutable std::vector<std::weak_ptr<std::function<void()>>> watchers;
+    mutable std::function<void()> conventionsChanged;
 
-    std::string timeOfDay(Date date, bool) const override {
-        const auto seconds = static_cast<long long>(date.timeIntervalSinceReferenceDate);
-        return std::to_string(((seconds / 3600 + utcOffsetHours) % 24 + 24) % 24) + "h";
-    }
+    std::string timeOfDay(Date, bool) const override { return std::to_string(utcOffsetHours); }
     std::optional<std::string> format(Date, std::string_view, std::string_view,
                                       std::string_view) const override {
         return std::nullopt;
     }
     bool knowsTimeZone(std::string_view) const override { return true; }
-
-    struct Watch final : Subscription {
-        std::shared_ptr<std::function<void()>> handler;
-    };
     std::unique_ptr<Subscription> observeConventionChanges(
         std::function<void()> handler) const override {
-        auto watch = std::make_unique<Watch>();
-        watch->handler = std::make_shared<std::function<void()>>(std::move(handler));
-        watchers.push_back(watch->handler);
-        return watch;
-    }
-    void moveTo(int offsetHours) {
-        utcOffsetHours = offsetHours;
-        for (const auto& weak : watchers) {
-            if (const auto handler = weak.lock()) {
-                (*handler)();
-            }
-        }
+        conventionsChanged = std::move(handler);
+        return std::make_unique<Subscription>();
     }
 };
+
+// A click on a control that takes no choice: a button, or a switch turned to `isOn`.
+SettingsAction click(SettingsControl control, bool isOn = false) {
+    return {control, std::nullopt, std::nullopt, isOn};
+}
 
 // The app as its entry point builds it, over fakes, with a simulated Codex.
 struct AppWorld : ReaderWorld {
@@ -106,24 +94,6 @@ struct AppWorld : ReaderWorld {
     }
 };
 
-TEST(AppAssembly, TheOnboardingWaitsForTheRefreshItemAndAsksOnce) {
-    AppWorld world;
-    world.codex.trusted = false;
-    world.alerts.answers = {{0, 1}, {1, std::nullopt}};
-    AppAssembly& app = world.start();
-    world.time.advance(1);
-    EXPECT_TRUE(world.alerts.shown.empty()) << "nothing is asked before the menu bar item exists";
-
-    app.refreshItemReady();
-    app.refreshItemReady();
-    world.time.advance(1);
-    ASSERT_EQ(world.alerts.shown.size(), 2u);
-    EXPECT_EQ(world.alerts.shown[0].message, "Choose Your Codex Plan");
-    EXPECT_EQ(world.alerts.shown[1].message, "Accessibility Permission Required");
-    EXPECT_EQ(app.reader().codexPlan(), CodexPlan::plus);
-    EXPECT_TRUE(app.reader().hasExplicitPlanSelection());
-}
-
 TEST(AppAssembly, TheLabelWearsTheGaugeOnlyUnderTheProductionIdentity) {
     const struct {
         std::optional<std::string> identifier;
@@ -150,20 +120,19 @@ TEST(AppAssembly, ActionsReachTheirModelsAndWindows) {
     AppAssembly& app = world.start();
     app.reader().setCodexPlan(CodexPlan::plus);
     const int probes = world.framework.probeCount();
-    app.performSettingsAction(
-        {SettingsControl::checkForUpdates, std::nullopt, std::nullopt, false});
+    app.performSettingsAction(click(SettingsControl::checkForUpdates));
     world.time.advance(5);
     EXPECT_EQ(world.framework.probeCount(), probes + 1);
-    app.performSettingsAction({SettingsControl::privacyDetails, std::nullopt, std::nullopt, false});
+    app.performSettingsAction(click(SettingsControl::privacyDetails));
     app.viewUpdate();
     app.showAbout();
     app.quit();
-    // The chooser opens at the folder read now, expanded; its answer is kept in the "~" form.
-    app.performSettingsAction(
-        {SettingsControl::codexLogsFolder, std::nullopt, std::nullopt, false});
+    // The chooser opens at the folder read now, expanded; its answer is kept in the "~" form,
+    // and a cancelled chooser leaves the choice alone.
+    app.performSettingsAction(click(SettingsControl::codexLogsFolder));
     app.codexFolderChosen("/Users/ann/Work/codex");
-    app.performSettingsAction(
-        {SettingsControl::codexLogsFolder, std::nullopt, std::nullopt, false});
+    app.codexFolderChosen("");
+    app.performSettingsAction(click(SettingsControl::codexLogsFolder));
     EXPECT_EQ(world.windowsShown,
               (std::vector<std::string>{"privacy", "settings forward", "settings Updates", "about",
                                         "quit", "choose folder /Users/ann/.codex",
@@ -208,12 +177,10 @@ TEST(AppAssembly, TheHostHearsEachAnswerOfTheRefreshGate) {
     world.framework.installOutcome = FakeUpdateFramework::InstallOutcome::fails;
     AppAssembly& app = world.start();
     app.reader().setCodexPlan(CodexPlan::plus);
-    app.performSettingsAction(
-        {SettingsControl::checkForUpdates, std::nullopt, std::nullopt, false});
+    app.performSettingsAction(click(SettingsControl::checkForUpdates));
     world.time.advance(5);
     ASSERT_TRUE(app.updater().availableVersion());
-    const SettingsAction updateAndRestart{SettingsControl::updateAndRestart, std::nullopt,
-                                          std::nullopt, false};
+    const SettingsAction updateAndRestart = click(SettingsControl::updateAndRestart);
 
     app.refreshNow();
     app.performSettingsAction(updateAndRestart);
@@ -228,23 +195,7 @@ TEST(AppAssembly, TheHostHearsEachAnswerOfTheRefreshGate) {
     EXPECT_FALSE(app.reader().updateRefreshGate());
 }
 
-TEST(AppAssembly, ThePopoverSaysWhenInputMonitoringIsMissing) {
-    AppWorld world;
-    world.input.tapCreationFails = true;
-    AppAssembly& app = world.start();
-    app.reader().setCodexPlan(CodexPlan::plus);
-    EXPECT_FALSE(app.popover().inputMonitoringNotice);
-    // A manual run goes on unguarded, but the next automatic one would wait in silence.
-    app.refreshNow();
-    world.time.runUntil([&] { return !app.reader().automationInProgress(); }, 60);
-    ASSERT_TRUE(app.popover().inputMonitoringNotice);
-    world.input.tapCreationFails = false;
-    app.refreshNow();
-    world.time.runUntil([&] { return !app.reader().automationInProgress(); }, 60);
-    EXPECT_FALSE(app.popover().inputMonitoringNotice);
-}
-
-TEST(AppAssembly, FirstRunAlertsLeaveTheMainQueueServed) {
+TEST(AppAssembly, TheOnboardingWaitsForTheRefreshItemAsksOnceAndLeavesTheMainQueueServed) {
     AppWorld world;
     world.codex.trusted = false;
     world.alerts.answers = {{0, 1}, {1, std::nullopt}};
@@ -256,14 +207,21 @@ TEST(AppAssembly, FirstRunAlertsLeaveTheMainQueueServed) {
         probesWhileAsking.push_back(world.framework.probeCount());
     };
     AppAssembly& app = world.start();
+    world.time.advance(1);
+    EXPECT_TRUE(world.alerts.shown.empty()) << "nothing is asked before the menu bar item exists";
+
+    app.refreshItemReady();
     app.refreshItemReady();
     world.time.advance(0);
-    ASSERT_EQ(probesWhileAsking.size(), 2u);
+    ASSERT_EQ(world.alerts.shown.size(), 2u);
+    EXPECT_EQ(world.alerts.shown[0].message, "Choose Your Codex Plan");
+    EXPECT_EQ(world.alerts.shown[1].message, "Accessibility Permission Required");
     EXPECT_EQ(probesWhileAsking[0], 1) << "the update timer waited for the alert to close";
     EXPECT_EQ(app.reader().codexPlan(), CodexPlan::plus);
+    EXPECT_TRUE(app.reader().hasExplicitPlanSelection());
 }
 
-TEST(AppAssembly, InputMonitoringIsAskedForWhereTheNoticeSaysSo) {
+TEST(AppAssembly, ThePopoverSaysWhenInputMonitoringIsMissingAndAsksWhereItSaysSo) {
     AppWorld world;
     world.input.listenEventAccess = false;
     AppAssembly& app = world.start();
@@ -278,6 +236,16 @@ TEST(AppAssembly, InputMonitoringIsAskedForWhereTheNoticeSaysSo) {
     EXPECT_EQ(world.input.listenEventAccessRequests(), 1u);
     EXPECT_EQ(world.workspace.openedURLs().back(),
               "x-apple.systempreferences:com.apple.preference.security?Privacy_ListenEvent");
+    EXPECT_FALSE(app.popover().inputMonitoringNotice);
+
+    // A manual run goes on unguarded, but the next automatic one would wait in silence.
+    world.input.tapCreationFails = true;
+    app.refreshNow();
+    world.time.runUntil([&] { return !app.reader().automationInProgress(); }, 60);
+    ASSERT_TRUE(app.popover().inputMonitoringNotice);
+    world.input.tapCreationFails = false;
+    app.refreshNow();
+    world.time.runUntil([&] { return !app.reader().automationInProgress(); }, 60);
     EXPECT_FALSE(app.popover().inputMonitoringNotice);
 }
 
@@ -311,18 +279,11 @@ TEST(AppAssembly, TheSettingsWindowDrawsTheModelsAgainAfterEveryAction) {
     } rows[] = {
         // The service waits for the user's approval and publishes nothing new: the switch the
         // user flipped on springs back.
-        {"refused",
-         {SettingsControl::launchAtLogin, std::nullopt, std::nullopt, true},
-         SettingsControl::launchAtLogin,
+        {"refused", click(SettingsControl::launchAtLogin, true), SettingsControl::launchAtLogin,
          false},
-        {"taken",
-         {SettingsControl::automaticRefresh, std::nullopt, std::nullopt, false},
-         SettingsControl::automaticRefresh,
+        {"taken", click(SettingsControl::automaticRefresh), SettingsControl::automaticRefresh,
          false},
-        {"a button",
-         {SettingsControl::privacyDetails, std::nullopt, std::nullopt, false},
-         SettingsControl::launchAtLogin,
-         false},
+        {"a button", click(SettingsControl::privacyDetails), SettingsControl::launchAtLogin, false},
     };
     for (const auto& row : rows) {
         AppWorld world;
@@ -347,7 +308,7 @@ TEST(AppAssembly, TheSettingsWindowDrawsTheModelsAgainAfterEveryAction) {
     app.showSettings();
     app.settingsWindowClosed();
     const std::size_t drawn = world.settingsDrawn.size();
-    app.performSettingsAction({SettingsControl::privacyDetails, std::nullopt, std::nullopt, false});
+    app.performSettingsAction(click(SettingsControl::privacyDetails));
     app.reader().setAutomaticRefreshEnabled(false);
     world.time.advance(0);
     EXPECT_EQ(world.settingsDrawn.size(), drawn);
@@ -380,12 +341,14 @@ TEST(AppAssembly, TimesAreWrittenAgainWhenTheTimeZoneChanges) {
     app.addObserver([&] { ++renders; });
     const auto before = app.popover().lastUpdatedText;
 
-    zone.moveTo(-7);
+    zone.utcOffsetHours = -7;
+    zone.conventionsChanged();
     EXPECT_EQ(renders, 1) << "the views were not told";
     ASSERT_TRUE(before);
     EXPECT_NE(app.popover().lastUpdatedText, before);
 }
 
+// The newest copy defers to the oldest; the oldest, alone of its kind, stays.
 TEST(SingleInstance, TheNewCopyHandsOverTheWayTheMacOSVersionHonours) {
     const std::string id = "com.vostrel.gaugely";
     for (const int macOS : {13, 14}) {
@@ -394,28 +357,13 @@ TEST(SingleInstance, TheNewCopyHandsOverTheWayTheMacOSVersionHonours) {
         workspace.macOSMajorVersion = macOS;
         workspace.addApplication({id, 400, ActivationPolicy::accessory});
         workspace.addApplication({id, 500, ActivationPolicy::accessory});
+        // Another app's older process is no copy to defer to.
+        workspace.addApplication({"com.openai.codex", 300, ActivationPolicy::regular});
         EXPECT_TRUE(handOverToRunningInstance(workspace, id, 500));
         EXPECT_FALSE(handOverToRunningInstance(workspace, id, 400));
         ASSERT_EQ(workspace.activations().size(), 1u);
         EXPECT_EQ(workspace.activations()[0],
                   (FakeWorkspace::Activation{400, ApplicationActivationPolicy::style(macOS)}));
-    }
-}
-
-TEST(SingleInstance, TheOldestCopyStays) {
-    using Apps = std::vector<RunningApplication>;
-    const std::string id = "com.vostrel.gaugely";
-    const struct {
-        Apps running;
-        ProcessID self;
-        std::optional<ProcessID> deferTo;
-    } rows[] = {
-        // Two copies (who defers to whom) are the hand-over test's.
-        {{{id, 500, ActivationPolicy::accessory}}, 500, std::nullopt},
-        {{{"com.openai.codex", 300, ActivationPolicy::regular}}, 500, std::nullopt},
-    };
-    for (const auto& row : rows) {
-        EXPECT_EQ(runningInstanceToDeferTo(row.running, id, row.self), row.deferTo) << row.self;
     }
 }
 

@@ -9,7 +9,6 @@ namespace gaugely {
 namespace {
 
 constexpr std::size_t openSettings = 0;
-constexpr std::size_t notNow = 1;
 
 struct OnboardingWorld : ReaderWorld {
     ScriptedAlertPresenter alerts;
@@ -50,13 +49,7 @@ TEST(Onboarding, PlanThenPermissionEachAtMostOnce) {
         std::optional<CodexPlan> chosen;
         bool openedSettings;
     } rows[] = {
-        {"plan, then the guidance declined",
-         false,
-         false,
-         {{0, 1}, {notNow, std::nullopt}},
-         {planAlert, guidanceAlert},
-         CodexPlan::plus,
-         false},
+        // The plan, then the guidance declined, is the app assembly's onboarding test.
         {"plan, then System Settings",
          false,
          false,

@@ -96,26 +96,5 @@ TEST(SettingsActions, SwitchesAndButtonsReachTheirOwners) {
     EXPECT_FALSE(reader.codexLogsEnabled());
 }
 
-// What the chooser answers is what the window then shows and the reader reads: a folder under
-// the home folder kept in the "~" form (the other forms are abbreviatedCodexFolder's table), a
-// cancelled chooser leaving the choice alone.
-TEST(SettingsActions, AChosenCodexFolderIsKeptAsTheUserReadsIt) {
-    const struct {
-        const char* chosen;
-        const char* stored;
-    } rows[] = {
-        {"/Users/ann/Work/codex", "~/Work/codex"},
-        {"", "~/.codex"},
-    };
-    for (const auto& row : rows) {
-        SettingsWorld world;
-        UsageReader& reader = world.makeReader(CodexPlan::plus, true);
-        world.launchAtLogin = std::make_unique<LaunchAtLoginController>(world.loginItems);
-        codexFolderChosen(reader, row.chosen, world.homeFolder);
-        EXPECT_EQ(reader.codexLogsFolder(), row.stored) << row.chosen;
-        EXPECT_EQ(world.window().sections[1].rows[1].detail, row.stored) << row.chosen;
-    }
-}
-
 }  // namespace
 }  // namespace gaugely

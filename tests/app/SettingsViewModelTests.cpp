@@ -7,8 +7,11 @@
 #include <sstream>
 
 #include "Meterlane/Presentation/AppVersionInfo.h"
+#include "Meterlane/Presentation/LaunchAtLoginController.h"
+#include "Meterlane/Presentation/MenuBarLabelPresentation.h"
 #include "Meterlane/Presentation/PrivacyPermissionsPresentation.h"
 #include "Meterlane/Presentation/SettingsViewModel.h"
+#include "Meterlane/Simulation/FakeLoginItemService.h"
 
 namespace gaugely {
 namespace {
@@ -129,29 +132,20 @@ TEST(SettingsViewModel, EveryControlHasAnAccessibilityLabel) {
 }
 
 // The status line belongs to the switch: it shows only while reading is on, and never without
-// a line to show.
+// a line to show. (Reading on with a line, and off without one, are the golden renderings.)
 TEST(SettingsViewModel, TheLogsStatusShowsOnlyWhileReadingIsOn) {
-    const struct {
-        bool on;
-        std::optional<std::string> status;
-        std::size_t rows;
-    } rows[] = {
-        {false, std::nullopt, 2},
-        {false, "No Codex logs in ~/.codex/sessions", 2},
-        {true, std::nullopt, 2},
-        {true, "No Codex logs in ~/.codex/sessions", 3},
+    const std::pair<bool, std::optional<std::string>> rows[] = {
+        {false, "No Codex logs in ~/.codex/sessions"},
+        {true, std::nullopt},
     };
-    for (const auto& row : rows) {
+    for (const auto& [on, status] : rows) {
         SettingsInput input = chosen(CodexPlan::plus);
-        input.readCodexLogs = row.on;
-        input.codexLogsStatus = row.status;
+        input.readCodexLogs = on;
+        input.codexLogsStatus = status;
         const SettingsSection logs = SettingsViewModel::make(input).sections[1];
-        ASSERT_EQ(logs.rows.size(), row.rows) << row.on;
-        EXPECT_EQ(logs.rows[0].isOn, row.on);
+        ASSERT_EQ(logs.rows.size(), 2u) << on;
+        EXPECT_EQ(logs.rows[0].isOn, on);
         EXPECT_EQ(logs.rows[1].detail, "~/.codex");
-        if (row.rows == 3) {
-            EXPECT_EQ(logs.rows[2].detail, row.status);
-        }
     }
 }
 
@@ -197,6 +191,92 @@ TEST(SettingsViewModel, GoldenRenderings) {
           << privacy.localDataDetails << "\n"
           << privacy.networkDetails << "\n";
     expectGolden("about-and-privacy.txt", texts.str());
+}
+
+TEST(AppVersionPresentation, TrimsAndFallsBackFieldByField) {
+    const struct {
+        const char *displayName, *bundleName, *version, *build;
+        AppVersionInfo expected;
+    } rows[] = {
+        {"Gaugely", "GaugelyApp", "1.0.3", "3", {"Gaugely", "1.0.3", "3"}},
+        {" \n", "GaugelyApp", " 1.0.3\n", "\t3 ", {"GaugelyApp", "1.0.3", "3"}},
+        {"", "  ", "", "", {"Gaugely", "Unknown", "Unknown"}},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(AppVersionPresentation::information(row.displayName, row.bundleName, row.version,
+                                                      row.build),
+                  row.expected)
+            << row.displayName << "|" << row.bundleName;
+    }
+    // No developer name, no "By" line (the golden About rendering shows the named case).
+    const AboutPresentation about =
+        AboutPresentation::make({"Gaugely", "1.0.3", "3"}, "", "Codex Usage Monitor for Mac");
+    EXPECT_EQ(about.developerText, "");
+}
+
+TEST(LaunchAtLoginController, StatusAndFailuresShowTheMostSpecificMessage) {
+    using Status = LoginItemService::Status;
+    const std::string approval = "Launch at Login requires approval in System Settings.";
+    const struct {
+        const char* name;
+        Status status;
+        std::optional<bool> change;  // none: only the status is read
+        bool succeeds;
+        bool enabled;
+        std::optional<std::string> message;
+    } rows[] = {
+        {"not registered", Status::notRegistered, std::nullopt, true, false, std::nullopt},
+        {"enabled", Status::enabled, std::nullopt, true, true, std::nullopt},
+        {"requires approval", Status::requiresApproval, std::nullopt, true, false, approval},
+        {"not found", Status::notFound, std::nullopt, true, false,
+         "Launch at Login is unavailable for this app."},
+        {"unknown", Status::unknown, std::nullopt, true, false,
+         "Launch at Login status is unavailable."},
+        {"switched on", Status::notRegistered, true, true, true, std::nullopt},
+        {"switched off", Status::enabled, false, true, false, std::nullopt},
+        // The status explains a failure better than the generic message.
+        {"failed, waiting for approval", Status::requiresApproval, true, false, false, approval},
+        {"failed, not registered", Status::notRegistered, true, false, false,
+         "Could not update Launch at Login."},
+    };
+    for (const auto& row : rows) {
+        FakeLoginItemService service;
+        service.currentStatus = row.status;
+        service.changesSucceed = row.succeeds;
+        LaunchAtLoginController controller(service);
+        int changes = 0;
+        controller.addObserver([&] { ++changes; });
+        if (row.change) {
+            controller.setEnabled(*row.change);
+        }
+        EXPECT_EQ(controller.isEnabled(), row.enabled) << row.name;
+        EXPECT_EQ(controller.statusMessage(), row.message) << row.name;
+        EXPECT_EQ(controller.needsApproval(), row.status == Status::requiresApproval) << row.name;
+        EXPECT_LE(changes, 1) << row.name;
+    }
+}
+
+TEST(MenuBarLabelPresentation, TheBadgeComesAndGoesWithNothingElseChanging) {
+    const auto without = MenuBarLabelPresentation::make("5h 72% \u00B7 W 40%", true, false);
+    auto with = MenuBarLabelPresentation::make("5h 72% \u00B7 W 40%", true, true);
+    EXPECT_TRUE(with.showsUpdateBadge);
+    EXPECT_EQ(with.accessibilityLabel, "Codex usage: 5h 72% \u00B7 W 40%, Update Available");
+    with.showsUpdateBadge = false;
+    with.accessibilityLabel = without.accessibilityLabel;
+    EXPECT_EQ(with, without);
+    EXPECT_FALSE(MenuBarLabelPresentation::make("Set plan", false, false).showsTemplateImage);
+}
+
+TEST(MenuBarLabelPresentation, TheBadgeSitsAtTheTopRightWhicheverWayYGrows) {
+    const Size button{64, 22};
+    const double side = MenuBarLabelPresentation::updateBadgeSide;
+    for (const bool flipped : {false, true}) {
+        const Point origin = MenuBarLabelPresentation::updateBadgeOrigin(button, flipped);
+        // Measured from the top in both orientations, the badge starts 2 points down.
+        const double fromTop = flipped ? origin.y : button.height - (origin.y + side);
+        EXPECT_DOUBLE_EQ(fromTop, 2) << flipped;
+        EXPECT_DOUBLE_EQ(button.width - (origin.x + side), 1) << flipped;
+    }
 }
 
 }  // namespace

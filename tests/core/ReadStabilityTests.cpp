@@ -1,13 +1,14 @@
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <string>
 #include <vector>
 
+#include "LowUsageNotificationSupport/ModelObservers.h"
 #include "LowUsageNotificationSupport/PlanSnapshotVisibility.h"
 #include "LowUsageNotificationSupport/PlanSynchronizationState.h"
 #include "LowUsageNotificationSupport/RefreshRunGuard.h"
 #include "LowUsageNotificationSupport/RefreshSnapshotStability.h"
-#include "LowUsageNotificationSupport/UsageSnapshot.h"
 
 namespace gaugely {
 namespace {
@@ -39,17 +40,6 @@ TEST(RefreshSnapshotStability, NeedsTheSameReadingTwiceAtLeastASettlingIntervalA
                 << c.name << " at " << reading.time;
         }
     }
-}
-
-TEST(RefreshSnapshotStability, ComparesWholeSnapshots) {
-    UsageSnapshot first;
-    first.weekly = "40%";
-    UsageSnapshot settled = first;
-    settled.weeklyReset = "Sep 12";
-    RefreshSnapshotStability<UsageSnapshot> stability;
-    EXPECT_EQ(stability.observe(first, 0.0), std::nullopt);
-    EXPECT_EQ(stability.observe(settled, 0.3), std::nullopt);
-    EXPECT_EQ(stability.observe(settled, 0.5), settled);
 }
 
 TEST(RefreshSnapshotStability, AdvanceCommitsOnlyAStableValueAndGivesUpAtTheLimit) {
@@ -133,6 +123,56 @@ TEST(RefreshRunGuard, DismissesOnlyAMenuTheRunOpenedItself) {
     EXPECT_FALSE(RefreshRunGuard::mayDismiss(false, true, false, true, true));
     EXPECT_FALSE(RefreshRunGuard::mayDismiss(false, true, true, false, true));
     EXPECT_FALSE(RefreshRunGuard::mayDismiss(false, true, true, true, false));
+}
+
+TEST(ModelObservers, AChangeSetTellsOnceAtItsEndAndOnlyOfChanges) {
+    struct Model {
+        ModelObservers observers;
+        int count = 0;
+        std::string name;
+    };
+    const struct {
+        const char* name;
+        std::function<void(Model&)> change;
+        int told;
+    } cases[] = {
+        {"two publishes, no set",
+         [](Model& m) {
+             m.observers.publish(m.count, 1);
+             m.observers.publish(m.name, std::string("a"));
+         },
+         2},
+        {"two publishes in a set",
+         [](Model& m) {
+             auto changes = m.observers.changeSet();
+             m.observers.publish(m.count, 1);
+             m.observers.publish(m.name, std::string("a"));
+         },
+         1},
+        {"nested sets tell when the outermost ends",
+         [](Model& m) {
+             auto outer = m.observers.changeSet();
+             {
+                 auto inner = m.observers.changeSet();
+                 m.observers.publish(m.count, 1);
+             }
+             m.observers.notify();
+         },
+         1},
+        {"a set that changed nothing",
+         [](Model& m) {
+             auto changes = m.observers.changeSet();
+             m.observers.publish(m.count, 0);
+         },
+         0},
+    };
+    for (const auto& c : cases) {
+        Model model;
+        int told = 0;
+        model.observers.add([&] { ++told; });
+        c.change(model);
+        EXPECT_EQ(told, c.told) << c.name;
+    }
 }
 
 }  // namespace

@@ -19,68 +19,41 @@ Date inMinutes(double minutes) {
 }
 
 TEST(UsagePace, EstimatesFromTheLastHourSinceTheLatestRefill) {
-    using K = UsagePaceEstimate::Kind;
+    using enum UsagePaceEstimate::Kind;
     const struct {
         const char* name;
         std::vector<UsagePoint> points;
-        Date resetsAt;
-        K kind;
+        double resetInMinutes;
+        UsagePaceEstimate::Kind kind;
         double runsOutInMinutes;  // for runsOut
     } cases[] = {
-        {"no readings", {}, inMinutes(60), K::noEstimate, 0},
-        {"one reading", {at(10, 50)}, inMinutes(60), K::noEstimate, 0},
-        {"two readings under five minutes apart",
-         {at(4, 50), at(0, 40)},
-         inMinutes(60),
-         K::noEstimate,
-         0},
-        {"nothing used", {at(30, 50), at(0, 50)}, inMinutes(60), K::lastsUntilReset, 0},
+        {"no readings", {}, 60, noEstimate, 0},
+        {"one reading", {at(10, 50)}, 60, noEstimate, 0},
+        {"two readings under five minutes apart", {at(4, 50), at(0, 40)}, 60, noEstimate, 0},
+        {"nothing used", {at(30, 50), at(0, 50)}, 60, lastsUntilReset, 0},
         // A point a minute: the 50 left last 50 minutes, 20 before the reset.
-        {"runs out before the reset",
-         {at(10, 60), at(5, 55), at(0, 50)},
-         inMinutes(70),
-         K::runsOut,
-         50},
-        {"any order", {at(0, 50), at(10, 60), at(5, 55)}, inMinutes(70), K::runsOut, 50},
-        {"lasts past the reset", {at(10, 60), at(0, 50)}, inMinutes(30), K::lastsUntilReset, 0},
-        {"runs out exactly at the reset",
-         {at(10, 60), at(0, 50)},
-         inMinutes(50),
-         K::lastsUntilReset,
-         0},
-        {"already empty", {at(10, 10), at(0, 0)}, inMinutes(30), K::runsOut, 0},
+        {"runs out before the reset", {at(10, 60), at(5, 55), at(0, 50)}, 70, runsOut, 50},
+        {"any order", {at(0, 50), at(10, 60), at(5, 55)}, 70, runsOut, 50},
+        {"lasts past the reset", {at(10, 60), at(0, 50)}, 30, lastsUntilReset, 0},
+        {"runs out exactly at the reset", {at(10, 60), at(0, 50)}, 50, lastsUntilReset, 0},
+        {"already empty", {at(10, 10), at(0, 0)}, 30, runsOut, 0},
         // The rise at 20 minutes ago starts the line afresh: 90 → 80 in 20 minutes.
-        {"a refill starts afresh",
-         {at(50, 5), at(40, 1), at(20, 90), at(0, 80)},
-         inMinutes(600),
-         K::runsOut,
-         160},
-        {"a refill just now leaves one reading",
-         {at(30, 50), at(10, 10), at(0, 100)},
-         inMinutes(600),
-         K::noEstimate,
-         0},
+        {"a refill restarts", {at(50, 5), at(40, 1), at(20, 90), at(0, 80)}, 600, runsOut, 160},
+        {"a refill just now: one point", {at(30, 50), at(10, 10), at(0, 100)}, 600, noEstimate, 0},
         // With the two-hour-old reading the line would run out 51 minutes from now.
-        {"readings older than an hour are ignored",
-         {at(120, 100), at(60, 60), at(0, 30)},
-         inMinutes(300),
-         K::runsOut,
-         60},
-        {"readings after now are ignored",
-         {at(10, 60), at(0, 50), at(-5, 0)},
-         inMinutes(70),
-         K::runsOut,
-         50},
-        {"a reset that has passed", {at(10, 60), at(0, 50)}, now, K::noEstimate, 0},
+        {"readings older than an hour go", {at(120, 100), at(60, 60), at(0, 30)}, 300, runsOut, 60},
+        {"readings after now are ignored", {at(10, 60), at(0, 50), at(-5, 0)}, 70, runsOut, 50},
+        {"a reset that has passed", {at(10, 60), at(0, 50)}, 0, noEstimate, 0},
     };
     for (const auto& c : cases) {
-        const UsagePaceEstimate estimate = estimateUsagePace(c.points, c.resetsAt, now);
+        const Date resetsAt = inMinutes(c.resetInMinutes);
+        const UsagePaceEstimate estimate = estimateUsagePace(c.points, resetsAt, now);
         EXPECT_EQ(estimate.kind, c.kind) << c.name;
-        if (c.kind == K::runsOut && estimate.runsOutAt) {
+        if (c.kind == runsOut && estimate.runsOutAt) {
             EXPECT_NEAR(estimate.runsOutAt->timeIntervalSince(now), c.runsOutInMinutes * 60, 1e-6)
                 << c.name;
             EXPECT_NEAR(estimate.secondsBeforeReset,
-                        c.resetsAt.timeIntervalSince(*estimate.runsOutAt), 1e-6)
+                        resetsAt.timeIntervalSince(*estimate.runsOutAt), 1e-6)
                 << c.name;
         } else {
             EXPECT_EQ(estimate.runsOutAt, std::nullopt) << c.name;

@@ -1,6 +1,10 @@
 #include <gtest/gtest.h>
 
+#include "LowUsageNotificationSupport/LowUsageAlertSettings.h"
 #include "LowUsageNotificationSupport/LowUsageThresholdState.h"
+#include "Meterlane/Notifications/LowUsageNotificationStateStore.h"
+#include "Meterlane/Notifications/QuotaResetNotificationStateStore.h"
+#include "Meterlane/Simulation/MemoryPreferences.h"
 
 namespace gaugely {
 namespace {
@@ -91,24 +95,6 @@ TEST(LowUsageThresholdState, WindowsAdvanceIndependentlyAndCrossingsKeepReadingO
         Crossings{});
 }
 
-// Switching an alert on while usage is already low must not notify until the window re-arms.
-TEST(LowUsageThresholdState, EnablingALowWindowRebaselinesWithoutNotifying) {
-    LowUsageThresholdState state;
-    LowUsageAlertSettings settings = LowUsageAlertSettings::make(false);
-    EXPECT_TRUE(weekly(state, 25, settings, at(0)).empty());
-    EXPECT_TRUE(weekly(state, 15, settings, at(1)).empty());
-
-    settings = LowUsageAlertSettings::make(LowUsageAlertRepeat::thirtyMinutes);
-    state.rebaseline("plus", {{QuotaWindow::fiveHour, 5}, {QuotaWindow::weekly, 15}}, settings,
-                     std::set{QuotaWindow::weekly}, /*clearReminder=*/true);
-    EXPECT_FALSE(state.stateByPlanAndWindow.contains("plus.fiveHour")) << "outside the window set";
-    EXPECT_EQ(state.stateByPlanAndWindow.at("plus.weekly"), (LowUsageWindowAlertState{true, {}}));
-
-    EXPECT_TRUE(weekly(state, 14, settings, at(90)).empty()) << "no reminder after rebaselining";
-    EXPECT_TRUE(weekly(state, 30, settings, at(91)).empty());
-    EXPECT_EQ(weekly(state, 12, settings, at(92)), (Crossings{{QuotaWindow::weekly, 12}}));
-}
-
 TEST(LowUsageThresholdState, RebaselineKeepsARunningReminderUnlessCleared) {
     const struct {
         bool clearReminder;
@@ -127,6 +113,11 @@ TEST(LowUsageThresholdState, RebaselineKeepsARunningReminderUnlessCleared) {
         EXPECT_EQ(state.stateByPlanAndWindow.at("plus.weekly"), c.expected)
             << c.clearReminder << " " << c.percentage;
     }
+    // Only the windows named are adopted.
+    LowUsageThresholdState state;
+    state.rebaseline("plus", {{QuotaWindow::fiveHour, 5}, {QuotaWindow::weekly, 15}}, {},
+                     std::set{QuotaWindow::weekly}, true);
+    EXPECT_FALSE(state.stateByPlanAndWindow.contains("plus.fiveHour"));
 }
 
 TEST(LowUsageThresholdState, InvalidateForgetsOnlyThatPlan) {
@@ -234,6 +225,39 @@ TEST(LowUsageThresholdState, DecodesCurrentAndOlderFormsKeepingUnknownKeys) {
             EXPECT_EQ(decodeJson<LowUsageThresholdState>(encodeJson(*decoded)), decoded);
         }
     }
+}
+
+constexpr Date noon{800000000};
+
+TEST(NotificationStateStores, SaveAfterEveryChangeAndLoadAtConstruction) {
+    MemoryPreferences defaults;
+    {
+        LowUsageNotificationStateStore lowUsage(defaults);
+        QuotaResetNotificationStateStore resets(defaults);
+        EXPECT_EQ(lowUsage.load(), PersistedRecordLoad::absent);
+        EXPECT_EQ(defaults.writeCount(), 0u) << "construction never writes";
+
+        lowUsage.recordCommittedPercentages("plus", {{QuotaWindow::weekly, 50}}, {}, noon);
+        lowUsage.recordCommittedPercentages("plus", {{QuotaWindow::weekly, 10}}, {}, noon);
+        lowUsage.rebaseline("pro", {{QuotaWindow::weekly, 5}}, {}, std::nullopt, true);
+        lowUsage.invalidate("pro");
+        resets.recordCommittedPercentages("plus", {{QuotaWindow::fiveHour, 60}}, {});
+        resets.rebaseline("freeGo", {{QuotaWindow::monthly, 70}});
+        resets.invalidate("team");
+        EXPECT_EQ(defaults.writeCount(), 7u);
+    }
+    LowUsageNotificationStateStore lowUsage(defaults);
+    QuotaResetNotificationStateStore resets(defaults);
+    EXPECT_EQ(lowUsage.load(), PersistedRecordLoad::restored);
+    EXPECT_EQ(
+        lowUsage.state().stateByPlanAndWindow,
+        (decltype(LowUsageThresholdState::stateByPlanAndWindow){{"plus.weekly", {true, noon}}}));
+    EXPECT_EQ(resets.state().stateByPlanAndWindow,
+              (decltype(QuotaResetState::stateByPlanAndWindow){{"freeGo.monthly", {70}},
+                                                               {"plus.fiveHour", {60}}}));
+    // The restored state carries on: 60 → 100 is a genuine reset.
+    EXPECT_EQ(resets.recordCommittedPercentages("plus", {{QuotaWindow::fiveHour, 100}}, {}),
+              (std::vector<QuotaResetRecovery>{{QuotaWindow::fiveHour, 100}}));
 }
 
 }  // namespace

@@ -37,17 +37,21 @@ class DeliveryTest : public ::testing::Test {
 };
 
 TEST_F(DeliveryTest, NotificationTextsAndIdentifiers) {
+    using Dispatcher = UsageNotificationDispatcher;
     center.setAuthorizationStatus(Status::authorized);
     // Each crossing is its own notification, in order; pro's weekly window is the general one.
     dispatcher->deliverLowUsage({{QuotaWindow::weekly, 0}, {QuotaWindow::fiveHour, 20}}, plus);
     dispatcher->deliverLowUsage({{QuotaWindow::monthly, 3}}, freeGo);
     dispatcher->deliverLowUsage({{QuotaWindow::weekly, 9}}, pro);
-    // Resets together make one notification; nothing to deliver posts nothing.
-    dispatcher->deliverResets(
-        {{QuotaWindow::fiveHour, 100}, {QuotaWindow::weekly, 100}, {QuotaWindow::monthly, 100}});
+    // Nothing to deliver posts nothing.
     dispatcher->deliverLowUsage({}, plus);
     dispatcher->deliverResets({});
     time.runUntilIdle();
+    // A batch posts its low usage first, and its resets together in one notification.
+    dispatcher->schedule({Dispatcher::Reset{QuotaWindow::fiveHour, 100},
+                          Dispatcher::LowUsage{QuotaWindow::weekly, 12, "Weekly"},
+                          Dispatcher::Reset{QuotaWindow::weekly, 100},
+                          Dispatcher::Reset{QuotaWindow::monthly, 100}});
     EXPECT_EQ(center.requests(),
               (Requests{{"low-usage-weekly-UUID-1", "Codex Usage Low", "Weekly usage remaining: 0%",
                          low("weekly")},
@@ -57,21 +61,12 @@ TEST_F(DeliveryTest, NotificationTextsAndIdentifiers) {
                          "Monthly usage remaining: 3%", low("monthly")},
                         {"low-usage-weekly-UUID-4", "Codex Usage Low",
                          "General Weekly usage remaining: 9%", low("weekly")},
-                        {"usage-reset-UUID-5", "Codex Usage Reset",
+                        {"low-usage-weekly-UUID-5", "Codex Usage Low",
+                         "Weekly usage remaining: 12%", low("weekly")},
+                        {"usage-reset-UUID-6", "Codex Usage Reset",
                          "5h and Weekly and Monthly usage reset \u2014 100% available",
                          reset("fiveHour weekly monthly")}}));
     EXPECT_TRUE(center.authorizationRequests().empty());
-}
-
-TEST_F(DeliveryTest, ScheduleTellsLowUsageAndResetsApart) {
-    dispatcher->schedule({UsageNotificationDispatcher::Reset{QuotaWindow::fiveHour, 100},
-                          UsageNotificationDispatcher::LowUsage{QuotaWindow::weekly, 12, "Weekly"},
-                          UsageNotificationDispatcher::Reset{QuotaWindow::weekly, 100}});
-    EXPECT_EQ(center.requests(), (Requests{{"low-usage-weekly-UUID-1", "Codex Usage Low",
-                                            "Weekly usage remaining: 12%", low("weekly")},
-                                           {"usage-reset-UUID-2", "Codex Usage Reset",
-                                            "5h and Weekly usage reset \u2014 100% available",
-                                            reset("fiveHour weekly")}}));
 }
 
 TEST_F(DeliveryTest, DeliveriesWhilePermissionIsUndeterminedWaitForOneAnswer) {

@@ -40,18 +40,6 @@ TEST(QuotaResetState, ReportsOnlyGenuineReturnsToAHundred) {
     }
 }
 
-// Switching the feature on rebaselines, so a reset seen while it was off is never announced.
-TEST(QuotaResetState, RebaselineAdoptsTheReadingsSilently) {
-    QuotaResetState state;
-    state.recordCommittedPercentages("plus",
-                                     {{QuotaWindow::fiveHour, 10}, {QuotaWindow::weekly, 10}},
-                                     ResetNotificationSettings{false});
-    state.rebaseline("plus", {{QuotaWindow::fiveHour, 100}});
-    EXPECT_EQ(state.recordCommittedPercentages(
-                  "plus", {{QuotaWindow::fiveHour, 100}, {QuotaWindow::weekly, 100}}, {true}),
-              (Recoveries{{QuotaWindow::weekly, 100}}));
-}
-
 TEST(QuotaResetState, InvalidatedOrUnknownWindowsStartOver) {
     auto state = decodeJson<QuotaResetState>(
         R"({"stateByPlanAndWindow":{"plus.weekly":{"lastObservedPercentage":10},

@@ -4,20 +4,22 @@
 #include <string>
 #include <vector>
 
+#include "LowUsageNotificationSupport/MenuBarUsageSummary.h"
+#include "LowUsageNotificationSupport/MonthlyMenuBarPresentation.h"
 #include "Meterlane/Presentation/PopoverViewModel.h"
 
 namespace gaugely {
 namespace {
 
-// Shows which date was formatted and whether seconds were asked for.
+// Shows which date was formatted, whether seconds were asked for, and which day pattern.
 struct FakeTimeFormatter final : TimeFormatter {
     std::string timeOfDay(Date date, bool includesSeconds) const override {
         return std::to_string(static_cast<long long>(date.timeIntervalSinceReferenceDate)) +
                (includesSeconds ? "s" : "");
     }
-    std::optional<std::string> format(Date, std::string_view, std::string_view,
+    std::optional<std::string> format(Date, std::string_view pattern, std::string_view,
                                       std::string_view) const override {
-        return std::nullopt;
+        return "day(" + std::string(pattern) + ")";
     }
     bool knowsTimeZone(std::string_view) const override { return false; }
 };
@@ -96,39 +98,21 @@ TEST(PopoverViewModel, OneSectionPerWindowOfThePlan) {
 // passed, and leaves out a reset it does not know.
 TEST(PopoverViewModel, ResetLinesOfALogReading) {
     using Lines = std::vector<std::optional<std::string>>;
+    const CodexPlan plus = CodexPlan::plus, pro = CodexPlan::pro;
+    const UsageSource menu = UsageSource::codexMenu, logs = UsageSource::codexLogs;
+    const QuotaWindow fiveHour = QuotaWindow::fiveHour, weekly = QuotaWindow::weekly;
     const struct {
-        const char* name;
         CodexPlan plan;
         UsageSource source;
         std::set<QuotaWindow> shownAsReset;
         std::string weeklyReset;
         Lines resetLines;
     } rows[] = {
-        {"pro from the menu", CodexPlan::pro, UsageSource::codexMenu, {}, "Sep 12", {std::nullopt}},
-        {"pro from the logs",
-         CodexPlan::pro,
-         UsageSource::codexLogs,
-         {},
-         "Sep 12",
-         {"Reset Sep 12"}},
-        {"pro from the logs, reset passed",
-         CodexPlan::pro,
-         UsageSource::codexLogs,
-         {QuotaWindow::weekly},
-         "Sep 12",
-         {"Was reset at Sep 12"}},
-        {"plus from the logs, 5h reset passed",
-         CodexPlan::plus,
-         UsageSource::codexLogs,
-         {QuotaWindow::fiveHour},
-         "Sep 12",
-         {"Was reset at 3:45 PM", "Reset Sep 12"}},
-        {"plus from the logs, weekly reset unknown",
-         CodexPlan::plus,
-         UsageSource::codexLogs,
-         {},
-         "Not Found",
-         {"Reset 3:45 PM", std::nullopt}},
+        {pro, menu, {}, "Sep 12", {std::nullopt}},
+        {pro, logs, {}, "Sep 12", {"Reset Sep 12"}},
+        {pro, logs, {weekly}, "Sep 12", {"Was reset at Sep 12"}},
+        {plus, logs, {fiveHour}, "Sep 12", {"Was reset at 3:45 PM", "Reset Sep 12"}},
+        {plus, logs, {}, "Not Found", {"Reset 3:45 PM", std::nullopt}},
     };
     for (const auto& row : rows) {
         PopoverInput input = plusWithData();
@@ -141,7 +125,7 @@ TEST(PopoverViewModel, ResetLinesOfALogReading) {
         for (const UsageSection& section : PopoverViewModel::make(input, fakeTime).sections) {
             lines.push_back(section.resetLine);
         }
-        EXPECT_EQ(lines, row.resetLines) << row.name;
+        EXPECT_EQ(lines, row.resetLines) << "row " << &row - rows;
     }
 }
 
@@ -160,7 +144,7 @@ TEST(UsageProgress, ClampsAndTreatsTextThatIsNotANumberAsEmpty) {
 }
 
 // The golden scenarios show the usual footer; these are the states they never reach.
-TEST(PopoverViewModel, FooterTextsAndSecondsOnlyAtThirtySeconds) {
+TEST(PopoverViewModel, FooterTextsSecondsOnlyAtThirtySecondsAndALogReadingSaysSo) {
     PopoverInput input = plusWithData();
     EXPECT_EQ(PopoverViewModel::make(input, fakeTime).lastUpdatedText, "Last updated: 100");
     input.refreshFrequency = RefreshFrequency::thirtySeconds;
@@ -180,19 +164,22 @@ TEST(PopoverViewModel, FooterTextsAndSecondsOnlyAtThirtySeconds) {
     input.nextAutomaticRefreshDate.reset();
     EXPECT_EQ(PopoverViewModel::make(input, fakeTime).automaticRefreshStatusText,
               "Next automatic refresh: —");
+
+    input.source = UsageSource::codexLogs;
+    EXPECT_EQ(PopoverViewModel::make(input, fakeTime).lastUpdatedText,
+              "Last updated: 100s \u00B7 from Codex's logs");
+    input.currentDisplayLastUpdated.reset();
+    EXPECT_EQ(PopoverViewModel::make(input, fakeTime).lastUpdatedText, std::nullopt);
 }
 
+// The notices' words are the golden update scenario's; whether each shows is decided here.
 TEST(PopoverViewModel, Notices) {
     PopoverInput input = plusWithData();
     input.updateOfferVersion = "1.0.4";
     input.updatedToVersion = "1.0.3";
     input.inputMonitoringUnavailable = true;
     const auto model = PopoverViewModel::make(input, fakeTime);
-    EXPECT_EQ(model.updatedNote, "Gaugely was updated to version 1.0.3.");
-    ASSERT_TRUE(model.updateOffer);
-    EXPECT_EQ(model.updateOffer->text, "Gaugely 1.0.4 is available.");
-    ASSERT_TRUE(model.inputMonitoringNotice);
-    EXPECT_FALSE(model.inputMonitoringNotice->actionTitle.empty());
+    EXPECT_TRUE(model.updatedNote && model.updateOffer && model.inputMonitoringNotice);
 
     // Before a plan is chosen nothing refreshes, so there is nothing to warn about.
     input.presentationState = UsageSnapshotPresentationState::planSelectionRequired;
@@ -205,29 +192,24 @@ TEST(PopoverViewModel, EachWindowShowsItsOwnPace) {
     using K = UsagePaceEstimate::Kind;
     const UsagePaceEstimate runsOut{K::runsOut, Date{5400}, 1200};
     const UsagePaceEstimate lasts{K::lastsUntilReset, std::nullopt, 0};
+    const QuotaWindow fh = QuotaWindow::fiveHour, wk = QuotaWindow::weekly;
+    // The runs-out time as the fake formatter writes it.
+    const auto text = [](QuotaWindow window, const UsagePaceEstimate& estimate) {
+        return usagePaceText(window, estimate, estimate.runsOutAt ? "5400" : "");
+    };
     const struct {
         CodexPlan plan;
         std::map<QuotaWindow, UsagePaceEstimate> pace;
         std::vector<std::optional<std::string>> lines;
     } rows[] = {
         {CodexPlan::plus, {}, {std::nullopt, std::nullopt}},
-        {CodexPlan::plus,
-         {{QuotaWindow::fiveHour, UsagePaceEstimate{}}, {QuotaWindow::weekly, UsagePaceEstimate{}}},
-         {std::nullopt, std::nullopt}},
-        {CodexPlan::plus,
-         {{QuotaWindow::fiveHour, runsOut}, {QuotaWindow::weekly, lasts}},
-         {usagePaceText(QuotaWindow::fiveHour, runsOut, "5400"),
-          usagePaceText(QuotaWindow::weekly, lasts, "")}},
-        {CodexPlan::plus,
-         {{QuotaWindow::weekly, runsOut}},
-         {std::nullopt, usagePaceText(QuotaWindow::weekly, runsOut, "5400")}},
+        {CodexPlan::plus, {{fh, runsOut}, {wk, lasts}}, {text(fh, runsOut), text(wk, lasts)}},
+        {CodexPlan::plus, {{wk, runsOut}}, {std::nullopt, text(wk, runsOut)}},
         // Pro's one section is its weekly window; a five-hour estimate has nowhere to go.
-        {CodexPlan::pro,
-         {{QuotaWindow::fiveHour, runsOut}, {QuotaWindow::weekly, lasts}},
-         {usagePaceText(QuotaWindow::weekly, lasts, "")}},
+        {CodexPlan::pro, {{fh, runsOut}, {wk, lasts}}, {text(wk, lasts)}},
         {CodexPlan::freeGo,
          {{QuotaWindow::monthly, runsOut}},
-         {usagePaceText(QuotaWindow::monthly, runsOut, "5400")}},
+         {text(QuotaWindow::monthly, runsOut)}},
     };
     for (const auto& row : rows) {
         PopoverInput input = plusWithData();
@@ -243,16 +225,6 @@ TEST(PopoverViewModel, EachWindowShowsItsOwnPace) {
 
 // A weekly window may run out days after the reading: then the day comes first.
 TEST(PopoverViewModel, APaceTimeFarAheadNamesItsDay) {
-    struct DayFormatter final : TimeFormatter {
-        std::string timeOfDay(Date date, bool) const override {
-            return std::to_string(static_cast<long long>(date.timeIntervalSinceReferenceDate));
-        }
-        std::optional<std::string> format(Date, std::string_view pattern, std::string_view,
-                                          std::string_view) const override {
-            return "day(" + std::string(pattern) + ")";
-        }
-        bool knowsTimeZone(std::string_view) const override { return true; }
-    } formatter;
     const struct {
         double hoursAhead;
         bool knownReading;
@@ -267,20 +239,57 @@ TEST(PopoverViewModel, APaceTimeFarAheadNamesItsDay) {
         const Date runsOut{row.hoursAhead * 3600};
         EXPECT_EQ(
             usagePaceTimeText(
-                runsOut, row.knownReading ? std::optional<Date>(Date{0}) : std::nullopt, formatter),
+                runsOut, row.knownReading ? std::optional<Date>(Date{0}) : std::nullopt, fakeTime),
             row.text)
             << row.hoursAhead;
     }
 }
 
-TEST(PopoverViewModel, AReadingFromTheLogsSaysSo) {
-    PopoverInput input = plusWithData();
-    EXPECT_EQ(PopoverViewModel::make(input, fakeTime).lastUpdatedText, "Last updated: 100");
-    input.source = UsageSource::codexLogs;
-    EXPECT_EQ(PopoverViewModel::make(input, fakeTime).lastUpdatedText,
-              "Last updated: 100 \u00B7 from Codex's logs");
-    input.currentDisplayLastUpdated.reset();
-    EXPECT_EQ(PopoverViewModel::make(input, fakeTime).lastUpdatedText, std::nullopt);
+using D = MenuBarDisplay;
+
+UsageSnapshot reading(const char* fiveHour, const char* weekly, const char* monthly) {
+    UsageSnapshot snapshot;
+    snapshot.fiveHour = fiveHour;
+    snapshot.weekly = weekly;
+    snapshot.monthly = monthly;
+    return snapshot;
+}
+
+TEST(MenuBarUsageSummary, EveryPlanAndFormat) {
+    const UsageSnapshot full = reading("42%", "80%", "63%");
+    const UsageSnapshot unread;
+    const UsageSnapshot partial = reading("Not Found", "80%", "Not Found");
+    const struct {
+        CodexPlan plan;
+        D display;
+        std::string read, unread, partial;
+    } rows[] = {
+        {CodexPlan::freeGo, D::standard, "M 63%", "M —", "M —"},
+        {CodexPlan::freeGo, D::compact, "63%", "—", "—"},
+        {CodexPlan::freeGo, D::minimal, "63", "—", "—"},
+        {CodexPlan::freeGo, D::fiveHourOnly, "M 63%", "M —", "M —"},
+        {CodexPlan::plus, D::standard, "5h 42% · W 80%", "5h — · W —", "5h — · W 80%"},
+        {CodexPlan::plus, D::compact, "42%·80%", "—·—", "—·80%"},
+        {CodexPlan::plus, D::minimal, "42·80", "—·—", "—·80"},
+        {CodexPlan::plus, D::fiveHourOnly, "5h 42%", "5h —", "5h —"},
+        {CodexPlan::plus, D::weeklyOnly, "W 80%", "W —", "W 80%"},
+        {CodexPlan::pro, D::standard, "W 80%", "W —", "W 80%"},
+        {CodexPlan::pro, D::compact, "80%", "—", "80%"},
+        {CodexPlan::pro, D::minimal, "80", "—", "80"},
+        {CodexPlan::pro, D::fiveHourOnly, "W 80%", "W —", "W 80%"},
+    };
+    for (const auto& row : rows) {
+        const std::string label =
+            std::string(rawValue(row.plan)) + "/" + std::string(rawValue(row.display));
+        EXPECT_EQ(menuBarUsageSummary(true, row.plan, row.display, full), row.read) << label;
+        EXPECT_EQ(menuBarUsageSummary(true, row.plan, row.display, unread), row.unread) << label;
+        EXPECT_EQ(menuBarUsageSummary(true, row.plan, row.display, partial), row.partial) << label;
+        EXPECT_EQ(menuBarUsageSummary(false, row.plan, row.display, full), "Set plan") << label;
+    }
+    // Texts are shown as held, whatever Codex wrote.
+    EXPECT_EQ(menuBarUsageSummary(true, CodexPlan::plus, D::minimal, reading("4%2%", "x", "")),
+              "42·x");
+    EXPECT_EQ(summary("63%", MonthlyMenuBarPresentation::minimal), "63");
 }
 
 }  // namespace

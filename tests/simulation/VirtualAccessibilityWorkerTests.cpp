@@ -1,10 +1,10 @@
 #include <gtest/gtest.h>
 
-#include <optional>
 #include <string>
 #include <vector>
 
 #include "Meterlane/Simulation/VirtualAccessibilityWorker.h"
+#include "Meterlane/Simulation/VirtualTime.h"
 
 namespace gaugely {
 namespace {
@@ -66,10 +66,8 @@ TEST(VirtualAccessibilityWorker, JobsRunOneAtATimeInOrderAndLastTheirRoundTripsT
         std::vector<int> reads;
         double tick;  // 0: nothing else on the main queue
     };
-    for (const Case& c : std::vector<Case>{{0, {3, 1, 2}, 0},
-                                           {0.001, {3, 1, 2}, 0},
-                                           {0.01, {5, 0, 4}, 0},
-                                           {0.01, {5, 0, 4}, 0.003}}) {
+    for (const Case& c :
+         std::vector<Case>{{0, {3, 1, 2}, 0}, {0.01, {5, 0, 4}, 0}, {0.01, {5, 0, 4}, 0.003}}) {
         SCOPED_TRACE(testing::Message() << c.latency << " " << c.tick);
         WorkerWorld world(c.latency);
         if (c.tick > 0) {
@@ -110,35 +108,16 @@ TEST(VirtualAccessibilityWorker, JobsRunOneAtATimeInOrderAndLastTheirRoundTripsT
         EXPECT_NEAR(world.worker.busySeconds(), total * c.latency, 1e-9);
         EXPECT_EQ(world.ax.blockedSeconds(), 0.0);
         EXPECT_TRUE(world.worker.idle());
+        // The application element a job gets, and the process, carry the messaging timeout.
+        EXPECT_EQ(world.ax.messagingTimeout(world.ax.applicationElement(world.ax.pid())), timeout);
+        EXPECT_EQ(world.ax.messagingTimeout(world.ax.systemWideElement()), timeout);
     }
 }
 
-TEST(VirtualAccessibilityWorker, TheMainQueueRunsAtItsOwnMomentsWhileAJobWaitsForAnswers) {
-    WorkerWorld world(0.01);
-    std::vector<std::string> titles;
-    auto job = world.submitReads("walk", 4, &titles);
-    std::vector<double> ranAt;
-    // User input and a timer land inside the job; the second changes what Codex shows.
-    auto input =
-        world.time.asyncAfter(0.005, [&] { ranAt.push_back(world.time.monotonicSeconds()); });
-    auto change = world.time.asyncAfter(0.025, [&] {
-        ranAt.push_back(world.time.monotonicSeconds());
-        world.ax.tree().set(world.ax.tree().root(), ax::title, std::string("second"));
-    });
-    world.time.runUntilIdle();
-
-    EXPECT_EQ(ranAt, (std::vector<double>{start + 0.005, start + 0.025}));
-    // Answers come when they arrive: two before the change, two after it.
-    EXPECT_EQ(titles, (std::vector<std::string>{"first", "first", "second", "second"}));
-    ASSERT_EQ(world.deliveredAt.size(), 1u);
-    EXPECT_NEAR(world.deliveredAt[0], start + 0.04, 1e-9);
-    // The application element the job got, and the process, carry the messaging timeout.
-    EXPECT_EQ(world.ax.messagingTimeout(world.ax.applicationElement(world.ax.pid())), timeout);
-    EXPECT_EQ(world.ax.messagingTimeout(world.ax.systemWideElement()), timeout);
-}
-
 TEST(VirtualAccessibilityWorker, ACancelledJobDeliversNothingAndLeavesNoWorkBehind) {
-    enum class When { beforeStart, duringJob, beforeDelivery, byDroppingTheHandle, afterDelivery };
+    // A job cancelled while under way, by its handle or by dropping it, is the case of
+    // RefreshRun.ARunGivenUpInTheMiddleOfAWalkLeavesNoWorkBehind.
+    enum class When { beforeStart, beforeDelivery, afterDelivery };
     struct Case {
         When when;
         std::size_t answered;  // round trips the simulated application answered for the first job
@@ -147,41 +126,23 @@ TEST(VirtualAccessibilityWorker, ACancelledJobDeliversNothingAndLeavesNoWorkBehi
     // The first job makes 5 round trips of 10 ms; the second (2 round trips) always runs.
     for (const Case& c : std::vector<Case>{
              {When::beforeStart, 0, false},
-             {When::duringJob, 1, false},  // cancelled while its second message is on its way
              {When::beforeDelivery, 5, false},
-             {When::byDroppingTheHandle, 1, false},
              {When::afterDelivery, 5, true},
          }) {
         SCOPED_TRACE(static_cast<int>(c.when));
         WorkerWorld world(0.01);
         world.tickEvery(0.005);
-        std::optional<AccessibilityJobHandle> first = world.submitReads("first", 5);
+        AccessibilityJobHandle first = world.submitReads("first", 5);
         auto second = world.submitReads("second", 2);
 
-        switch (c.when) {
-            case When::beforeStart:
-                first->cancel();
-                break;
-            case When::duringJob:
-            case When::byDroppingTheHandle:
-                world.time.runUntil([&] { return world.worker.roundTrips() == 2; }, 1);
-                if (c.when == When::duringJob) {
-                    first->cancel();
-                } else {
-                    first.reset();
-                }
-                break;
-            case When::beforeDelivery:
-                world.time.runUntil([&] { return world.worker.pendingDeliveries() == 1; }, 1);
-                EXPECT_EQ(world.worker.queuedJobs(), 1u);  // the second has not started yet
-                first->cancel();
-                EXPECT_EQ(world.worker.pendingDeliveries(), 0u);
-                break;
-            case When::afterDelivery:
-                world.time.runUntil([&] { return world.deliveredAt.size() == 1; }, 1);
-                first->cancel();
-                break;
+        if (c.when == When::beforeDelivery) {
+            world.time.runUntil([&] { return world.worker.pendingDeliveries() == 1; }, 1);
+            EXPECT_EQ(world.worker.queuedJobs(), 1u);  // the second has not started yet
+        } else if (c.when == When::afterDelivery) {
+            world.time.runUntil([&] { return world.deliveredAt.size() == 1; }, 1);
         }
+        first.cancel();
+        EXPECT_EQ(world.worker.pendingDeliveries(), 0u);
         world.time.runUntilIdle();
 
         std::vector<std::string> expected;
@@ -232,6 +193,51 @@ TEST(VirtualAccessibilityWorker, GoingAwayMidJobRunsTheJobOutAndDeliversNothing)
     EXPECT_EQ(failed, 98);
     EXPECT_EQ(time.pendingOneShotCount(), 0u);
     EXPECT_NEAR(time.monotonicSeconds(), start + 0.02, 1e-9);
+}
+
+TEST(VirtualTime, RunsWorkByDueTimeThenBySchedulingOrder) {
+    VirtualTime time;
+    std::vector<std::string> order;
+    std::vector<double> at;
+    auto record = [&](std::string name) {
+        return [&, name] {
+            order.push_back(name);
+            at.push_back(time.monotonicSeconds());
+        };
+    };
+    auto c = time.asyncAfter(0.5, record("c"));
+    auto a = time.asyncAfter(0.1, record("a"));
+    auto b = time.asyncAfter(0.1, record("b"));
+    TaskHandle nested;
+    auto now = time.async([&] {
+        order.push_back("now");
+        // Scheduled from inside a step with no delay: after everything already due now.
+        nested = time.async(record("nested"));
+    });
+    auto negative = time.asyncAfter(-3, record("negative"));
+
+    EXPECT_EQ(time.runUntilIdle(), 6u);
+    EXPECT_EQ(order, (std::vector<std::string>{"now", "negative", "nested", "a", "b", "c"}));
+    EXPECT_EQ(at, (std::vector<double>{1000.0, 1000.0, 1000.1, 1000.1, 1000.5}));
+    EXPECT_EQ(time.pendingCount(), 0u);
+}
+
+TEST(VirtualTime, DroppingAHandleCancelsItsWorkEvenFromInsideTheWork) {
+    VirtualTime time;
+    int runs = 0;
+    {
+        auto dropped = time.asyncAfter(1, [&] { ++runs; });
+    }
+    TaskHandle replaced = time.asyncAfter(1, [&] { ++runs; });
+    replaced = time.asyncAfter(2, [&] { ++runs; });
+    TaskHandle self;
+    self = time.async([&] {
+        self = TaskHandle();
+        ++runs;  // the closure lives on until this call returns
+    });
+    time.advance(5);
+    EXPECT_EQ(runs, 2);
+    EXPECT_EQ(time.pendingCount(), 0u);
 }
 
 }  // namespace

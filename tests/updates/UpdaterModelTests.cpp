@@ -10,36 +10,6 @@ namespace {
 constexpr std::string_view noticeKey = "gaugely-production-update-notice-v1";
 constexpr std::string_view receiptKey = "gaugely-production-pending-update-receipt-v1";
 
-TEST(UpdaterModel, UserCheckFindsAnOfferAndStoresIt) {
-    UpdaterWorld w;
-    w.framework.feed = {feedItem("1.0.2", "2"), feedItem("1.0.4", "4"), feedItem("1.0.5", "5", "x"),
-                        feedItem("9.9.9", "9")};
-    w.framework.feed[2].candidate.download = "https://evil.test/Gaugely-1.0.5.zip";
-    w.framework.feed[3].candidate.informational = true;
-    UpdaterModel& model = w.launchUpdater();
-    int changes = 0;
-    model.addObserver([&] { ++changes; });
-
-    model.checkForUpdates();
-    EXPECT_TRUE(model.isChecking());
-    EXPECT_EQ(model.message(), "Checking for updates…");
-    EXPECT_EQ(model.notice().lastCheckAttempt, w.time.now());
-    w.time.runUntilIdle();
-
-    EXPECT_FALSE(model.isChecking());
-    EXPECT_EQ(model.message(), std::nullopt);
-    EXPECT_EQ(model.availableVersion(), "1.0.4") << "the permitted item with the highest build";
-    EXPECT_TRUE(model.hasUnhandledUpdate());
-    EXPECT_EQ(model.notice().offer,
-              (UpdateOffer{"4", "1.0.4", "September 22, 2026", "• Faster refreshes"}));
-    EXPECT_EQ(decodeJson<UpdateNoticeState>(*w.suite.dataValue(noticeKey)), model.notice());
-    EXPECT_GT(changes, 0);
-
-    model.later();
-    EXPECT_FALSE(model.hasUnhandledUpdate()) << "the badge goes";
-    EXPECT_EQ(model.notice().handledBuild, "4");
-}
-
 TEST(UpdaterModel, CheckOutcomes) {
     struct Row {
         std::string what;
@@ -49,21 +19,18 @@ TEST(UpdaterModel, CheckOutcomes) {
         std::optional<std::string> message;
         std::optional<std::string> available;
     };
+    // The permitted item with the highest build: not an archive from elsewhere, nor a page.
+    std::vector<FoundUpdate> mixed{feedItem("1.0.2", "2"), feedItem("1.0.4", "4"),
+                                   feedItem("1.0.5", "5", "x"), feedItem("9.9.9", "9")};
+    mixed[2].candidate.download = "https://evil.test/Gaugely-1.0.5.zip";
+    mixed[3].candidate.informational = true;
+    const std::string upToDate = "Gaugely is up to date.";
+    const std::string failed = "Couldn’t check for updates. Please try again later.";
     const std::vector<Row> rows{
-        {"user, newer", false, {feedItem("1.0.4", "4")}, false, std::nullopt, "1.0.4"},
-        {"user, the running build",
-         false,
-         {feedItem("1.0.3", "3")},
-         false,
-         "Gaugely is up to date.",
-         std::nullopt},
-        {"user, nothing", false, {}, false, "Gaugely is up to date.", std::nullopt},
-        {"user, unreachable",
-         false,
-         {},
-         true,
-         "Couldn’t check for updates. Please try again later.",
-         std::nullopt},
+        {"user, newer", false, mixed, false, std::nullopt, "1.0.4"},
+        {"user, the running build", false, {feedItem("1.0.3", "3")}, false, upToDate, std::nullopt},
+        {"user, nothing", false, {}, false, upToDate, std::nullopt},
+        {"user, unreachable", false, {}, true, failed, std::nullopt},
         {"background, newer", true, {feedItem("1.0.4", "4")}, false, std::nullopt, "1.0.4"},
         {"background, nothing", true, {}, false, std::nullopt, std::nullopt},
         {"background, unreachable", true, {}, true, std::nullopt, std::nullopt},
@@ -79,6 +46,8 @@ TEST(UpdaterModel, CheckOutcomes) {
         EXPECT_EQ(model.availableVersion(), row.available) << row.what;
         EXPECT_FALSE(model.isChecking()) << row.what;
         EXPECT_TRUE(model.notice().lastCheckAttempt) << row.what << ": every attempt counts";
+        EXPECT_EQ(decodeJson<UpdateNoticeState>(*w.suite.dataValue(noticeKey)), model.notice())
+            << row.what << ": kept as soon as known";
     }
 }
 
@@ -245,12 +214,6 @@ TEST(UpdaterModel, MalformedNoticeStartsEmptyAndIsKeptUntilAChange) {
         EXPECT_EQ(w.suite.dataValue(noticeKey), bytes) << bytes;
     }
 }
-
-}  // namespace
-}  // namespace gaugely
-
-namespace gaugely {
-namespace {
 
 TEST(SettingsUpdateInput, ShowsTheOfferUntilTheUserDealsWithIt) {
     UpdaterWorld w;

@@ -11,21 +11,6 @@
 namespace gaugely {
 namespace {
 
-SystemFacts someFacts() {
-    SystemFacts facts;
-    facts.macOSVersion = "14.5";
-    facts.macOSBuild = "23F79";
-    facts.architecture = "arm64";
-    facts.codexVersion = "26.1.0";
-    facts.codexRunning = true;
-    facts.gaugelyVersion = "1.0.3";
-    facts.gaugelyBuild = "3";
-    facts.bundleIdentifier = "com.vostrel.gaugely";
-    facts.bundlePath = "/Applications/Gaugely.app";
-    facts.sparkleVersion = "2.10.0";
-    return facts;
-}
-
 // Whatever kind of run ends, every line it logs is the trace's own vocabulary: nothing withheld,
 // nothing changed. A stage or message added to the reader without the recorder knowing it shows
 // up here as "(withheld)".
@@ -121,7 +106,7 @@ TEST(Diagnostics, NeitherUsageFiguresNorTextFromCodexEverReachTheCopiedText) {
                        "Reading of 14:02 from Codex's logs validated and committed: 37%");
 
     const std::string text =
-        diagnosticsText(someFacts(), PermissionStates{}, world.traces.traces());
+        diagnosticsText(SystemFacts{}, PermissionStates{}, world.traces.traces());
     for (const char* secret : {"37%", "63%", "4:17", "Oct 29", "ann@", "Resets", "Weekly"}) {
         EXPECT_EQ(text.find(secret), std::string::npos) << secret << " in:\n" << text;
     }

@@ -126,32 +126,23 @@ TEST(UpdateChecks, OnlyACopyWhoseOverrideKeysPointAtALocalFeedRunsThem) {
         (UpdateCheckSettings{feed, "http://127.0.0.1:8431/updates/gaugely/tampered-appcast.xml",
                              "com.vostrel.gaugely.mac-verify"}));
 
-    const std::function<void(MemoryBundleInformation&)> refused[] = {
-        [](MemoryBundleInformation& info) { info.remove("SUDefaultsDomain"); },
-        [](MemoryBundleInformation& info) {
-            info.set("SUDefaultsDomain", std::string("com.vostrel.gaugely"));
-        },
-        [](MemoryBundleInformation& info) {
-            info.set("SUDefaultsDomain", std::string("com.vostrel.gaugely.updater"));
-        },
-        [](MemoryBundleInformation& info) {
-            info.set("SUFeedURL",
-                     std::string("https://updates.example.com/updates/gaugely/appcast.xml"));
-        },
-        [](MemoryBundleInformation& info) {
-            info.set("SUFeedURL", std::string("http://127.0.0.1.example.com/appcast.xml"));
-        },
-        [](MemoryBundleInformation& info) {
-            info.set("SUFeedURL", std::string("http://127.0.0.1:8431/feed.rss"));
-        },
-        [](MemoryBundleInformation& info) {
-            info.set("SUPublicEDKey", std::string("nj3NGe5GXG9LDWVuACX99yT7PqTLXzkKh0TmE1QIM6Q="));
-        },
-        [](MemoryBundleInformation& info) { info.set("SUPublicEDKey", std::string("short")); },
-        [](MemoryBundleInformation& info) { info.set("SURequireSignedFeed", false); },
+    // One key changed (or, without a value, removed) each.
+    const std::pair<const char*, std::optional<MemoryBundleInformation::Value>> refused[] = {
+        {"SUDefaultsDomain", std::nullopt},
+        {"SUDefaultsDomain", std::string("com.vostrel.gaugely")},
+        {"SUDefaultsDomain", std::string("com.vostrel.gaugely.updater")},
+        {"SUFeedURL", std::string("https://updates.example.com/updates/gaugely/appcast.xml")},
+        {"SUFeedURL", std::string("http://127.0.0.1.example.com/appcast.xml")},
+        {"SUFeedURL", std::string("http://127.0.0.1:8431/feed.rss")},
+        {"SUPublicEDKey", std::string("nj3NGe5GXG9LDWVuACX99yT7PqTLXzkKh0TmE1QIM6Q=")},
+        {"SUPublicEDKey", std::string("short")},
+        {"SURequireSignedFeed", false},
     };
-    for (std::size_t index = 0; index < std::size(refused); ++index) {
-        EXPECT_TRUE(std::holds_alternative<std::string>(bundle(refused[index]))) << index;
+    for (const auto& [key, value] : refused) {
+        const auto settings = bundle([&](MemoryBundleInformation& info) {
+            value ? info.set(key, *value) : info.remove(key);
+        });
+        EXPECT_TRUE(std::holds_alternative<std::string>(settings)) << key;
     }
     const auto localhost = bundle([](MemoryBundleInformation& info) {
         info.set("SUFeedURL", std::string("http://localhost:9/appcast.xml"));

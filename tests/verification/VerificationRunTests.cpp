@@ -113,65 +113,37 @@ TEST(VerificationRun, WhatCannotRunSaysWhyAndTheRestStillRuns) {
     struct Case {
         const char* name;
         std::function<void(RunWorld&)> arrange;
-        VerificationOptions options{"/tmp/mac-verify", {}, 0, 6000};
         std::vector<std::string_view> notRun;
         std::string why;
+        std::optional<CodexPlan> plan = CodexPlan::plus;
     };
     const std::vector<std::string_view> walks{finding::treeRecorded, finding::latencyMeasured,
                                               finding::refreshCommitted};
     const std::vector<std::string_view> updates{finding::updateFeedRead,
                                                 finding::updateSkipAfterDownload};
     const Case cases[] = {
-        {"no Accessibility permission",
-         [](RunWorld& world) {
-             world.makeReader();
-             world.codex.trusted = false;
-         },
-         {},
-         walks,
+        {"no Accessibility permission", [](RunWorld& w) { w.codex.trusted = false; }, walks,
          "no Accessibility permission"},
-        {"Codex not running",
-         [](RunWorld& world) {
-             world.makeReader();
-             world.codex.quit();
-         },
-         {},
-         walks,
-         "Codex is not running"},
+        {"Codex not running", [](RunWorld& w) { w.codex.quit(); }, walks, "Codex is not running"},
         {"no plan chosen",
-         [](RunWorld& world) { world.makeReader(std::nullopt); },
-         {},
+         [](RunWorld&) {},
          {finding::refreshCommitted, finding::refreshMenuSighted},
-         "no Codex plan is chosen"},
+         "no Codex plan is chosen",
+         std::nullopt},
         {"no Input Monitoring",
-         [](RunWorld& world) {
-             world.makeReader();
-             world.input.listenEventAccess = false;
-         },
-         {},
+         [](RunWorld& w) { w.input.listenEventAccess = false; },
          {finding::refreshMarkerIgnored},
          "the real-input guard could not watch"},
-        {"a build without the framework",
-         [](RunWorld& world) {
-             world.makeReader();
-             world.withUpdates = false;
-         },
-         {},
-         updates,
+        {"a build without the framework", [](RunWorld& w) { w.withUpdates = false; }, updates,
          "this build has no update framework"},
-        {"a production bundle",
-         [](RunWorld& world) {
-             world.makeReader();
-             world.bundle.remove("SUDefaultsDomain");
-         },
-         {},
-         updates,
+        {"a production bundle", [](RunWorld& w) { w.bundle.remove("SUDefaultsDomain"); }, updates,
          "the bundle names no SUDefaultsDomain"},
     };
     for (const Case& entry : cases) {
         RunWorld world;
+        world.makeReader(entry.plan);
         entry.arrange(world);
-        const VerificationResults& results = world.run(entry.options);
+        const VerificationResults& results = world.run();
         for (const std::string_view id : entry.notRun) {
             const FindingResult& result = results.findings.at(std::string(id));
             EXPECT_EQ(result.status, S::notRun) << entry.name << ": " << id;
