@@ -73,6 +73,12 @@ struct ReaderWorld {
         time.runUntil([this] { return !reader->automationInProgress(); }, timeout);
     }
 
+    // One whole run: its countdown, if automatic, and everything after.
+    void refresh(bool automatic = false) {
+        reader->beginReadCountdown(automatic);
+        runUntilRunEnds();
+    }
+
     std::vector<std::string> refreshLines() const { return log.lines("refresh"); }
 
     // The run's last line: "final outcome …" without the trace identifier and elapsed time.

@@ -1,6 +1,6 @@
 // On a real Mac every accessibility read blocks until Codex answers. With 1 ms and 10 ms charged
-// per round trip, on the reference window, a refresh must still commit, and an automatic one must
-// still never type after the user did.
+// per round trip, on the reference window, a refresh must still commit. (That an automatic one
+// never types after the user did, whatever the latency, is the property test's to show.)
 #include <gtest/gtest.h>
 
 #include "Meterlane/Simulation/RefreshCost.h"
@@ -29,46 +29,6 @@ TEST(RoundTripLatency, ManualRefreshesCommitForEveryPlan) {
             EXPECT_LE(second.roundTrips, 9000u) << name;
             EXPECT_LE(second.roundTripsWhileMenuOpen, 400u) << name;
             EXPECT_FALSE(world.codex.menuIsOpen()) << name;
-        }
-    }
-}
-
-TEST(RoundTripLatency, AutomaticRefreshNeverTypesAfterTheUser) {
-    // Moments after the request: in the countdown, during the walks before the click, while the
-    // menu is open, and never.
-    const std::optional<double> inputAfter[] = {5.0, 12.0, 14.5, 16.0, 20.0, std::nullopt};
-    for (const double latency : latencies) {
-        for (const auto at : inputAfter) {
-            const std::string name = "input at " + (at ? std::to_string(*at) : "never") + " with " +
-                                     std::to_string(latency) + " s";
-            ReaderWorld world;
-            UsageReader& reader = world.makeReader(CodexPlan::plus);
-            world.codex.setRoundTripCost(&world.time, latency);
-            // A first manual refresh, so this run has the menu's place to start from.
-            (void)measureManualRefresh(reader, world.codex, world.time);
-            world.time.advance(30);
-            reader.setAutomaticRefreshEnabled(true);
-            world.input.clearPostedEvents();
-            std::optional<double> inputTime;
-            TaskHandle input;
-            if (at) {
-                input = world.time.asyncAfter(*at, [&] {
-                    inputTime = world.time.monotonicSeconds();
-                    world.input.injectRealKeyPress(0);
-                });
-            }
-            reader.beginReadCountdown(true);
-            world.runUntilRunEnds(600);
-            ASSERT_TRUE(reader.lastRefreshOutcome()) << name;
-            for (const auto& event : world.input.postedEvents()) {
-                EXPECT_LE(event.time, inputTime.value_or(event.time)) << name;
-            }
-            if (!at) {
-                EXPECT_TRUE(reader.lastRefreshOutcome()->isCommitted()) << name;
-            } else if (inputTime && !world.input.postedEvents().empty()) {
-                EXPECT_EQ(reader.lastRefreshOutcome()->kind, RefreshRunOutcome::Kind::deferred)
-                    << name;
-            }
         }
     }
 }
