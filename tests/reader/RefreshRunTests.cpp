@@ -63,15 +63,15 @@ TEST(RefreshRun, ManualPlusTimingMarksReadWordForWord) {
             marks.push_back(entry.line.substr(16));
         }
     }
-    EXPECT_EQ(marks, (std::vector<std::string>{
-                         "refresh requested at 0 ms", "Profile click issued at 399 ms",
-                         "Profile menu first detected as open at 549 ms",
-                         "Profile Accessibility menu structure available at 549 ms",
-                         "Usage remaining item discoverable at 549 ms",
-                         "Usage remaining item focused at 599 ms",
-                         "Return expansion action issued at 599 ms",
-                         "Usage remaining expanded at 699 ms",
-                         "Profile menu confirmed closed at 999 ms"}));
+    EXPECT_EQ(
+        marks,
+        (std::vector<std::string>{
+            "refresh requested at 0 ms", "Profile click issued at 399 ms",
+            "Profile menu first detected as open at 549 ms",
+            "Profile Accessibility menu structure available at 549 ms",
+            "Usage remaining item discoverable at 549 ms", "Usage remaining item focused at 599 ms",
+            "Return expansion action issued at 599 ms", "Usage remaining expanded at 699 ms",
+            "Profile menu confirmed closed at 999 ms"}));
 }
 
 TEST(RefreshRun, AutomaticRunDefersWheneverItsConditionsLapse) {
