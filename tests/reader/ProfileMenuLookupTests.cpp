@@ -136,14 +136,12 @@ SecondRefresh secondRefresh(ElementLookupMode mode,
     UsageReader& reader = world.makeReader();
     reader.setElementLookupMode(mode);
     fault(world.codex.behaviour);
-    reader.beginReadCountdown(false);
-    world.runUntilRunEnds();
+    world.refresh();
     world.time.advance(5);
     world.input.clearPostedEvents();
     world.log.clear();
     world.codex.resetCallCounts();
-    reader.beginReadCountdown(false);
-    world.runUntilRunEnds();
+    world.refresh();
     return {reader.lastRefreshOutcome(), world.input.postedEvents(), world.refreshLines(),
             world.codex.roundTrips()};
 }

@@ -120,8 +120,7 @@ RunRecord playDraw(uint32_t draw, ElementLookupMode mode, InsideJobs& inside) {
         codex.menuReplacedAfter = uniform(0, 1.5);
     }
     if (s.priorSnapshot) {
-        reader.beginReadCountdown(false);
-        world.runUntilRunEnds();
+        world.refresh();
     }
     world.codex.setRoundTripCost(&world.time, s.latency);
     const UsageSnapshot before = reader.snapshot();
