@@ -76,6 +76,10 @@ RunRecord playDraw(uint32_t draw, ElementLookupMode mode, InsideJobs& inside) {
     std::mt19937 rng(draw);
     auto chance = [&](double p) { return std::bernoulli_distribution(p)(rng); };
     auto uniform = [&](double a, double b) { return std::uniform_real_distribution<>(a, b)(rng); };
+    // A moment between a and b with chance p, else none; a delay that never ends with chance p.
+    auto sometimes = [&](double p, double a, double b) -> std::optional<double> {
+        return chance(p) ? std::optional(uniform(a, b)) : std::nullopt;
+    };
     auto maybeDelay = [&](double never, double a, double b) -> std::optional<double> {
         return chance(never) ? std::nullopt : std::optional(uniform(a, b));
     };
@@ -84,21 +88,13 @@ RunRecord playDraw(uint32_t draw, ElementLookupMode mode, InsideJobs& inside) {
     s.plan = allCases<CodexPlan>()[std::uniform_int_distribution<>(0, 2)(rng)];
     s.automatic = chance(0.5);
     s.priorSnapshot = chance(0.5);
-    if (chance(0.15)) {
-        s.userOpenedMenu = chance(0.5);
-    }
-    if (chance(0.5)) {
-        s.realInputAt = uniform(0, s.automatic ? 14 : 4);
-    }
-    if (chance(0.1)) {
-        s.codexLeavesFrontAt = uniform(0, s.automatic ? 14 : 4);
-    }
+    s.userOpenedMenu = chance(0.15) ? std::optional(chance(0.5)) : std::nullopt;
+    s.realInputAt = sometimes(0.5, 0, s.automatic ? 14 : 4);
+    s.codexLeavesFrontAt = sometimes(0.1, 0, s.automatic ? 14 : 4);
     if (chance(0.5)) {
         // A walk of this window then lasts up to a few seconds.
         s.latency = uniform(0.0002, 0.004);
-        if (chance(0.2)) {
-            s.planChangeAt = uniform(0, s.automatic ? 16 : 6);
-        }
+        s.planChangeAt = sometimes(0.2, 0, s.automatic ? 16 : 6);
         if (s.automatic && chance(0.2)) {
             // Around the click, where the walks are.
             s.automaticOffAt = uniform(10, 11);
@@ -107,18 +103,14 @@ RunRecord playDraw(uint32_t draw, ElementLookupMode mode, InsideJobs& inside) {
     const std::string name =
         describe(draw, s) + (mode == ElementLookupMode::fast ? " fast" : " literal");
 
-    CodexTreeShape shape;
-    shape.webContentElements = 30;
-    ReaderWorld world(s.plan, shape);
+    ReaderWorld world(s.plan, CodexTreeShape{.webContentElements = 30});
     UsageReader& reader = world.makeReader(s.plan, s.automatic);
     reader.setElementLookupMode(mode);
     CodexBehaviour& codex = world.codex.behaviour;
     // Faults that defeat the fast lookups' shortcuts, present from the first refresh on.
     codex.menuMovesBetweenOpenings = chance(0.15);
     codex.duplicateProfileMenu = chance(0.1);
-    if (chance(0.15)) {
-        codex.menuReplacedAfter = uniform(0, 1.5);
-    }
+    codex.menuReplacedAfter = sometimes(0.15, 0, 1.5);
     if (s.priorSnapshot) {
         world.refresh();
     }
@@ -132,9 +124,7 @@ RunRecord playDraw(uint32_t draw, ElementLookupMode mode, InsideJobs& inside) {
     codex.escapeCloseDelay = maybeDelay(0.1, 0.001, 0.2);
     codex.rowSettleDelay = chance(0.3) ? uniform(0, 0.4) : 0;
     world.input.tapCreationFails = chance(0.05);
-    if (chance(0.05)) {
-        world.codex.setControlOccluded(true);
-    }
+    world.codex.setControlOccluded(chance(0.05));
     if (chance(0.05)) {
         world.codex.failAttribute(ax::children, ax::cannotComplete,
                                   [](NodeId node) { return node % 7 == 3; });

@@ -23,42 +23,6 @@ std::vector<std::string> bodies(const FakeUserNotificationCenter& center) {
     return texts;
 }
 
-TEST(ReaderNotifications, AutomaticRefreshesPersistTheirReadingAndAnnounceLowUsageAndResets) {
-    StateWorld world(CodexPlan::plus);
-    world.notifications.setAuthorizationStatus(NotificationAuthorizationStatus::authorized);
-    world.choosePlan();
-    world.preferences.setString("automatic-refresh-frequency-v1", "thirtySeconds");
-    world.codex.setUsage(usage(50, 40));
-    UsageReader& reader = world.launch();
-    const auto nextCommit = [&] {
-        const auto before = reader.lastUpdated();
-        ASSERT_TRUE(world.time.runUntil([&] { return reader.lastUpdated() != before; }, 120));
-        world.runUntilRunEnds();
-        world.time.runUntilIdle();
-    };
-
-    nextCommit();  // the first reading is the baseline: nothing to say
-    EXPECT_EQ(reader.lastRefreshOutcome(), RefreshRunOutcome::committed());
-    const auto stored = world.storedPlanRecord(CodexPlan::plus);
-    ASSERT_TRUE(stored);
-    EXPECT_EQ(stored->snapshot, plusReading(50, 40));
-    EXPECT_EQ(stored->lastUpdated, reader.lastUpdated());
-    EXPECT_TRUE(world.notifications.requests().empty());
-
-    world.codex.setUsage(usage(15, 40));
-    nextCommit();
-    EXPECT_EQ(bodies(world.notifications),
-              std::vector<std::string>{"Codex Usage Low: 5h usage remaining: 15%"});
-    EXPECT_EQ(world.notifications.requests()[0].identifier.rfind("low-usage-fiveHour-", 0), 0u);
-
-    world.codex.setUsage(usage(100, 40));
-    nextCommit();
-    EXPECT_EQ(bodies(world.notifications).back(),
-              "Codex Usage Reset: 5h usage reset — 100% available");
-    EXPECT_EQ(world.notifications.requests().size(), 2u);
-    EXPECT_EQ(world.storedPlanRecord(CodexPlan::plus)->snapshot, plusReading(100, 40));
-}
-
 TEST(ReaderNotifications, ProAlertsOnItsWeeklyValueButNeverRecordsResets) {
     StateWorld world(CodexPlan::pro);
     world.notifications.setAuthorizationStatus(NotificationAuthorizationStatus::authorized);

@@ -192,6 +192,9 @@ TEST(ReaderPersistence, UnreadableRecordsKeepTheDefaultsAndAreNotOverwrittenByTh
          [](const UsageReader& r) {
              return r.quotaResetNotificationState().stateByPlanAndWindow.empty();
          }},
+        // Where the profile menu was: the next run that finds the menu learns it anew.
+        {"profile-menu-location-v1", R"({"codexVersion": 3, "containers": []})",
+         [](const UsageReader&) { return true; }},
     };
     for (const auto& c : cases) {
         StateWorld world;

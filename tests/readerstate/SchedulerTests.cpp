@@ -108,104 +108,13 @@ TEST(AutomaticRefreshScheduler, SwitchingOffRemovesTheDeadlineAndOnSchedulesOneI
     EXPECT_EQ(world.schedulerLines(), (Lines{"Automatic refresh scheduled in 600 seconds",
                                              "Automatic refresh enabled by user"}));
 
-    world.log.clear();
-    reader.setRefreshFrequency(RefreshFrequency::thirtySeconds);
-    EXPECT_EQ(reader.nextAutomaticRefreshDate(), world.time.now().addingTimeInterval(30));
-    EXPECT_EQ(world.schedulerLines(), (Lines{"Automatic refresh scheduled in 30 seconds",
-                                             "Automatic refresh frequency changed to 30 seconds"}));
-
     // Setting what is already set does nothing at all.
     const size_t writes = world.preferences.writeCount();
     world.log.clear();
     reader.setAutomaticRefreshEnabled(true);
-    reader.setRefreshFrequency(RefreshFrequency::thirtySeconds);
+    reader.setRefreshFrequency(RefreshFrequency::tenMinutes);
     EXPECT_EQ(world.preferences.writeCount(), writes);
     EXPECT_TRUE(world.log.lines().empty());
-}
-
-TEST(AutomaticRefreshScheduler, WhileTheUserTypesElsewhereADueRefreshWaitsAndIsRetriedEveryTick) {
-    StateWorld world;
-    world.choosePlan();
-    putAnotherApplicationInFront(world);
-    std::vector<double> dueAt;
-    std::vector<std::string> reasons;
-    world.log.setEcho([&](const LogEntry& entry) {
-        if (entry.line == "Automatic refresh is due") {
-            dueAt.push_back(world.secondsSinceLaunch());
-        }
-        const auto at = entry.line.find("eligibility deferred — ");
-        if (at != std::string::npos) {
-            reasons.push_back(
-                entry.line.substr(at + std::string("eligibility deferred — ").size()));
-        }
-    });
-    UsageReader& reader = world.launch();
-    const auto typeFor = [&](int seconds) {
-        for (int second = 0; second < seconds; ++second) {
-            world.input.setLastInputSecondsAgo(0);
-            world.time.advance(1);
-        }
-    };
-
-    typeFor(120);  // in TextEdit; the deadline passes at 60 s
-    EXPECT_EQ(dueAt, (std::vector<double>{60, 75, 90, 105, 120}));
-    EXPECT_EQ(reasons, std::vector<std::string>(5, "foreground safety condition not satisfied"));
-    EXPECT_TRUE(reader.automaticRefreshIsPending());
-    EXPECT_EQ(reader.nextAutomaticRefreshDate(), world.launchedAt.addingTimeInterval(60));
-    EXPECT_EQ(statusText(reader.status()), "Refresh deferred — return to Codex when idle");
-    EXPECT_EQ(reader.lastRefreshOutcome(),
-              RefreshRunOutcome::deferred("foreground safety condition not satisfied"));
-
-    world.codex.bringToFront();
-    typeFor(30);  // now in Codex
-    EXPECT_EQ(reasons.size(), 7u);
-    EXPECT_EQ(reasons.back(), "user activity before countdown");
-    EXPECT_EQ(statusText(reader.status()), "Refresh deferred — try again when Codex is idle");
-    EXPECT_TRUE(reader.automaticRefreshIsPending());
-    EXPECT_TRUE(world.input.postedEvents().empty());
-
-    // Hands off the keyboard: the first tick after 10 quiet seconds starts the countdown.
-    world.time.advance(15);
-    EXPECT_EQ(dueAt.back(), 165);
-    EXPECT_EQ(reasons.size(), 7u);
-    EXPECT_EQ(reader.countdown(), 10);
-    EXPECT_FALSE(reader.automaticRefreshIsPending());
-    EXPECT_EQ(reader.nextAutomaticRefreshDate(), world.launchedAt.addingTimeInterval(165 + 60));
-    world.log.setEcho({});
-}
-
-TEST(AutomaticRefreshScheduler, WithCodexNotRunningADueRefreshMovesOnOneInterval) {
-    StateWorld world;
-    world.choosePlan();
-    world.preferences.setDate("next-automatic-refresh-date-v1",
-                              world.time.now().addingTimeInterval(-1));
-    world.codex.quit();
-    world.input.setLastInputSecondsAgo(0);  // outranked: Codex is looked for first
-    UsageReader& reader = world.launch();
-    EXPECT_FALSE(reader.codexFound());
-    EXPECT_EQ(statusText(reader.status()), "Open Codex to refresh usage");
-    EXPECT_EQ(reader.nextAutomaticRefreshDate(), world.launchedAt.addingTimeInterval(60));
-    EXPECT_FALSE(reader.automaticRefreshIsPending());
-    EXPECT_EQ(withoutTraceIdentifiers(world.schedulerLines()),
-              (Lines{"Automatic refresh schedule restored as overdue and pending",
-                     "Automatic refresh scheduler started; cadence is 15 seconds",
-                     "Automatic refresh is due", "Automatic refresh scheduled in 60 seconds",
-                     "Automatic refresh deferred because Codex is not running",
-                     "Refresh [id] automatic: refresh requested; eligibility deferred — Codex is "
-                     "not running"}));
-
-    // Not retried at every tick: the next look is one interval later.
-    world.log.clear();
-    world.time.advance(59);
-    EXPECT_FALSE(world.log.contains("Automatic refresh is due"));
-    world.time.advance(1);
-    EXPECT_TRUE(world.log.contains("Automatic refresh deferred because Codex is not running"));
-    EXPECT_EQ(reader.nextAutomaticRefreshDate(), world.launchedAt.addingTimeInterval(120));
-
-    world.codex.launch();
-    world.time.advance(60);
-    EXPECT_TRUE(reader.codexFound());
-    EXPECT_EQ(reader.countdown(), 10);
 }
 
 TEST(AutomaticRefreshScheduler, WakeRecoversTheScheduleAndTriesAtOnceWhenTheDeadlinePassed) {
@@ -313,6 +222,21 @@ TEST(AutomaticRefreshScheduler, EvaluationRulesApplyInOrder) {
          },
          deferred("Accessibility permission is unavailable", "Accessibility permission unavailable",
                   "Accessibility permission required")},
+        // Not retried at every tick: the next look is one interval later.
+        {"Codex not running (and the user is active)",
+         nullptr,
+         [](StateWorld& w) {
+             w.codex.quit();
+             w.input.setLastInputSecondsAgo(0);
+         },
+         {{"Automatic refresh is due", "Automatic refresh scheduled in 60 seconds",
+           "Automatic refresh deferred because Codex is not running",
+           "Refresh [id] automatic: refresh requested; eligibility deferred — Codex is not "
+           "running"},
+          "Open Codex to refresh usage",
+          "Codex is not running",
+          false,
+          60}},
         {"a countdown is showing (and the user is active)", nullptr,
          [](StateWorld& w) {
              w.reader->beginReadCountdown(true);
