@@ -10,28 +10,16 @@ namespace {
 
 using Lines = std::vector<std::string>;
 
+Lines operator+(Lines lines, const Lines& more) {
+    lines.insert(lines.end(), more.begin(), more.end());
+    return lines;
+}
+
 constexpr ProcessID textEdit = 501;
 
 void putAnotherApplicationInFront(StateWorld& world) {
     world.workspace.addApplication({"com.apple.TextEdit", textEdit, ActivationPolicy::regular});
     world.workspace.setFrontmost(textEdit);
-}
-
-TEST(AutomaticRefreshScheduler, OverdueStoredDeadlineIsTriedAtTheFirstEvaluation) {
-    StateWorld world;
-    world.choosePlan();
-    world.preferences.setDate("next-automatic-refresh-date-v1",
-                              world.time.now().addingTimeInterval(-3600));
-    UsageReader& reader = world.launch();
-    world.time.advance(0);
-    EXPECT_EQ(
-        world.schedulerLines(),
-        (Lines{"Automatic refresh schedule restored as overdue and pending",
-               "Automatic refresh scheduler started; cadence is 15 seconds",
-               "Automatic refresh is due", "Automatic refresh scheduled in 60 seconds",
-               "Automatic refresh attempt beginning", "Automatic refresh countdown started"}));
-    EXPECT_EQ(reader.nextAutomaticRefreshDate(), world.launchedAt.addingTimeInterval(60));
-    EXPECT_EQ(reader.countdown(), 10);
 }
 
 TEST(AutomaticRefreshScheduler, RecoveryTakesTheStoredDeadlineElseTheLastReadingElseNow) {
@@ -117,38 +105,48 @@ TEST(AutomaticRefreshScheduler, SwitchingOffRemovesTheDeadlineAndOnSchedulesOneI
     EXPECT_TRUE(world.log.lines().empty());
 }
 
-TEST(AutomaticRefreshScheduler, WakeRecoversTheScheduleAndTriesAtOnceWhenTheDeadlinePassed) {
+// Asleep, the wall clock moves on while no tick runs; quit, nothing runs at all. Either way the
+// first evaluation back tries a deadline that passed at once.
+TEST(AutomaticRefreshScheduler, WakeAndRelaunchRecoverTheScheduleAndTryAPassedDeadlineAtOnce) {
+    const std::string overdue = "Automatic refresh schedule restored as overdue and pending";
+    const Lines tried = {"Automatic refresh is due", "Automatic refresh scheduled in 60 seconds",
+                         "Automatic refresh attempt beginning",
+                         "Automatic refresh countdown started"};
+    const auto wake = [](double asleepFor) {
+        return [asleepFor](StateWorld& w) {
+            w.time.setNow(w.time.now().addingTimeInterval(asleepFor));
+            w.workspace.postWake();
+        };
+    };
+    const std::string woke = "Workspace wake detected; recovering automatic refresh schedule";
     const struct {
         const char* name;
-        double asleepFor;
+        std::function<void(StateWorld&)> comeBack;
         Lines lines;
+        bool overdue = true;
     } cases[] = {
-        {"slept past the deadline",
-         3600,
-         {"Workspace wake detected; recovering automatic refresh schedule",
-          "Automatic refresh schedule restored as overdue and pending", "Automatic refresh is due",
-          "Automatic refresh scheduled in 60 seconds", "Automatic refresh attempt beginning",
-          "Automatic refresh countdown started"}},
+        {"slept past the deadline", wake(3600), Lines{woke, overdue} + tried},
         {"woke before the deadline",
-         20,
-         {"Workspace wake detected; recovering automatic refresh schedule",
-          "Automatic refresh schedule restored with a future deadline"}},
+         wake(20),
+         {woke, "Automatic refresh schedule restored with a future deadline"},
+         false},
+        {"relaunched past the deadline", [](StateWorld& w) { w.relaunch(3600); },
+         Lines{overdue, "Automatic refresh scheduler started; cadence is 15 seconds"} + tried},
     };
     for (const auto& c : cases) {
         StateWorld world;
         world.choosePlan();
-        UsageReader& reader = world.launch();
+        UsageReader& first = world.launch();
+        ASSERT_TRUE(first.nextAutomaticRefreshDate());
+        const Date deadline = *first.nextAutomaticRefreshDate();
         world.log.clear();
-        // Asleep: the wall clock moves on while no tick runs.
-        world.time.setNow(world.time.now().addingTimeInterval(c.asleepFor));
-        world.workspace.postWake();
+        c.comeBack(world);
         world.time.advance(0);
+        const UsageReader& reader = *world.reader;
         EXPECT_EQ(world.schedulerLines(), c.lines) << c.name;
-        const bool overdue = c.asleepFor > 60;
-        EXPECT_EQ(reader.countdown(), overdue ? std::optional<int>(10) : std::nullopt) << c.name;
-        EXPECT_EQ(reader.nextAutomaticRefreshDate(), overdue
-                                                         ? world.time.now().addingTimeInterval(60)
-                                                         : world.launchedAt.addingTimeInterval(60))
+        EXPECT_EQ(reader.countdown(), c.overdue ? std::optional<int>(10) : std::nullopt) << c.name;
+        EXPECT_EQ(reader.nextAutomaticRefreshDate(),
+                  c.overdue ? world.time.now().addingTimeInterval(60) : deadline)
             << c.name;
     }
 }
