@@ -150,12 +150,6 @@ AXGroup
         SearchWorld world(std::move(tree));
         EXPECT_EQ(world.search.profileMenuInspection(world.app()).traversal, T::limitReached);
     }
-    {
-        // A single element with a huge child list.
-        SearchWorld world(plainTree(50000));
-        EXPECT_EQ(world.search.profileMenuInspection(world.app()).traversal, T::limitReached);
-        EXPECT_FALSE(world.search.usageRemainingMenu(world.app()));
-    }
 }
 
 TEST(ElementSearch, FindsTheControlAndMenusByTheirOwnRules) {
