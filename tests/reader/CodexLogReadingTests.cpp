@@ -46,24 +46,36 @@ TEST(CodexLogReading, LinesAreCommittedOnlyWhenNewerAndComplete) {
     }
 }
 
-TEST(CodexLogReading, TheSourceIsStoredBesideTheReadingAndReadBack) {
+// A log reading, even one lacking a window, is shown, stored with its source and shown again
+// after a restart.
+TEST(CodexLogReading, AReadingIsStoredWithItsSourceAndRestored) {
     LogWorld world(CodexPlan::plus);
     UsageReader& reader = world.makeLogReader(CodexPlan::plus);
-    const CodexLogUsageLine line = world.line(30, 12.5);
-    reader.receiveCodexLogLine(line);
-
-    const StoredReaderState stored = StoredReaderState::read(world.preferences);
-    ASSERT_TRUE(stored.snapshotSources.value);
-    EXPECT_EQ(stored.snapshotSources.value->source(CodexPlan::plus), UsageSource::codexLogs);
-    EXPECT_EQ(stored.planSnapshots.value->snapshot(CodexPlan::plus)->lastUpdated, line.timestamp);
-    EXPECT_EQ(stored.readCodexLogsEnabled.value, true);
+    const Date at = world.time.now().addingTimeInterval(-30);
+    reader.receiveCodexLogLine(
+        LogWorld::usage(at, CodexLogRateWindow{25, 300, at.addingTimeInterval(3600)},
+                        CodexLogRateWindow{50, std::nullopt, std::nullopt}));
+    EXPECT_EQ(reader.snapshot().fiveHour, "75%");
+    EXPECT_EQ(reader.snapshot().weekly, "Not Found");
+    EXPECT_TRUE(reader.hasValidValues());
     // The trace says where the reading came from.
     EXPECT_TRUE(world.log.contains(
         "Reading of 2026-11-21T08:59:30Z from Codex's logs validated and committed for plus"));
 
+    const StoredReaderState stored = StoredReaderState::read(world.preferences);
+    ASSERT_TRUE(stored.snapshotSources.value);
+    EXPECT_EQ(stored.snapshotSources.value->source(CodexPlan::plus), UsageSource::codexLogs);
+    EXPECT_EQ(stored.planSnapshots.value->snapshot(CodexPlan::plus)->lastUpdated, at);
+    EXPECT_EQ(stored.readCodexLogsEnabled.value, true);
+
+    UsageReader& restarted = world.makeLogReader(CodexPlan::plus, false, false);
+    EXPECT_EQ(restarted.snapshot().fiveHour, "75%");
+    EXPECT_EQ(restarted.lastUpdated(), at);
+    EXPECT_EQ(restarted.snapshotSource(), UsageSource::codexLogs);
+
     // A menu reading afterwards says so too.
     world.refresh();
-    EXPECT_EQ(reader.snapshotSource(), UsageSource::codexMenu);
+    EXPECT_EQ(restarted.snapshotSource(), UsageSource::codexMenu);
     EXPECT_EQ(
         StoredReaderState::read(world.preferences).snapshotSources.value->source(CodexPlan::plus),
         UsageSource::codexMenu);
@@ -205,23 +217,6 @@ TEST(CodexLogReading, TheLogsPlanIsChosenWhenNoneIsAndNamedWhenAnotherIs) {
             EXPECT_EQ(reader.snapshot().weeklyReset, "Oct 2");
         }
     }
-}
-
-// A log reading may lack a window; it is shown, and shown again after a restart.
-TEST(CodexLogReading, AReadingWithAWindowMissingIsShownAndRestored) {
-    LogWorld world(CodexPlan::plus);
-    UsageReader& reader = world.makeLogReader(CodexPlan::plus);
-    const Date at = world.time.now().addingTimeInterval(-30);
-    reader.receiveCodexLogLine(
-        LogWorld::usage(at, CodexLogRateWindow{25, 300, at.addingTimeInterval(3600)},
-                        CodexLogRateWindow{50, std::nullopt, std::nullopt}));
-    EXPECT_EQ(reader.snapshot().fiveHour, "75%");
-    EXPECT_EQ(reader.snapshot().weekly, "Not Found");
-    EXPECT_TRUE(reader.hasValidValues());
-
-    UsageReader& restarted = world.makeLogReader(CodexPlan::plus, false, false);
-    EXPECT_EQ(restarted.snapshot().fiveHour, "75%");
-    EXPECT_EQ(restarted.lastUpdated(), at);
 }
 
 // The whole way: a session file under the chosen folder, read by the follower, decoded, committed.
