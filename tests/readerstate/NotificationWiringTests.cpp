@@ -53,7 +53,7 @@ TEST(ReaderNotifications, SettingsChangesRebaselineOnTheReadingShown) {
         std::string stored;
         int fiveHour, weekly;
         void (*change)(UsageReader&);
-        std::vector<std::string> afterNextReading = {};
+        const char* afterNextReading = nullptr;  // what it notifies, if anything
     } cases[] = {
         {"switching an alert on while low", alerts, encodeJson(LowUsageAlertSettings::make(false)),
          10, 40, [](UsageReader& r) { r.setLowUsageAlertsEnabled(true, QuotaWindow::fiveHour); }},
@@ -62,25 +62,17 @@ TEST(ReaderNotifications, SettingsChangesRebaselineOnTheReadingShown) {
          [](UsageReader& r) {
              r.setLowUsageAlertThreshold(LowUsageAlertThreshold::thirty, QuotaWindow::fiveHour);
          }},
-        {"changing the repeat does not rebaseline",
-         alerts,
-         encodeJson(LowUsageAlertSettings{}),
-         10,
+        {"changing the repeat does not rebaseline", alerts, encodeJson(LowUsageAlertSettings{}), 10,
          40,
          [](UsageReader& r) {
              r.setLowUsageAlertRepeat(LowUsageAlertRepeat::oneHour, QuotaWindow::fiveHour);
          },
-         {"Codex Usage Low: 5h usage remaining: 10%"}},
+         "Codex Usage Low: 5h usage remaining: 10%"},
         // Last seen at 10%; the reading on display, from while the feature was off, is 100%.
         {"switching reset notifications on after a reset", resets, R"({"isEnabled": false})", 72,
          100, [](UsageReader& r) { r.setResetNotificationsEnabled(true); }},
-        {"reset notifications on all along",
-         resets,
-         R"({"isEnabled": true})",
-         72,
-         100,
-         [](UsageReader&) {},
-         {"Codex Usage Reset: Weekly usage reset — 100% available"}},
+        {"reset notifications on all along", resets, R"({"isEnabled": true})", 72, 100,
+         [](UsageReader&) {}, "Codex Usage Reset: Weekly usage reset — 100% available"},
     };
     for (const auto& c : cases) {
         StateWorld world(CodexPlan::plus);
@@ -102,7 +94,10 @@ TEST(ReaderNotifications, SettingsChangesRebaselineOnTheReadingShown) {
         world.time.runUntilIdle();
         EXPECT_TRUE(world.notifications.requests().empty()) << c.name;
         world.refreshNow();
-        EXPECT_EQ(bodies(world.notifications), c.afterNextReading) << c.name;
+        EXPECT_EQ(bodies(world.notifications), c.afterNextReading
+                                                   ? std::vector<std::string>{c.afterNextReading}
+                                                   : std::vector<std::string>{})
+            << c.name;
     }
 }
 
