@@ -77,14 +77,11 @@ struct StateWorld : ReaderWorld {
 
     // A manual refresh, run to its end (and the notifications it hands on, to the center).
     void refreshNow() {
-        reader->beginReadCountdown(false);
-        runUntilRunEnds();
+        refresh();
         time.runUntilIdle();
     }
 
     std::vector<std::string> schedulerLines() const { return log.lines("automatic-refresh"); }
-
-    double secondsSinceLaunch() { return time.now().timeIntervalSince(launchedAt); }
 };
 
 // "Refresh [0000000A] automatic: …" with the identifier blanked, for lines whose identifier
