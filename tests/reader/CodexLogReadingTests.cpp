@@ -1,43 +1,11 @@
 #include <gtest/gtest.h>
 
-#include "Meterlane/Posix/IcuTimeFormatter.h"
 #include "Meterlane/Reader/StoredReaderState.h"
 #include "Meterlane/Reader/UserDefaultsKeys.h"
-#include "Meterlane/Simulation/FakeFileSystem.h"
-#include "Meterlane/Simulation/MemoryDocumentStore.h"
 #include "ReaderWorld.h"
 
 namespace gaugely {
 namespace {
-
-struct LogWorld : ReaderWorld {
-    FakeFileSystem files;
-    MemoryDocumentStore history;
-    IcuTimeFormatter formatter{"en_US_POSIX"};
-
-    explicit LogWorld(CodexPlan plan) : ReaderWorld(plan) {}
-
-    UsageReader& makeLogReader(std::optional<CodexPlan> plan, bool automaticRefresh = false,
-                               bool logsOn = true) {
-        UsageReader& made = makeReader(plan, automaticRefresh);
-        made.setCodexLogsEnabled(logsOn);
-        made.attachCodexLogs(CodexLogEnvironment{files, history, formatter, "/home/someone"});
-        return made;
-    }
-
-    // A line of both windows, `secondsAgo` before now, resetting well after now.
-    CodexLogUsageLine line(double secondsAgo, double fiveHourUsed, double weeklyUsed = 60) {
-        const Date at = time.now().addingTimeInterval(-secondsAgo);
-        return usage(at, CodexLogRateWindow{fiveHourUsed, 300, at.addingTimeInterval(3 * 3600)},
-                     CodexLogRateWindow{weeklyUsed, 10'080, at.addingTimeInterval(4 * 86'400)});
-    }
-
-    static CodexLogUsageLine usage(Date at, std::optional<CodexLogRateWindow> primary,
-                                   std::optional<CodexLogRateWindow> secondary,
-                                   std::optional<std::string> plan = std::nullopt) {
-        return CodexLogUsageLine{at, "codex", std::move(plan), primary, secondary};
-    }
-};
 
 TEST(CodexLogReading, LinesAreCommittedOnlyWhenNewerAndComplete) {
     const struct {
@@ -55,11 +23,6 @@ TEST(CodexLogReading, LinesAreCommittedOnlyWhenNewerAndComplete) {
          {{30, 20}, {60, 10}},
          "80%",
          std::nullopt},
-        {"a plan whose window the line lacks",
-         CodexPlan::freeGo,
-         {{30, 12.5}},
-         std::nullopt,
-         CodexLogRefusal::missingWindow},
         {"a line from the future",
          CodexPlan::plus,
          {{-3600, 12.5}},
@@ -83,25 +46,36 @@ TEST(CodexLogReading, LinesAreCommittedOnlyWhenNewerAndComplete) {
     }
 }
 
-TEST(CodexLogReading, TheSourceIsStoredBesideTheReadingAndReadBack) {
+// A log reading, even one lacking a window, is shown, stored with its source and shown again
+// after a restart.
+TEST(CodexLogReading, AReadingIsStoredWithItsSourceAndRestored) {
     LogWorld world(CodexPlan::plus);
     UsageReader& reader = world.makeLogReader(CodexPlan::plus);
-    const CodexLogUsageLine line = world.line(30, 12.5);
-    reader.receiveCodexLogLine(line);
-
-    const StoredReaderState stored = StoredReaderState::read(world.preferences);
-    ASSERT_TRUE(stored.snapshotSources.value);
-    EXPECT_EQ(stored.snapshotSources.value->source(CodexPlan::plus), UsageSource::codexLogs);
-    EXPECT_EQ(stored.planSnapshots.value->snapshot(CodexPlan::plus)->lastUpdated, line.timestamp);
-    EXPECT_EQ(stored.readCodexLogsEnabled.value, true);
+    const Date at = world.time.now().addingTimeInterval(-30);
+    reader.receiveCodexLogLine(
+        LogWorld::usage(at, CodexLogRateWindow{25, 300, at.addingTimeInterval(3600)},
+                        CodexLogRateWindow{50, std::nullopt, std::nullopt}));
+    EXPECT_EQ(reader.snapshot().fiveHour, "75%");
+    EXPECT_EQ(reader.snapshot().weekly, "Not Found");
+    EXPECT_TRUE(reader.hasValidValues());
     // The trace says where the reading came from.
     EXPECT_TRUE(world.log.contains(
         "Reading of 2026-11-21T08:59:30Z from Codex's logs validated and committed for plus"));
 
+    const StoredReaderState stored = StoredReaderState::read(world.preferences);
+    ASSERT_TRUE(stored.snapshotSources.value);
+    EXPECT_EQ(stored.snapshotSources.value->source(CodexPlan::plus), UsageSource::codexLogs);
+    EXPECT_EQ(stored.planSnapshots.value->snapshot(CodexPlan::plus)->lastUpdated, at);
+    EXPECT_EQ(stored.readCodexLogsEnabled.value, true);
+
+    UsageReader& restarted = world.makeLogReader(CodexPlan::plus, false, false);
+    EXPECT_EQ(restarted.snapshot().fiveHour, "75%");
+    EXPECT_EQ(restarted.lastUpdated(), at);
+    EXPECT_EQ(restarted.snapshotSource(), UsageSource::codexLogs);
+
     // A menu reading afterwards says so too.
-    reader.beginReadCountdown(false);
-    world.runUntilRunEnds();
-    EXPECT_EQ(reader.snapshotSource(), UsageSource::codexMenu);
+    world.refresh();
+    EXPECT_EQ(restarted.snapshotSource(), UsageSource::codexMenu);
     EXPECT_EQ(
         StoredReaderState::read(world.preferences).snapshotSources.value->source(CodexPlan::plus),
         UsageSource::codexMenu);
@@ -135,8 +109,7 @@ TEST(CodexLogReading, ChoosingAnotherPlanTriesTheNewestLineAgain) {
 TEST(CodexLogReading, ADueAutomaticRefreshIsSkippedWhileTheLogsAreCurrent) {
     LogWorld world(CodexPlan::plus);
     UsageReader& reader = world.makeLogReader(CodexPlan::plus, true);
-    reader.beginReadCountdown(false);
-    world.runUntilRunEnds();
+    world.refresh();
     const Date deadline = *reader.nextAutomaticRefreshDate();
     // A log reading half an interval later, then the deadline comes.
     world.time.advance(30);
@@ -183,8 +156,7 @@ TEST(CodexLogReading, HistoryKeepsBothSourcesAndFeedsThePace) {
     EXPECT_TRUE(decodeJson<UsageHistory>(*world.history.bytes()));
 
     // A menu reading joins the history without a reset time.
-    reader.beginReadCountdown(false);
-    world.runUntilRunEnds();
+    world.refresh();
     EXPECT_FALSE(
         reader.usageHistory().points(CodexPlan::plus, QuotaWindow::fiveHour).back().resetsAt);
 }
@@ -219,54 +191,32 @@ TEST(CodexLogReading, AResetThatPassesWithNoNewerLineShowsTheWindowFull) {
 
 TEST(CodexLogReading, TheLogsPlanIsChosenWhenNoneIsAndNamedWhenAnotherIs) {
     const Date reset = Date::fromUnixTime(4'000'000'000);
-    const auto planLine = [&](LogWorld& world, const char* plan) {
-        return LogWorld::usage(world.time.now().addingTimeInterval(-30),
-                               CodexLogRateWindow{20, 300, reset},
-                               CodexLogRateWindow{40, 10'080, reset}, std::string(plan));
+    const struct {
+        const char* logsPlan;
+        std::optional<CodexPlan> chosen, planAfter;  // none: the chooser is still offered
+        std::optional<CodexLogRefusal> refusal;
+    } cases[] = {
+        {"pro", std::nullopt, CodexPlan::pro, std::nullopt},
+        {"team", std::nullopt, std::nullopt, CodexLogRefusal::unknownPlan},
+        {"plus", CodexPlan::freeGo, CodexPlan::freeGo, CodexLogRefusal::planMismatch},
     };
-    {
-        LogWorld world(CodexPlan::pro);
-        UsageReader& reader = world.makeLogReader(std::nullopt);
-        ASSERT_FALSE(reader.hasExplicitPlanSelection());
-        reader.receiveCodexLogLine(planLine(world, "pro"));
-        EXPECT_TRUE(reader.hasExplicitPlanSelection());
-        EXPECT_EQ(reader.codexPlan(), CodexPlan::pro);
-        EXPECT_EQ(reader.snapshot().weekly, "60%");
-        EXPECT_EQ(reader.snapshot().weeklyReset, "Oct 2");
-    }
-    {
+    for (const auto& c : cases) {
         LogWorld world(CodexPlan::plus);
-        UsageReader& reader = world.makeLogReader(std::nullopt);
-        reader.receiveCodexLogLine(planLine(world, "team"));
-        EXPECT_FALSE(reader.hasExplicitPlanSelection());
-        EXPECT_EQ(reader.codexLogsState().refusal, CodexLogRefusal::unknownPlan);
-        EXPECT_EQ(reader.codexLogsState().logsPlanType, "team");
+        UsageReader& reader = world.makeLogReader(c.chosen);
+        reader.receiveCodexLogLine(LogWorld::usage(
+            world.time.now().addingTimeInterval(-30), CodexLogRateWindow{20, 300, reset},
+            CodexLogRateWindow{40, 10'080, reset}, std::string(c.logsPlan)));
+        EXPECT_EQ(reader.hasExplicitPlanSelection(), c.planAfter.has_value()) << c.logsPlan;
+        EXPECT_EQ(reader.codexPlan(), c.planAfter.value_or(reader.codexPlan())) << c.logsPlan;
+        EXPECT_EQ(reader.codexLogsState().refusal, c.refusal) << c.logsPlan;
+        EXPECT_EQ(reader.codexLogsState().logsPlanType, c.logsPlan) << c.logsPlan;
+        EXPECT_EQ(reader.activeSnapshotPlan(), c.refusal ? std::nullopt : c.planAfter)
+            << c.logsPlan;
+        if (!c.refusal) {
+            EXPECT_EQ(reader.snapshot().weekly, "60%");
+            EXPECT_EQ(reader.snapshot().weeklyReset, "Oct 2");
+        }
     }
-    {
-        LogWorld world(CodexPlan::plus);
-        UsageReader& reader = world.makeLogReader(CodexPlan::freeGo);
-        reader.receiveCodexLogLine(planLine(world, "plus"));
-        EXPECT_EQ(reader.codexPlan(), CodexPlan::freeGo);
-        EXPECT_EQ(reader.codexLogsState().refusal, CodexLogRefusal::planMismatch);
-        EXPECT_EQ(reader.activeSnapshotPlan(), std::nullopt);
-    }
-}
-
-// A log reading may lack a window; it is shown, and shown again after a restart.
-TEST(CodexLogReading, AReadingWithAWindowMissingIsShownAndRestored) {
-    LogWorld world(CodexPlan::plus);
-    UsageReader& reader = world.makeLogReader(CodexPlan::plus);
-    const Date at = world.time.now().addingTimeInterval(-30);
-    reader.receiveCodexLogLine(
-        LogWorld::usage(at, CodexLogRateWindow{25, 300, at.addingTimeInterval(3600)},
-                        CodexLogRateWindow{50, std::nullopt, std::nullopt}));
-    EXPECT_EQ(reader.snapshot().fiveHour, "75%");
-    EXPECT_EQ(reader.snapshot().weekly, "Not Found");
-    EXPECT_TRUE(reader.hasValidValues());
-
-    UsageReader& restarted = world.makeLogReader(CodexPlan::plus, false, false);
-    EXPECT_EQ(restarted.snapshot().fiveHour, "75%");
-    EXPECT_EQ(restarted.lastUpdated(), at);
 }
 
 // The whole way: a session file under the chosen folder, read by the follower, decoded, committed.

@@ -7,7 +7,6 @@
 
 #include "Meterlane/Reader/ProfileMenuLookup.h"
 #include "Meterlane/Simulation/FakeWorkspace.h"
-#include "Meterlane/Simulation/MemoryBundleInformation.h"
 #include "Meterlane/Simulation/SimulatedAccessibility.h"
 #include "ReaderWorld.h"
 
@@ -26,11 +25,10 @@ AXApplication
 )";
 
 TEST(ProfileMenuLookup, EndsWithinItsBudgetOnHostileTreesInBothModes) {
-    struct Case {
+    const struct {
         const char* name;
         std::function<void(SimulatedTree&)> harden;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"a window with 50,000 children",
          [](SimulatedTree& tree) {
              const NodeId window = *tree.findByRole("AXWindow");
@@ -66,7 +64,7 @@ TEST(ProfileMenuLookup, EndsWithinItsBudgetOnHostileTreesInBothModes) {
     } starts[] = {{ElementLookupMode::literal, false},
                   {ElementLookupMode::fast, false},
                   {ElementLookupMode::fast, true}};
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         for (const auto [mode, storedWay] : starts) {
             auto tree = SimulatedTree::fromFixture(menuFixture);
             ASSERT_TRUE(tree);
@@ -74,27 +72,16 @@ TEST(ProfileMenuLookup, EndsWithinItsBudgetOnHostileTreesInBothModes) {
             c.harden(*tree);
             VirtualTime time;
             FakeWorkspace workspace{time};
-            MemoryPreferences defaults;
             SimulatedAccessibility ax(std::move(*tree));
-            const RunningApplication codex{"com.openai.codex", ax.pid()};
-            if (storedWay) {
-                workspace.addApplication(codex);
-                MemoryBundleInformation bundle("com.openai.codex", "/Applications/Codex.app");
-                bundle.set("CFBundleShortVersionString", std::string("1.0.0"));
-                workspace.setApplicationBundle(codex.processIdentifier, bundle);
-                defaults.setData("profile-menu-location-v1",
-                                 R"({"codexVersion": "1.0.0", "containers": [)"
-                                 R"({"index": 0, "role": "AXWindow"}]})");
-            }
             CodexElementSearch search(ax, workspace);
-            ProfileMenuMemory memory(defaults, workspace);
             const AXElement app = ax.applicationElement(ax.pid());
-            if (!storedWay) {
-                if (const auto found = ProfileMenuLookup(search, mode).locate(app, menu)) {
-                    memory.learn(codex, found->handles, found->path);
-                }
+            ProfileMenuWay way;
+            if (storedWay) {
+                way.path = std::vector<ProfileMenuPathStep>{{0, "AXWindow"}};
+            } else if (const auto found = ProfileMenuLookup(search, mode).locate(app, menu)) {
+                way.handles = found->handles;
             }
-            ProfileMenuLookup lookup(search, mode, memory.way(codex));
+            ProfileMenuLookup lookup(search, mode, way);
             const std::function<void()> lookups[] = {
                 [&] { (void)lookup.profileMenu(app, menu); },
                 [&] { (void)lookup.usageRemainingMenu(app, menu); },
@@ -130,32 +117,27 @@ struct SecondRefresh {
 
 SecondRefresh secondRefresh(ElementLookupMode mode,
                             const std::function<void(CodexBehaviour&)>& fault) {
-    CodexTreeShape shape;
-    shape.webContentElements = 200;
-    ReaderWorld world(CodexPlan::plus, shape);
+    ReaderWorld world(CodexPlan::plus, CodexTreeShape{.webContentElements = 200});
     UsageReader& reader = world.makeReader();
     reader.setElementLookupMode(mode);
     fault(world.codex.behaviour);
-    reader.beginReadCountdown(false);
-    world.runUntilRunEnds();
+    world.refresh();
     world.time.advance(5);
     world.input.clearPostedEvents();
     world.log.clear();
     world.codex.resetCallCounts();
-    reader.beginReadCountdown(false);
-    world.runUntilRunEnds();
+    world.refresh();
     return {reader.lastRefreshOutcome(), world.input.postedEvents(), world.refreshLines(),
             world.codex.roundTrips()};
 }
 
 TEST(ProfileMenuLookup, FaultsThatDefeatTheShortcutsEndRunsAsTheLiteralLookupsDo) {
     const auto plain = secondRefresh(ElementLookupMode::fast, [](CodexBehaviour&) {});
-    struct Case {
+    const struct {
         const char* name;
         std::function<void(CodexBehaviour&)> fault;
         bool fallsBack;  // to a whole walk after the click
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"menu replaced by an equal-looking element",
          [](CodexBehaviour& b) { b.menuReplacedAfter = 0.05; }, true},
         {"a second menu with the profile title",
@@ -163,7 +145,7 @@ TEST(ProfileMenuLookup, FaultsThatDefeatTheShortcutsEndRunsAsTheLiteralLookupsDo
         {"menu at the application level this time",
          [](CodexBehaviour& b) { b.menuMovesBetweenOpenings = true; }, false},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         const auto literal = secondRefresh(ElementLookupMode::literal, c.fault);
         const auto fast = secondRefresh(ElementLookupMode::fast, c.fault);
         EXPECT_EQ(fast.outcome, literal.outcome) << c.name;

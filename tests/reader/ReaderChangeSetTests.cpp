@@ -4,9 +4,6 @@
 #include <optional>
 #include <vector>
 
-#include "Meterlane/Posix/IcuTimeFormatter.h"
-#include "Meterlane/Simulation/FakeFileSystem.h"
-#include "Meterlane/Simulation/MemoryDocumentStore.h"
 #include "ReaderWorld.h"
 
 namespace gaugely {
@@ -32,81 +29,50 @@ struct Seen {
     }
 };
 
-struct ObservedWorld : ReaderWorld {
-    FakeFileSystem files;
-    MemoryDocumentStore history;
-    IcuTimeFormatter formatter{"en_US_POSIX"};
+// A reader on a small window, with what its observer saw at each change.
+struct ObservedWorld : LogWorld {
     std::vector<Seen> seen;
 
-    ObservedWorld() : ReaderWorld(CodexPlan::plus, smallWindow()) {}
-    static CodexTreeShape smallWindow() {
-        CodexTreeShape shape;
-        shape.webContentElements = 40;
-        return shape;
-    }
+    ObservedWorld() : LogWorld(CodexPlan::plus, CodexTreeShape{.webContentElements = 40}) {}
 
     UsageReader& start() {
-        UsageReader& made = makeReader(CodexPlan::plus);
-        made.setCodexLogsEnabled(true);
-        made.attachCodexLogs(CodexLogEnvironment{files, history, formatter, "/home/someone"});
+        UsageReader& made = makeLogReader(CodexPlan::plus);
         made.addObserver([this] { seen.push_back(Seen::of(*reader)); });
         return made;
-    }
-
-    CodexLogUsageLine line(double secondsAgo, double fiveHourUsed) {
-        const Date at = time.now().addingTimeInterval(-secondsAgo);
-        return CodexLogUsageLine{at, "codex", std::nullopt,
-                                 CodexLogRateWindow{fiveHourUsed, 300, at.addingTimeInterval(3600)},
-                                 CodexLogRateWindow{40, 10'080, at.addingTimeInterval(86'400)}};
     }
 };
 
 TEST(ReaderChangeSets, AReadingIsSeenWholeWithItsDateAndSourceWhereverItComesFrom) {
+    using Step = std::function<void(ObservedWorld&)>;
+    const Step menuReading = [](ObservedWorld& w) { w.refresh(); };
+    const Step logReading = [](ObservedWorld& w) { w.reader->receiveCodexLogLine(w.line(5, 70)); };
+    const Step thenLater = [](ObservedWorld& w) { w.time.advance(30); };
     const struct {
         const char* name;
-        std::function<void(ObservedWorld&, UsageReader&)> before;
-        std::function<void(ObservedWorld&, UsageReader&)> reading;
+        std::vector<Step> before;
+        Step reading;
     } cases[] = {
-        {"a first menu reading", [](ObservedWorld&, UsageReader&) {},
-         [](ObservedWorld& world, UsageReader& reader) {
-             reader.beginReadCountdown(false);
-             world.runUntilRunEnds();
-         }},
-        {"a log reading after a menu reading",
-         [](ObservedWorld& world, UsageReader& reader) {
-             reader.beginReadCountdown(false);
-             world.runUntilRunEnds();
-             world.time.advance(30);
-         },
-         [](ObservedWorld& world, UsageReader& reader) {
-             reader.receiveCodexLogLine(world.line(5, 70));
-         }},
-        {"a menu reading after a log reading",
-         [](ObservedWorld& world, UsageReader& reader) {
-             reader.receiveCodexLogLine(world.line(5, 70));
-             world.time.advance(30);
-         },
-         [](ObservedWorld& world, UsageReader& reader) {
-             reader.beginReadCountdown(false);
-             world.runUntilRunEnds();
-         }},
+        {"a first menu reading", {}, menuReading},
+        {"a log reading after a menu reading", {menuReading, thenLater}, logReading},
+        {"a menu reading after a log reading", {logReading, thenLater}, menuReading},
         {"another plan's stored reading",
-         [](ObservedWorld& world, UsageReader& reader) {
-             reader.setCodexPlan(CodexPlan::freeGo);
-             world.codex.setPlan(CodexPlan::freeGo);
-             reader.beginReadCountdown(false);
-             world.runUntilRunEnds();
-             reader.setCodexPlan(CodexPlan::plus);
-         },
-         [](ObservedWorld&, UsageReader& reader) { reader.setCodexPlan(CodexPlan::freeGo); }},
+         {[](ObservedWorld& w) {
+             w.reader->setCodexPlan(CodexPlan::freeGo);
+             w.codex.setPlan(CodexPlan::freeGo);
+             w.refresh();
+             w.reader->setCodexPlan(CodexPlan::plus);
+         }},
+         [](ObservedWorld& w) { w.reader->setCodexPlan(CodexPlan::freeGo); }},
     };
     for (const auto& c : cases) {
         ObservedWorld world;
         UsageReader& reader = world.start();
-        c.before(world, reader);
+        for (const Step& step : c.before) {
+            step(world);
+        }
         const Seen before = Seen::of(reader);
         world.seen.clear();
-        c.reading(world, reader);
+        c.reading(world);
         const Seen after = Seen::of(reader);
         ASSERT_FALSE(after.showsSameReading(before)) << c.name << ": nothing new was shown";
         for (const Seen& seen : world.seen) {
@@ -132,8 +98,7 @@ TEST(ReaderChangeSets, ARunIsSeenToEndTogetherWithItsOutcomeAndStatus) {
         UsageReader& reader = world.start();
         c.arrange(world);
         world.seen.clear();
-        reader.beginReadCountdown(false);
-        world.runUntilRunEnds();
+        world.refresh();
         const Seen end = Seen::of(reader);
         ASSERT_FALSE(world.seen.empty()) << c.name;
         EXPECT_TRUE(world.seen.front().running) << c.name << ": the run was never seen";

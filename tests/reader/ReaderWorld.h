@@ -5,10 +5,13 @@
 #include <string>
 #include <vector>
 
+#include "Meterlane/Posix/IcuTimeFormatter.h"
 #include "Meterlane/Reader/UsageReader.h"
+#include "Meterlane/Simulation/FakeFileSystem.h"
 #include "Meterlane/Simulation/FakeInput.h"
 #include "Meterlane/Simulation/FakeUserNotificationCenter.h"
 #include "Meterlane/Simulation/FakeWorkspace.h"
+#include "Meterlane/Simulation/MemoryDocumentStore.h"
 #include "Meterlane/Simulation/MemoryLog.h"
 #include "Meterlane/Simulation/MemoryPreferences.h"
 #include "Meterlane/Simulation/SimulatedCodex.h"
@@ -73,6 +76,12 @@ struct ReaderWorld {
         time.runUntil([this] { return !reader->automationInProgress(); }, timeout);
     }
 
+    // One whole run: its countdown, if automatic, and everything after.
+    void refresh(bool automatic = false) {
+        reader->beginReadCountdown(automatic);
+        runUntilRunEnds();
+    }
+
     std::vector<std::string> refreshLines() const { return log.lines("refresh"); }
 
     // The run's last line: "final outcome …" without the trace identifier and elapsed time.
@@ -95,6 +104,36 @@ struct ReaderWorld {
             }
         }
         return count;
+    }
+};
+
+// A reader that also follows Codex's logs, in a home folder of its own.
+struct LogWorld : ReaderWorld {
+    FakeFileSystem files;
+    MemoryDocumentStore history;
+    IcuTimeFormatter formatter{"en_US_POSIX"};
+
+    using ReaderWorld::ReaderWorld;
+
+    UsageReader& makeLogReader(std::optional<CodexPlan> plan, bool automaticRefresh = false,
+                               bool logsOn = true) {
+        UsageReader& made = makeReader(plan, automaticRefresh);
+        made.setCodexLogsEnabled(logsOn);
+        made.attachCodexLogs(CodexLogEnvironment{files, history, formatter, "/home/someone"});
+        return made;
+    }
+
+    // A line of both windows, `secondsAgo` before now, resetting well after now.
+    CodexLogUsageLine line(double secondsAgo, double fiveHourUsed, double weeklyUsed = 60) {
+        const Date at = time.now().addingTimeInterval(-secondsAgo);
+        return usage(at, CodexLogRateWindow{fiveHourUsed, 300, at.addingTimeInterval(3 * 3600)},
+                     CodexLogRateWindow{weeklyUsed, 10'080, at.addingTimeInterval(4 * 86'400)});
+    }
+
+    static CodexLogUsageLine usage(Date at, std::optional<CodexLogRateWindow> primary,
+                                   std::optional<CodexLogRateWindow> secondary,
+                                   std::optional<std::string> plan = std::nullopt) {
+        return CodexLogUsageLine{at, "codex", std::move(plan), primary, secondary};
     }
 };
 

@@ -24,27 +24,25 @@ constexpr uint32_t shards = 6;
 
 struct Scenario {
     CodexPlan plan = CodexPlan::plus;
-    bool automatic = false;
-    bool priorSnapshot = false;
+    bool automatic = false, priorSnapshot = false;
     std::optional<bool> userOpenedMenu;  // expanded?
-    std::optional<double> realInputAt;
-    std::optional<double> codexLeavesFrontAt;
+    std::optional<double> realInputAt, codexLeavesFrontAt;
     // Seconds per round trip; 0 in the draws that compare the lookups.
     double latency = 0;
     // The run is given up: the user picks another plan, or switches automatic refresh off.
-    std::optional<double> planChangeAt;
-    std::optional<double> automaticOffAt;
+    std::optional<double> planChangeAt, automaticOffAt;
 };
 
 std::string describe(uint32_t draw, const Scenario& s) {
+    const auto at = [](const char* label, std::optional<double> seconds) {
+        return seconds ? label + std::to_string(*seconds) : std::string();
+    };
     return "draw " + std::to_string(draw) + " plan " + std::string(rawValue(s.plan)) +
            (s.automatic ? " automatic" : " manual") +
            (s.userOpenedMenu ? (*s.userOpenedMenu ? " user-expanded" : " user-opened") : "") +
-           (s.realInputAt ? " input@" + std::to_string(*s.realInputAt) : "") +
-           (s.codexLeavesFrontAt ? " away@" + std::to_string(*s.codexLeavesFrontAt) : "") +
-           (s.latency > 0 ? " rt " + std::to_string(s.latency) : "") +
-           (s.planChangeAt ? " plan@" + std::to_string(*s.planChangeAt) : "") +
-           (s.automaticOffAt ? " off@" + std::to_string(*s.automaticOffAt) : "");
+           at(" input@", s.realInputAt) + at(" away@", s.codexLeavesFrontAt) +
+           at(" rt ", s.latency > 0 ? std::optional(s.latency) : std::nullopt) +
+           at(" plan@", s.planChangeAt) + at(" off@", s.automaticOffAt);
 }
 
 std::optional<RefreshMenuPresence> startPresence(const MemoryLog& log) {
@@ -58,79 +56,63 @@ std::optional<RefreshMenuPresence> startPresence(const MemoryLog& log) {
     return std::nullopt;
 }
 
-// What a run left behind, for comparing the two lookup modes.
+// What a run left behind, for comparing the two lookup modes; only runs whose round trips take
+// no time are comparable.
 struct RunRecord {
     std::optional<RefreshRunOutcome> outcome;
     UsageSnapshot snapshot;
     std::vector<InputEvent> events;
     std::vector<std::string> trace;
+    bool comparable = false;
 };
-
-enum class Ending { committed, deferred, failed };
 
 // How often the world's moves landed while the worker was in the middle of a job.
 struct InsideJobs {
-    std::size_t input = 0;
-    std::size_t planChanges = 0;
-    std::size_t automaticOff = 0;
+    std::size_t input = 0, planChanges = 0, automaticOff = 0;
 };
 
 // Plays draw `draw` with the given lookups, checks the safety rules, and records the run.
-RunRecord playDraw(uint32_t draw, ElementLookupMode mode, Ending& ending, InsideJobs& inside,
-                   bool& comparable) {
+RunRecord playDraw(uint32_t draw, ElementLookupMode mode, InsideJobs& inside) {
     std::mt19937 rng(draw);
     auto chance = [&](double p) { return std::bernoulli_distribution(p)(rng); };
     auto uniform = [&](double a, double b) { return std::uniform_real_distribution<>(a, b)(rng); };
+    // A moment between a and b with chance p, else none; a delay that never ends with chance p.
+    auto sometimes = [&](double p, double a, double b) -> std::optional<double> {
+        return chance(p) ? std::optional(uniform(a, b)) : std::nullopt;
+    };
     auto maybeDelay = [&](double never, double a, double b) -> std::optional<double> {
-        if (chance(never)) {
-            return std::nullopt;
-        }
-        return uniform(a, b);
+        return chance(never) ? std::nullopt : std::optional(uniform(a, b));
     };
 
     Scenario s;
     s.plan = allCases<CodexPlan>()[std::uniform_int_distribution<>(0, 2)(rng)];
     s.automatic = chance(0.5);
     s.priorSnapshot = chance(0.5);
-    if (chance(0.15)) {
-        s.userOpenedMenu = chance(0.5);
-    }
-    if (chance(0.5)) {
-        s.realInputAt = uniform(0, s.automatic ? 14 : 4);
-    }
-    if (chance(0.1)) {
-        s.codexLeavesFrontAt = uniform(0, s.automatic ? 14 : 4);
-    }
+    s.userOpenedMenu = chance(0.15) ? std::optional(chance(0.5)) : std::nullopt;
+    s.realInputAt = sometimes(0.5, 0, s.automatic ? 14 : 4);
+    s.codexLeavesFrontAt = sometimes(0.1, 0, s.automatic ? 14 : 4);
     if (chance(0.5)) {
         // A walk of this window then lasts up to a few seconds.
         s.latency = uniform(0.0002, 0.004);
-        if (chance(0.2)) {
-            s.planChangeAt = uniform(0, s.automatic ? 16 : 6);
-        }
+        s.planChangeAt = sometimes(0.2, 0, s.automatic ? 16 : 6);
         if (s.automatic && chance(0.2)) {
             // Around the click, where the walks are.
             s.automaticOffAt = uniform(10, 11);
         }
     }
-    comparable = s.latency == 0;
     const std::string name =
         describe(draw, s) + (mode == ElementLookupMode::fast ? " fast" : " literal");
 
-    CodexTreeShape shape;
-    shape.webContentElements = 30;
-    ReaderWorld world(s.plan, shape);
+    ReaderWorld world(s.plan, CodexTreeShape{.webContentElements = 30});
     UsageReader& reader = world.makeReader(s.plan, s.automatic);
     reader.setElementLookupMode(mode);
     CodexBehaviour& codex = world.codex.behaviour;
     // Faults that defeat the fast lookups' shortcuts, present from the first refresh on.
     codex.menuMovesBetweenOpenings = chance(0.15);
     codex.duplicateProfileMenu = chance(0.1);
-    if (chance(0.15)) {
-        codex.menuReplacedAfter = uniform(0, 1.5);
-    }
+    codex.menuReplacedAfter = sometimes(0.15, 0, 1.5);
     if (s.priorSnapshot) {
-        reader.beginReadCountdown(false);
-        world.runUntilRunEnds();
+        world.refresh();
     }
     world.codex.setRoundTripCost(&world.time, s.latency);
     const UsageSnapshot before = reader.snapshot();
@@ -142,9 +124,7 @@ RunRecord playDraw(uint32_t draw, ElementLookupMode mode, Ending& ending, Inside
     codex.escapeCloseDelay = maybeDelay(0.1, 0.001, 0.2);
     codex.rowSettleDelay = chance(0.3) ? uniform(0, 0.4) : 0;
     world.input.tapCreationFails = chance(0.05);
-    if (chance(0.05)) {
-        world.codex.setControlOccluded(true);
-    }
+    world.codex.setControlOccluded(chance(0.05));
     if (chance(0.05)) {
         world.codex.failAttribute(ax::children, ax::cannotComplete,
                                   [](NodeId node) { return node % 7 == 3; });
@@ -170,19 +150,14 @@ RunRecord playDraw(uint32_t draw, ElementLookupMode mode, Ending& ending, Inside
 
     world.input.clearPostedEvents();
     const std::size_t activationsBefore = world.workspace.activations().size();
-    std::optional<double> inputTime;
-    std::optional<double> awayTime;
-    std::optional<double> givenUpAt;
-    TaskHandle input;
-    TaskHandle away;
-    TaskHandle planChange;
-    TaskHandle automaticOff;
+    std::optional<double> inputTime, awayTime, givenUpAt;
+    std::vector<TaskHandle> moves;
     if (s.realInputAt) {
-        input = world.time.asyncAfter(*s.realInputAt, [&] {
+        moves.push_back(world.time.asyncAfter(*s.realInputAt, [&] {
             inputTime = world.time.monotonicSeconds();
             inside.input += world.worker.busy() ? 1 : 0;
             world.input.injectRealKeyPress(0);
-        });
+        }));
     }
     const auto giveUp = [&](std::size_t& counter, const std::function<void()>& act) {
         if (!reader.automationInProgress()) {
@@ -194,17 +169,17 @@ RunRecord playDraw(uint32_t draw, ElementLookupMode mode, Ending& ending, Inside
     };
     if (s.planChangeAt) {
         const CodexPlan other = s.plan == CodexPlan::plus ? CodexPlan::pro : CodexPlan::plus;
-        planChange = world.time.asyncAfter(*s.planChangeAt, [&, other] {
+        moves.push_back(world.time.asyncAfter(*s.planChangeAt, [&, other] {
             giveUp(inside.planChanges, [&] { reader.setCodexPlan(other); });
-        });
+        }));
     }
     if (s.automaticOffAt) {
-        automaticOff = world.time.asyncAfter(*s.automaticOffAt, [&] {
+        moves.push_back(world.time.asyncAfter(*s.automaticOffAt, [&] {
             giveUp(inside.automaticOff, [&] { reader.setAutomaticRefreshEnabled(false); });
-        });
+        }));
     }
     if (s.codexLeavesFrontAt) {
-        away = world.time.asyncAfter(*s.codexLeavesFrontAt, [&] {
+        moves.push_back(world.time.asyncAfter(*s.codexLeavesFrontAt, [&] {
             // Before the run's own request to bring Codex forward has taken effect, Codex comes
             // back: the user asked for the refresh.
             if (world.workspace.activations().size() > activationsBefore &&
@@ -212,7 +187,7 @@ RunRecord playDraw(uint32_t draw, ElementLookupMode mode, Ending& ending, Inside
                 awayTime = world.time.monotonicSeconds();
             }
             world.workspace.setFrontmost(std::nullopt);
-        });
+        }));
     }
     world.log.clear();
     reader.beginReadCountdown(s.automatic);
@@ -281,10 +256,7 @@ RunRecord playDraw(uint32_t draw, ElementLookupMode mode, Ending& ending, Inside
                                             PlanQuotaConfiguration::configuration(s.plan).schema))
             << name;
     }
-    ending = !outcome || outcome->kind == RefreshRunOutcome::Kind::failed ? Ending::failed
-             : outcome->kind == RefreshRunOutcome::Kind::deferred         ? Ending::deferred
-                                                                          : Ending::committed;
-    return RunRecord{outcome, reader.snapshot(), posted, world.refreshLines()};
+    return RunRecord{outcome, reader.snapshot(), posted, world.refreshLines(), s.latency == 0};
 }
 
 class RefreshRunProperty : public testing::TestWithParam<uint32_t> {};
@@ -293,24 +265,22 @@ TEST_P(RefreshRunProperty, SafeAndTheSameWithLiteralAndFastLookups) {
     const char* configured = std::getenv("GAUGELY_PROPERTY_RUNS");
     const uint32_t runs =
         configured ? static_cast<uint32_t>(std::atoi(configured)) / shards : drawsPerShard;
+    // Committed, deferred, failed.
     std::array<std::size_t, 3> endings{};
     InsideJobs inside;
     for (uint32_t draw = GetParam() * runs + 1; draw <= (GetParam() + 1) * runs; ++draw) {
-        Ending literalEnding = Ending::failed;
-        Ending fastEnding = Ending::failed;
-        bool comparable = false;
-        const RunRecord literal =
-            playDraw(draw, ElementLookupMode::literal, literalEnding, inside, comparable);
-        const RunRecord fast =
-            playDraw(draw, ElementLookupMode::fast, fastEnding, inside, comparable);
+        const RunRecord literal = playDraw(draw, ElementLookupMode::literal, inside);
+        const RunRecord fast = playDraw(draw, ElementLookupMode::fast, inside);
         const std::string name = "draw " + std::to_string(draw);
-        if (comparable) {
+        if (fast.comparable) {
             ASSERT_EQ(fast.outcome, literal.outcome) << name;
             ASSERT_EQ(fast.snapshot, literal.snapshot) << name;
             ASSERT_EQ(fast.events, literal.events) << name;
             ASSERT_EQ(fast.trace, literal.trace) << name;
         }
-        ++endings[static_cast<std::size_t>(fastEnding)];
+        using Kind = RefreshRunOutcome::Kind;
+        const auto kind = fast.outcome ? fast.outcome->kind : Kind::failed;
+        ++endings[kind == Kind::failed ? 2 : kind == Kind::deferred ? 1 : 0];
         if (HasFailure()) {
             return;
         }

@@ -59,6 +59,7 @@ std::string restoredChoices(const UsageReader& r) {
            (r.firstRunPlanSelectionIsEligible() ? " chooser" : "");
 }
 
+// Valid texts are the second launch's to restore; here, what is made of the others.
 TEST(ReaderPersistence, StoredSettingTextsAreTakenOnlyWhenValid) {
     const struct {
         const char* key;
@@ -66,16 +67,12 @@ TEST(ReaderPersistence, StoredSettingTextsAreTakenOnlyWhenValid) {
         const char* restored;
         const char* storedAfterLaunch;
     } cases[] = {
-        {"automatic-refresh-frequency-v1", "fiveMinutes", "fiveMinutes standard plus chooser",
-         "fiveMinutes"},
         // Earlier versions offered 20 minutes; it becomes 30 and is written back once.
         {"automatic-refresh-frequency-v1", "twentyMinutes", "thirtyMinutes standard plus chooser",
          "thirtyMinutes"},
         {"automatic-refresh-frequency-v1", "fortyMinutes", "oneMinute standard plus chooser",
          "fortyMinutes"},
-        {"menu-bar-display-v1", "weeklyOnly", "oneMinute weeklyOnly plus chooser", "weeklyOnly"},
         {"menu-bar-display-v1", "Weekly Only", "oneMinute standard plus chooser", "Weekly Only"},
-        {"codex-plan-v1", "pro", "oneMinute standard pro chosen", "pro"},
         {"codex-plan-v1", "team", "oneMinute standard plus chooser", "team"},
     };
     for (const auto& c : cases) {
@@ -192,6 +189,9 @@ TEST(ReaderPersistence, UnreadableRecordsKeepTheDefaultsAndAreNotOverwrittenByTh
          [](const UsageReader& r) {
              return r.quotaResetNotificationState().stateByPlanAndWindow.empty();
          }},
+        // Where the profile menu was: the next run that finds the menu learns it anew.
+        {"profile-menu-location-v1", R"({"codexVersion": 3, "containers": []})",
+         [](const UsageReader&) { return true; }},
     };
     for (const auto& c : cases) {
         StateWorld world;

@@ -10,28 +10,16 @@ namespace {
 
 using Lines = std::vector<std::string>;
 
+Lines operator+(Lines lines, const Lines& more) {
+    lines.insert(lines.end(), more.begin(), more.end());
+    return lines;
+}
+
 constexpr ProcessID textEdit = 501;
 
 void putAnotherApplicationInFront(StateWorld& world) {
     world.workspace.addApplication({"com.apple.TextEdit", textEdit, ActivationPolicy::regular});
     world.workspace.setFrontmost(textEdit);
-}
-
-TEST(AutomaticRefreshScheduler, OverdueStoredDeadlineIsTriedAtTheFirstEvaluation) {
-    StateWorld world;
-    world.choosePlan();
-    world.preferences.setDate("next-automatic-refresh-date-v1",
-                              world.time.now().addingTimeInterval(-3600));
-    UsageReader& reader = world.launch();
-    world.time.advance(0);
-    EXPECT_EQ(
-        world.schedulerLines(),
-        (Lines{"Automatic refresh schedule restored as overdue and pending",
-               "Automatic refresh scheduler started; cadence is 15 seconds",
-               "Automatic refresh is due", "Automatic refresh scheduled in 60 seconds",
-               "Automatic refresh attempt beginning", "Automatic refresh countdown started"}));
-    EXPECT_EQ(reader.nextAutomaticRefreshDate(), world.launchedAt.addingTimeInterval(60));
-    EXPECT_EQ(reader.countdown(), 10);
 }
 
 TEST(AutomaticRefreshScheduler, RecoveryTakesTheStoredDeadlineElseTheLastReadingElseNow) {
@@ -108,138 +96,57 @@ TEST(AutomaticRefreshScheduler, SwitchingOffRemovesTheDeadlineAndOnSchedulesOneI
     EXPECT_EQ(world.schedulerLines(), (Lines{"Automatic refresh scheduled in 600 seconds",
                                              "Automatic refresh enabled by user"}));
 
-    world.log.clear();
-    reader.setRefreshFrequency(RefreshFrequency::thirtySeconds);
-    EXPECT_EQ(reader.nextAutomaticRefreshDate(), world.time.now().addingTimeInterval(30));
-    EXPECT_EQ(world.schedulerLines(), (Lines{"Automatic refresh scheduled in 30 seconds",
-                                             "Automatic refresh frequency changed to 30 seconds"}));
-
     // Setting what is already set does nothing at all.
     const size_t writes = world.preferences.writeCount();
     world.log.clear();
     reader.setAutomaticRefreshEnabled(true);
-    reader.setRefreshFrequency(RefreshFrequency::thirtySeconds);
+    reader.setRefreshFrequency(RefreshFrequency::tenMinutes);
     EXPECT_EQ(world.preferences.writeCount(), writes);
     EXPECT_TRUE(world.log.lines().empty());
 }
 
-TEST(AutomaticRefreshScheduler, WhileTheUserTypesElsewhereADueRefreshWaitsAndIsRetriedEveryTick) {
-    StateWorld world;
-    world.choosePlan();
-    putAnotherApplicationInFront(world);
-    std::vector<double> dueAt;
-    std::vector<std::string> reasons;
-    world.log.setEcho([&](const LogEntry& entry) {
-        if (entry.line == "Automatic refresh is due") {
-            dueAt.push_back(world.secondsSinceLaunch());
-        }
-        const auto at = entry.line.find("eligibility deferred — ");
-        if (at != std::string::npos) {
-            reasons.push_back(
-                entry.line.substr(at + std::string("eligibility deferred — ").size()));
-        }
-    });
-    UsageReader& reader = world.launch();
-    const auto typeFor = [&](int seconds) {
-        for (int second = 0; second < seconds; ++second) {
-            world.input.setLastInputSecondsAgo(0);
-            world.time.advance(1);
-        }
+// Asleep, the wall clock moves on while no tick runs; quit, nothing runs at all. Either way the
+// first evaluation back tries a deadline that passed at once.
+TEST(AutomaticRefreshScheduler, WakeAndRelaunchRecoverTheScheduleAndTryAPassedDeadlineAtOnce) {
+    const std::string overdue = "Automatic refresh schedule restored as overdue and pending";
+    const Lines tried = {"Automatic refresh is due", "Automatic refresh scheduled in 60 seconds",
+                         "Automatic refresh attempt beginning",
+                         "Automatic refresh countdown started"};
+    const auto wake = [](double asleepFor) {
+        return [asleepFor](StateWorld& w) {
+            w.time.setNow(w.time.now().addingTimeInterval(asleepFor));
+            w.workspace.postWake();
+        };
     };
-
-    typeFor(120);  // in TextEdit; the deadline passes at 60 s
-    EXPECT_EQ(dueAt, (std::vector<double>{60, 75, 90, 105, 120}));
-    EXPECT_EQ(reasons, std::vector<std::string>(5, "foreground safety condition not satisfied"));
-    EXPECT_TRUE(reader.automaticRefreshIsPending());
-    EXPECT_EQ(reader.nextAutomaticRefreshDate(), world.launchedAt.addingTimeInterval(60));
-    EXPECT_EQ(statusText(reader.status()), "Refresh deferred — return to Codex when idle");
-    EXPECT_EQ(reader.lastRefreshOutcome(),
-              RefreshRunOutcome::deferred("foreground safety condition not satisfied"));
-
-    world.codex.bringToFront();
-    typeFor(30);  // now in Codex
-    EXPECT_EQ(reasons.size(), 7u);
-    EXPECT_EQ(reasons.back(), "user activity before countdown");
-    EXPECT_EQ(statusText(reader.status()), "Refresh deferred — try again when Codex is idle");
-    EXPECT_TRUE(reader.automaticRefreshIsPending());
-    EXPECT_TRUE(world.input.postedEvents().empty());
-
-    // Hands off the keyboard: the first tick after 10 quiet seconds starts the countdown.
-    world.time.advance(15);
-    EXPECT_EQ(dueAt.back(), 165);
-    EXPECT_EQ(reasons.size(), 7u);
-    EXPECT_EQ(reader.countdown(), 10);
-    EXPECT_FALSE(reader.automaticRefreshIsPending());
-    EXPECT_EQ(reader.nextAutomaticRefreshDate(), world.launchedAt.addingTimeInterval(165 + 60));
-    world.log.setEcho({});
-}
-
-TEST(AutomaticRefreshScheduler, WithCodexNotRunningADueRefreshMovesOnOneInterval) {
-    StateWorld world;
-    world.choosePlan();
-    world.preferences.setDate("next-automatic-refresh-date-v1",
-                              world.time.now().addingTimeInterval(-1));
-    world.codex.quit();
-    world.input.setLastInputSecondsAgo(0);  // outranked: Codex is looked for first
-    UsageReader& reader = world.launch();
-    EXPECT_FALSE(reader.codexFound());
-    EXPECT_EQ(statusText(reader.status()), "Open Codex to refresh usage");
-    EXPECT_EQ(reader.nextAutomaticRefreshDate(), world.launchedAt.addingTimeInterval(60));
-    EXPECT_FALSE(reader.automaticRefreshIsPending());
-    EXPECT_EQ(withoutTraceIdentifiers(world.schedulerLines()),
-              (Lines{"Automatic refresh schedule restored as overdue and pending",
-                     "Automatic refresh scheduler started; cadence is 15 seconds",
-                     "Automatic refresh is due", "Automatic refresh scheduled in 60 seconds",
-                     "Automatic refresh deferred because Codex is not running",
-                     "Refresh [id] automatic: refresh requested; eligibility deferred — Codex is "
-                     "not running"}));
-
-    // Not retried at every tick: the next look is one interval later.
-    world.log.clear();
-    world.time.advance(59);
-    EXPECT_FALSE(world.log.contains("Automatic refresh is due"));
-    world.time.advance(1);
-    EXPECT_TRUE(world.log.contains("Automatic refresh deferred because Codex is not running"));
-    EXPECT_EQ(reader.nextAutomaticRefreshDate(), world.launchedAt.addingTimeInterval(120));
-
-    world.codex.launch();
-    world.time.advance(60);
-    EXPECT_TRUE(reader.codexFound());
-    EXPECT_EQ(reader.countdown(), 10);
-}
-
-TEST(AutomaticRefreshScheduler, WakeRecoversTheScheduleAndTriesAtOnceWhenTheDeadlinePassed) {
+    const std::string woke = "Workspace wake detected; recovering automatic refresh schedule";
     const struct {
         const char* name;
-        double asleepFor;
+        std::function<void(StateWorld&)> comeBack;
         Lines lines;
+        bool overdue = true;
     } cases[] = {
-        {"slept past the deadline",
-         3600,
-         {"Workspace wake detected; recovering automatic refresh schedule",
-          "Automatic refresh schedule restored as overdue and pending", "Automatic refresh is due",
-          "Automatic refresh scheduled in 60 seconds", "Automatic refresh attempt beginning",
-          "Automatic refresh countdown started"}},
+        {"slept past the deadline", wake(3600), Lines{woke, overdue} + tried},
         {"woke before the deadline",
-         20,
-         {"Workspace wake detected; recovering automatic refresh schedule",
-          "Automatic refresh schedule restored with a future deadline"}},
+         wake(20),
+         {woke, "Automatic refresh schedule restored with a future deadline"},
+         false},
+        {"relaunched past the deadline", [](StateWorld& w) { w.relaunch(3600); },
+         Lines{overdue, "Automatic refresh scheduler started; cadence is 15 seconds"} + tried},
     };
     for (const auto& c : cases) {
         StateWorld world;
         world.choosePlan();
-        UsageReader& reader = world.launch();
+        UsageReader& first = world.launch();
+        ASSERT_TRUE(first.nextAutomaticRefreshDate());
+        const Date deadline = *first.nextAutomaticRefreshDate();
         world.log.clear();
-        // Asleep: the wall clock moves on while no tick runs.
-        world.time.setNow(world.time.now().addingTimeInterval(c.asleepFor));
-        world.workspace.postWake();
+        c.comeBack(world);
         world.time.advance(0);
+        const UsageReader& reader = *world.reader;
         EXPECT_EQ(world.schedulerLines(), c.lines) << c.name;
-        const bool overdue = c.asleepFor > 60;
-        EXPECT_EQ(reader.countdown(), overdue ? std::optional<int>(10) : std::nullopt) << c.name;
-        EXPECT_EQ(reader.nextAutomaticRefreshDate(), overdue
-                                                         ? world.time.now().addingTimeInterval(60)
-                                                         : world.launchedAt.addingTimeInterval(60))
+        EXPECT_EQ(reader.countdown(), c.overdue ? std::optional<int>(10) : std::nullopt) << c.name;
+        EXPECT_EQ(reader.nextAutomaticRefreshDate(),
+                  c.overdue ? world.time.now().addingTimeInterval(60) : deadline)
             << c.name;
     }
 }
@@ -313,6 +220,21 @@ TEST(AutomaticRefreshScheduler, EvaluationRulesApplyInOrder) {
          },
          deferred("Accessibility permission is unavailable", "Accessibility permission unavailable",
                   "Accessibility permission required")},
+        // Not retried at every tick: the next look is one interval later.
+        {"Codex not running (and the user is active)",
+         nullptr,
+         [](StateWorld& w) {
+             w.codex.quit();
+             w.input.setLastInputSecondsAgo(0);
+         },
+         {{"Automatic refresh is due", "Automatic refresh scheduled in 60 seconds",
+           "Automatic refresh deferred because Codex is not running",
+           "Refresh [id] automatic: refresh requested; eligibility deferred — Codex is not "
+           "running"},
+          "Open Codex to refresh usage",
+          "Codex is not running",
+          false,
+          60}},
         {"a countdown is showing (and the user is active)", nullptr,
          [](StateWorld& w) {
              w.reader->beginReadCountdown(true);

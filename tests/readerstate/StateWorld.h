@@ -11,42 +11,30 @@
 
 namespace gaugely {
 
-// These tests are about the reader's state, not about searching Codex's window: a small window
-// keeps each simulated refresh cheap.
-inline CodexTreeShape smallCodexWindow() {
-    CodexTreeShape shape;
-    shape.webContentElements = 40;
-    return shape;
-}
-
 // Readings as Codex shows them.
+inline std::string percent(int value) {
+    return std::to_string(value) + "%";
+}
 inline UsageSnapshot plusReading(int fiveHour, int weekly) {
-    UsageSnapshot snapshot;
-    snapshot.fiveHour = std::to_string(fiveHour) + "%";
-    snapshot.fiveHourReset = "3:45 PM";
-    snapshot.weekly = std::to_string(weekly) + "%";
-    snapshot.weeklyReset = "Sep 12";
-    return snapshot;
+    return {.fiveHour = percent(fiveHour),
+            .fiveHourReset = "3:45 PM",
+            .weekly = percent(weekly),
+            .weeklyReset = "Sep 12"};
 }
-
 inline UsageSnapshot freeGoReading(int monthly) {
-    UsageSnapshot snapshot;
-    snapshot.monthly = std::to_string(monthly) + "%";
-    snapshot.monthlyReset = "Oct 3";
-    return snapshot;
+    return {.monthly = percent(monthly), .monthlyReset = "Oct 3"};
 }
-
 inline UsageSnapshot proReading(int weekly) {
-    UsageSnapshot snapshot;
-    snapshot.weekly = std::to_string(weekly) + "%";
-    return snapshot;
+    return {.weekly = percent(weekly)};
 }
 
 // A reader over a user-defaults store that the test fills first, as an earlier launch (or an
 // earlier version) left it. Nothing is chosen for the reader: the store decides.
 struct StateWorld : ReaderWorld {
+    // These tests are about the reader's state, not about searching Codex's window: a small
+    // window keeps each simulated refresh cheap.
     explicit StateWorld(CodexPlan codexPlan = CodexPlan::plus)
-        : ReaderWorld(codexPlan, smallCodexWindow()) {}
+        : ReaderWorld(codexPlan, CodexTreeShape{.webContentElements = 40}) {}
 
     Date launchedAt{};
 
@@ -89,14 +77,11 @@ struct StateWorld : ReaderWorld {
 
     // A manual refresh, run to its end (and the notifications it hands on, to the center).
     void refreshNow() {
-        reader->beginReadCountdown(false);
-        runUntilRunEnds();
+        refresh();
         time.runUntilIdle();
     }
 
     std::vector<std::string> schedulerLines() const { return log.lines("automatic-refresh"); }
-
-    double secondsSinceLaunch() { return time.now().timeIntervalSince(launchedAt); }
 };
 
 // "Refresh [0000000A] automatic: …" with the identifier blanked, for lines whose identifier

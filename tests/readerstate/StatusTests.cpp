@@ -107,38 +107,6 @@ TEST(ReaderStatus, MissingPermissionOutranksARunningRefreshWhichOutranksAHint) {
     EXPECT_EQ(userFacingStatusMessage(reader), "Accessibility permission required");
 }
 
-// Every plan × format text is the summary's own table; here, that the reader gives it the chosen
-// plan's stored reading in the stored format, and "Set plan" before any choice.
-TEST(ReaderStatus, MenuBarSummaryShowsTheChosenPlansReadingInTheStoredFormat) {
-    const struct {
-        CodexPlan plan;
-        MenuBarDisplay display;
-        const char* withData;
-        const char* withoutData;
-    } cases[] = {
-        {CodexPlan::freeGo, MenuBarDisplay::fiveHourOnly, "M 63%", "M —"},
-        {CodexPlan::plus, MenuBarDisplay::standard, "5h 42% · W 80%", "5h — · W —"},
-        {CodexPlan::pro, MenuBarDisplay::minimal, "80", "—"},
-    };
-    for (const auto& c : cases) {
-        for (const bool withData : {true, false}) {
-            StateWorld world(c.plan);
-            world.choosePlan();
-            world.preferences.setString("menu-bar-display-v1", rawValue(c.display));
-            if (withData) {
-                world.storePlanRecords({{freeGoReading(63), Date{1000}, CodexPlan::freeGo},
-                                        {plusReading(42, 80), Date{1000}, CodexPlan::plus},
-                                        {proReading(80), Date{1000}, CodexPlan::pro}});
-            }
-            EXPECT_EQ(world.launch().menuBarUsageSummary(), withData ? c.withData : c.withoutData)
-                << rawValue(c.plan);
-        }
-    }
-    StateWorld world;
-    world.preferences.setString("menu-bar-display-v1", "compact");
-    EXPECT_EQ(world.launch().menuBarUsageSummary(), "Set plan");
-}
-
 TEST(ReaderStatus, AFormatThePlanDoesNotOfferIsKeptForThePlansThatDo) {
     StateWorld world;
     world.choosePlan();
