@@ -11,6 +11,9 @@ using Conventions = ToolTest;
 
 // Values follow a space or an equals sign alike: the rows use both.
 TEST_F(Conventions, ABadArgumentIsOneLineAndAPointerToTheHelp) {
+    const std::string serviceOptions =
+        "the service always runs --watch --notify; give "
+        "--install-service only --plan, --codex-home and --defaults";
     const struct {
         std::vector<std::string> arguments;
         std::string problem;
@@ -37,9 +40,15 @@ TEST_F(Conventions, ABadArgumentIsOneLineAndAPointerToTheHelp) {
          "--refreshes goes with --scenario manual"},
         {{"state", "--defaults="}, "--defaults needs a file name"},
         {{"state", "--defaults"}, "--defaults needs a value"},
+        {{"usage", "--install-service", "--uninstall-service"},
+         "--install-service and --uninstall-service do not go together"},
+        {{"usage", "--install-service", "--watch"}, serviceOptions},
+        {{"usage", "--uninstall-service", "--json"}, serviceOptions},
     };
     for (const auto& c : cases) {
-        const ToolResult result = run(c.arguments, "5h\nWeekly\n");
+        // Whatever goes wrong, no unit is written but in the test's folder.
+        const ToolResult result =
+            run(c.arguments, "5h\nWeekly\n", "XDG_CONFIG_HOME=" + path("config").string());
         const std::string& command = c.arguments.front();
         const std::string expected = command.starts_with("-") || command == "frobnicate"
                                          ? c.problem
@@ -49,6 +58,7 @@ TEST_F(Conventions, ABadArgumentIsOneLineAndAPointerToTheHelp) {
         EXPECT_EQ(result.out, "") << expected;
         EXPECT_EQ(result.err, expected);
     }
+    EXPECT_FALSE(fs::exists(path("config")));
 }
 
 TEST_F(Conventions, HelpAndVersionGoToStandardOutput) {

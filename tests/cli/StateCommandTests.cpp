@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "LowUsageNotificationSupport/Json.h"
+#include "Meterlane/Posix/PreferencesDocument.h"
 #include "ToolRunner.h"
 
 namespace gaugely::tooltest {
@@ -171,6 +172,49 @@ TEST_F(State, FindsEachFileWhereTheCommandThatWroteItKeepsIt) {
         }
     }
     EXPECT_FALSE(fs::exists(path("mine.json.history.json.history.json")));
+}
+
+// The updater's records, beside the reader's file, are shown and left as they were.
+TEST_F(State, ShowsTheUpdatersNoticeAndReceipt) {
+    const auto suiteWith = [](const std::string& notice, const std::string& receipt) {
+        return encodePreferencesDocument(
+            {{"gaugely-production-update-notice-v1", PreferenceData{notice}},
+             {"gaugely-production-pending-update-receipt-v1", PreferenceData{receipt}}});
+    };
+    const struct {
+        std::string what;
+        std::optional<std::string> suite;
+        std::vector<std::string> shows;
+    } rows[] = {
+        {"no suite yet", std::nullopt, {"(no such file yet: no update checked or installed)"}},
+        {"an offer and a receipt",
+         suiteWith(R"({"offer":{"build":"4","version":"1.0.4","notes":"x"},"lastCheckAttempt":0})",
+                   R"({"sourceBuild":"3","targetBuild":"4","bundleID":"com.vostrel.gaugely",)"
+                   R"("bundlePath":"/Applications/Gaugely.app","created":0})"),
+         {"Update notice           offer 1.0.4 (4), not dealt with yet (badge shown) · last check "
+          "2001-01-01 00:00:00 UTC",
+          "Pending update receipt  build 3 → 4 of com.vostrel.gaugely at "
+          "/Applications/Gaugely.app"}},
+        {"malformed records",
+         suiteWith(R"({"offer":7})", R"({"sourceBuild":)"),
+         {"Update notice           empty (stored value unreadable: the updater starts empty)",
+          "Pending update receipt  none (stored value unreadable: the updater starts empty)"}},
+    };
+    const fs::path records = path("com.vostrel.gaugely.updater.json");
+    for (const auto& row : rows) {
+        fs::remove(records);
+        if (row.suite) {
+            writeFile(records, *row.suite);
+        }
+        const std::string before = readFile(records);
+        const ToolResult result = run({"state", "--defaults", path("gaugely.json").string()});
+        EXPECT_EQ(result.status, 0) << row.what << result.err;
+        for (const std::string& line : row.shows) {
+            EXPECT_TRUE(contains(result.out, line)) << row.what << ": " << line << "\n"
+                                                    << result.out;
+        }
+        EXPECT_EQ(readFile(records), before) << row.what;
+    }
 }
 
 }  // namespace
