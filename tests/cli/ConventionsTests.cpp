@@ -61,24 +61,15 @@ TEST_F(Conventions, ABadArgumentIsOneLineAndAPointerToTheHelp) {
     EXPECT_FALSE(fs::exists(path("config")));
 }
 
-TEST_F(Conventions, HelpAndVersionGoToStandardOutput) {
-    const struct {
-        std::vector<std::string> arguments;
-        std::vector<std::string> mentions;
-    } cases[] = {
-        {{"--help"}, {"  simulate", "  state", "  parse", "--version"}},
-        {{"-h"}, {"  simulate"}},
-        {{"parse", "--help"}, {"--plan freeGo|plus", "Exit status"}},
-        {{"simulate", "-h"}, {"--scenario NAME", "Exit status"}},
-        {{"state", "--help"}, {"--defaults FILE", "--json", "Exit status"}},
-    };
-    for (const auto& c : cases) {
-        const ToolResult result = run(c.arguments);
-        EXPECT_EQ(result.status, 0) << c.arguments.front();
-        EXPECT_EQ(result.err, "") << c.arguments.front();
-        for (const std::string& mention : c.mentions) {
-            EXPECT_NE(result.out.find(mention), std::string::npos) << mention;
-        }
+// What each command's help says is the manual page's (the install test holds them together).
+TEST_F(Conventions, HelpGoesToStandardOutput) {
+    for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>>{
+             {"--help"}, {"-h"}, {"parse", "--help"}, {"simulate", "-h"}, {"state", "--help"}}) {
+        const ToolResult result = run(arguments);
+        EXPECT_EQ(result.status, 0) << arguments.front();
+        EXPECT_EQ(result.err, "") << arguments.front();
+        EXPECT_TRUE(contains(result.out, arguments.size() == 1 ? "  simulate" : "Exit status"))
+            << arguments.front();
     }
 }
 

@@ -16,6 +16,8 @@
 namespace gaugely::tooltest {
 namespace {
 
+using namespace std::string_literals;
+
 const fs::path source = GAUGELY_SOURCE_PATH;
 
 std::string replacedAll(std::string text, const std::string& from, const std::string& to) {
@@ -24,11 +26,6 @@ std::string replacedAll(std::string text, const std::string& from, const std::st
         text.replace(at, from.size(), to);
     }
     return text;
-}
-
-bool updatingGoldenFiles() {
-    const char* update = std::getenv("GAUGELY_UPDATE_GOLDEN");
-    return update != nullptr && std::string(update) == "1";
 }
 
 class Simulate : public ToolTest {};
@@ -50,7 +47,7 @@ TEST_P(GoldenOutput, MatchesItsGoldenFile) {
     EXPECT_EQ(result.err, "");
     const std::string shown = replacedAll(result.out, defaults.string(), "DEFAULTS");
     const fs::path golden = source / "tests/golden" / ("simulate-" + scenario + ".txt");
-    if (updatingGoldenFiles()) {
+    if (const char* update = std::getenv("GAUGELY_UPDATE_GOLDEN"); update && update == "1"s) {
         writeFile(golden, shown);
         return;
     }
