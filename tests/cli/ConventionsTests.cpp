@@ -40,6 +40,7 @@ TEST_F(Conventions, ABadArgumentIsOneLineAndAPointerToTheHelp) {
          "--refreshes goes with --scenario manual"},
         {{"state", "--defaults="}, "--defaults needs a file name"},
         {{"state", "--defaults"}, "--defaults needs a value"},
+        {{"appcast", "list"}, "unknown action \"list\" (check)"},
         {{"usage", "--install-service", "--uninstall-service"},
          "--install-service and --uninstall-service do not go together"},
         {{"usage", "--install-service", "--watch"}, serviceOptions},
