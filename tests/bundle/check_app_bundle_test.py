@@ -197,7 +197,8 @@ class CheckAppBundleTest(unittest.TestCase):
                 self.assertIn(" 1 of ", output, "one fault, one failed check")
 
     def test_the_embedded_sparkle_must_read_every_updater_key_set(self):
-        cases = [  # (Sparkle release, exit status, the lines that must say why); none: the pin's
+        # None: product.conf's pin, which must read every key the production plist sets.
+        cases = [  # (Sparkle release, exit status, the lines that must say why)
             (None, 0, []),
             ("2.9.0", 0, []),
             ("2.8.1", 1, ["SURequireSignedFeed is set, but Sparkle 2.8.1 does not read it "
@@ -218,12 +219,6 @@ class CheckAppBundleTest(unittest.TestCase):
         status, output = check(plist=with_keys({"SUShowReleaseNotes": True}))
         self.assertIn("SUShowReleaseNotes is unexpected", output)
         self.assertIn("SUShowReleaseNotes is no updater key known here", output)
-
-    def test_the_pin_is_a_release_that_reads_the_signed_feed_keys(self):
-        version = CHECKER.release_version(CHECKER.product_facts()["sparkleVersion"])
-        self.assertIsNotNone(version)
-        for key in ("SURequireSignedFeed", "SUVerifyUpdateBeforeExtraction"):
-            self.assertGreaterEqual(version, CHECKER.SPARKLE_KEYS_SINCE[key], key)
 
     def test_a_plist_alone_is_checked_for_its_feed_host(self):
         with tempfile.TemporaryDirectory() as folder:
