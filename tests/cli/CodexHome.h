@@ -103,16 +103,21 @@ class CodexHome {
         Session session{id, home_ / "sessions" / folder /
                                 ("rollout-" + std::string(started) + "-" + id + ".jsonl")};
         fs::create_directories(session.file.parent_path());
-        append(session, at, "session_meta", sessionMeta(id, at));
+        append(session, at, line(at, "session_meta", sessionMeta(id, at)));
         return session;
     }
 
     void tokenCount(const Session& session, const TokenCount& count) {
+        append(session, count.at, tokenCountLine(count));
+    }
+
+    // The line `tokenCount` appends, for a test that writes it in pieces.
+    std::string tokenCountLine(const TokenCount& count) const {
         Json payload = Json::object();
         payload["type"] = "token_count";
         payload["info"] = Json();
         payload["rate_limits"] = count.withoutRateLimits ? Json() : rateLimits(count);
-        append(session, count.at, "event_msg", std::move(payload));
+        return line(count.at, "event_msg", std::move(payload));
     }
 
     // A line of conversation, which the reader never reads.
@@ -120,7 +125,7 @@ class CodexHome {
         Json payload = Json::object();
         payload["type"] = "agent_message";
         payload["message"] = text;
-        append(session, at, "event_msg", std::move(payload));
+        append(session, at, line(at, "event_msg", std::move(payload)));
     }
 
   private:
@@ -199,12 +204,16 @@ class CodexHome {
         return limits;
     }
 
-    void append(const Session& session, double at, const char* type, Json payload) {
+    static std::string line(double at, const char* type, Json payload) {
         Json line = Json::object();
         line["timestamp"] = utcStamp(at);
         line["type"] = type;
         line["payload"] = std::move(payload);
-        std::ofstream(session.file, std::ios::binary | std::ios::app) << line.dump() << '\n';
+        return line.dump() + "\n";
+    }
+
+    void append(const Session& session, double at, const std::string& line) {
+        std::ofstream(session.file, std::ios::binary | std::ios::app) << line;
         const auto seconds = static_cast<std::time_t>(std::floor(at));
         const timespec times[2] = {{seconds, static_cast<long>((at - std::floor(at)) * 1e9)},
                                    {seconds, static_cast<long>((at - std::floor(at)) * 1e9)}};

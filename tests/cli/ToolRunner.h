@@ -48,6 +48,17 @@ inline std::string shellQuoted(const std::string& argument) {
     return result + "'";
 }
 
+// A shell command line running `tool` in a fixed time zone and locale, so its times of day read
+// the same everywhere; `environment` is added ("NAME=value …").
+inline std::string toolCommand(const std::string& tool, const std::vector<std::string>& arguments,
+                               const std::string& environment) {
+    std::string command = "env TZ=UTC LC_ALL=C " + environment + " " + shellQuoted(tool);
+    for (const std::string& argument : arguments) {
+        command += " " + shellQuoted(argument);
+    }
+    return command;
+}
+
 // A usage line as Codex appends it at 14:`minute` (after a line the writer may have left
 // unfinished): the 5-hour window `used` percent, resetting at `resetsAt` (in an hour unless
 // given), the weekly window 61% a day after.
@@ -70,13 +81,10 @@ class BackgroundTool {
     BackgroundTool(fs::path folder, const std::string& tool,
                    const std::vector<std::string>& arguments, const std::string& environment = "")
         : folder_(std::move(folder)) {
-        std::string command = "echo $$ > " + shellQuoted((folder_ / "pid").string()) +
-                              "; exec env TZ=UTC LC_ALL=C " + environment + " " + shellQuoted(tool);
-        for (const std::string& argument : arguments) {
-            command += " " + shellQuoted(argument);
-        }
-        command += " >" + shellQuoted((folder_ / "out").string()) + " 2>" +
-                   shellQuoted((folder_ / "err").string());
+        const std::string command = "echo $$ > " + shellQuoted((folder_ / "pid").string()) +
+                                    "; exec " + toolCommand(tool, arguments, environment) + " >" +
+                                    shellQuoted((folder_ / "out").string()) + " 2>" +
+                                    shellQuoted((folder_ / "err").string());
         started_ = std::system(("sh -c " + shellQuoted(command) + " &").c_str()) == 0;
     }
     ~BackgroundTool() {
@@ -127,8 +135,7 @@ class BackgroundTool {
     bool started_ = false;
 };
 
-// A scratch folder per test, and runs of the built tool in a fixed time zone and locale so its
-// times of day read the same everywhere.
+// A scratch folder per test, and runs of the built tool.
 class ToolTest : public ::testing::Test {
   protected:
     void SetUp() override {
@@ -154,13 +161,10 @@ class ToolTest : public ::testing::Test {
     ToolResult run(const std::vector<std::string>& arguments, const std::string& input = "",
                    const std::string& environment = "",
                    const std::optional<fs::path>& workingDirectory = std::nullopt) {
-        std::string command =
+        return shell(
             (workingDirectory ? "cd " + shellQuoted(workingDirectory->string()) + " && " : "") +
-            "env TZ=UTC LC_ALL=C " + environment + " " + shellQuoted(GAUGELY_TOOL_PATH);
-        for (const std::string& argument : arguments) {
-            command += " " + shellQuoted(argument);
-        }
-        return shell(command, input);
+                toolCommand(GAUGELY_TOOL_PATH, arguments, environment),
+            input);
     }
 
     // A shell command run as the tool is, `input` on its standard input.

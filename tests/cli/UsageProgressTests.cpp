@@ -107,13 +107,7 @@ class UsageProgress : public ToolTest {
     }
 
     std::string tokenLine(double at, double fiveHour) const {
-        return "{\"timestamp\":\"" + utcStamp(at) +
-               "\",\"type\":\"event_msg\",\"payload\":{\"type\":\"token_count\",\"info\":null,"
-               "\"rate_limits\":{\"primary\":{\"used_percent\":" +
-               std::to_string(fiveHour) +
-               ",\"window_minutes\":300,\"resets_at\":" + std::to_string(now + 2 * hour) +
-               "},\"secondary\":{\"used_percent\":41.0,\"window_minutes\":10080,\"resets_at\":" +
-               std::to_string(now + 4 * day) + "},\"plan_type\":\"plus\"}}}\n";
+        return writer->tokenCountLine(usedAt(at, fiveHour, 41, now));
     }
 
     long long now = 0;

@@ -67,25 +67,5 @@ TEST_F(UserService, InstallsAndRemovesTheUnitUnderTheConfigHome) {
     EXPECT_EQ(again.out, "No user service at " + unit().string() + ": nothing to remove.\n");
 }
 
-TEST_F(UserService, TheServicesOwnOptionsAreRefused) {
-    const struct {
-        std::vector<std::string> arguments;
-        std::string problem;
-    } cases[] = {
-        {{"--install-service", "--uninstall-service"},
-         "--install-service and --uninstall-service do not go together"},
-        {{"--install-service", "--watch"}, "the service always runs --watch --notify"},
-        {{"--uninstall-service", "--json"}, "the service always runs --watch --notify"},
-    };
-    for (const auto& c : cases) {
-        std::vector<std::string> arguments = {"usage"};
-        arguments.insert(arguments.end(), c.arguments.begin(), c.arguments.end());
-        const ToolResult result = gaugely(arguments);
-        EXPECT_EQ(result.status, 2) << c.problem;
-        EXPECT_TRUE(result.err.starts_with("gaugely usage: " + c.problem)) << result.err;
-    }
-    EXPECT_FALSE(fs::exists(unit()));
-}
-
 }  // namespace
 }  // namespace gaugely::tooltest

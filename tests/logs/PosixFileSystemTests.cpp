@@ -23,11 +23,6 @@ void writeText(const fs::path& path, const std::string& text, bool append = fals
     out << text;
 }
 
-// Root reads anything, so permission checks only mean something for other users.
-bool permissionsApply() {
-    return ::geteuid() != 0;
-}
-
 class PosixLogsTest : public ::testing::Test {
   protected:
     void SetUp() override {
@@ -63,8 +58,9 @@ TEST_F(PosixLogsTest, PathProblemsHaveTheirOwnNames) {
         {(root / "file" / "below").string(), FileProblem::notADirectory,
          FileProblem::notADirectory},
         {(root / "file").string(), FileProblem::notADirectory, FileProblem::none},
+        // Root reads anything, so permission checks only mean something for other users.
         {(root / "closed").string(),
-         permissionsApply() ? FileProblem::permissionDenied : FileProblem::none, FileProblem::none},
+         ::geteuid() != 0 ? FileProblem::permissionDenied : FileProblem::none, FileProblem::none},
     };
     for (const auto& c : cases) {
         EXPECT_EQ(files.list(c.path).problem, c.listing) << c.path;

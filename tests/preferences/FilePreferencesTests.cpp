@@ -94,38 +94,23 @@ TEST_F(FilePreferencesTest, StoresSharingTheFileKeepEachOthersChanges) {
     EXPECT_TRUE(warnings.empty());
 }
 
-// Restores an environment variable when the test ends.
-class ScopedEnvironment {
-  public:
-    ScopedEnvironment(const char* name, const char* value) : name_(name) {
-        if (const char* old = std::getenv(name)) {
-            saved_ = old;
-        }
-        value ? ::setenv(name, value, 1) : ::unsetenv(name);
-    }
-    ~ScopedEnvironment() { saved_ ? ::setenv(name_, saved_->c_str(), 1) : ::unsetenv(name_); }
-
-  private:
-    const char* name_;
-    std::optional<std::string> saved_;
-};
-
 TEST(FilePreferencesLocation, FollowsXdgConfigHomeThenHome) {
-    const struct {
-        const char* xdg;
-        const char* home;
-        const char* expected;
-    } cases[] = {
-        {"/xdg/config", "/home/someone", "/xdg/config/gaugely/com.vostrel.gaugely.json"},
-        {"relative/ignored", "/home/someone",
-         "/home/someone/.config/gaugely/com.vostrel.gaugely.json"},
-        {nullptr, "/home/someone", "/home/someone/.config/gaugely/com.vostrel.gaugely.json"},
-    };
-    for (const auto& c : cases) {
-        ScopedEnvironment xdg("XDG_CONFIG_HOME", c.xdg);
-        ScopedEnvironment home("HOME", c.home);
-        EXPECT_EQ(FilePreferences::defaultFile("com.vostrel.gaugely"), fs::path(c.expected));
+    const char* const xdg = std::getenv("XDG_CONFIG_HOME");
+    const std::optional<std::string> savedXdg =
+        xdg ? std::optional<std::string>(xdg) : std::nullopt;
+    const std::string savedHome = std::getenv("HOME") ? std::getenv("HOME") : "";
+    ::setenv("HOME", "/home/someone", 1);
+    const std::string underHome = "/home/someone/.config/gaugely/com.vostrel.gaugely.json";
+    for (const auto& [variable, expected] :
+         std::initializer_list<std::pair<const char*, std::string>>{
+             {"/xdg/config", "/xdg/config/gaugely/com.vostrel.gaugely.json"},
+             {"relative/ignored", underHome},
+             {nullptr, underHome}}) {
+        variable ? ::setenv("XDG_CONFIG_HOME", variable, 1) : ::unsetenv("XDG_CONFIG_HOME");
+        EXPECT_EQ(FilePreferences::defaultFile("com.vostrel.gaugely"), fs::path(expected));
     }
+    savedXdg ? ::setenv("XDG_CONFIG_HOME", savedXdg->c_str(), 1) : ::unsetenv("XDG_CONFIG_HOME");
+    ::setenv("HOME", savedHome.c_str(), 1);
 }
 
 TEST_F(FilePreferencesTest, UnreadableDocumentsAreMovedAsideNotDiscarded) {
