@@ -123,11 +123,10 @@ TEST(LowUsageThresholdState, InvalidateForgetsOnlyThatPlan) {
         state.stateByPlanAndWindow[key] = {true, std::nullopt};
     }
     state.invalidate("plus");
-    std::vector<std::string> kept;
-    for (const auto& [key, value] : state.stateByPlanAndWindow) {
-        kept.push_back(key);
-    }
-    EXPECT_EQ(kept, (std::vector<std::string>{"plus", "plusPlus.weekly", "pro.weekly"}));
+    const LowUsageWindowAlertState low{true, std::nullopt};
+    EXPECT_EQ(state.stateByPlanAndWindow,
+              (decltype(state.stateByPlanAndWindow){
+                  {"plus", low}, {"plusPlus.weekly", low}, {"pro.weekly", low}}));
 }
 
 LowUsageAlertSettings perWindow(LowUsageWindowAlertSettings fiveHour,
