@@ -118,6 +118,12 @@ TEST(AppAssembly, TheLabelWearsTheGaugeOnlyUnderTheProductionIdentity) {
 TEST(AppAssembly, ActionsReachTheirModelsAndWindows) {
     AppWorld world;
     AppAssembly& app = world.start();
+    // Notifications show while the app is in front: unless told, the system shows nothing while
+    // the popover, Settings or an alert is open.
+    EXPECT_EQ(world.notifications.presentationWhileActive(),
+              notificationPresentationOptions({NotificationPresentationOption::banner,
+                                               NotificationPresentationOption::list,
+                                               NotificationPresentationOption::sound}));
     app.reader().setCodexPlan(CodexPlan::plus);
     const int probes = world.framework.probeCount();
     app.performSettingsAction(click(SettingsControl::checkForUpdates));
@@ -247,16 +253,6 @@ TEST(AppAssembly, ThePopoverSaysWhenInputMonitoringIsMissingAndAsksWhereItSaysSo
     app.refreshNow();
     world.time.runUntil([&] { return !app.reader().automationInProgress(); }, 60);
     EXPECT_FALSE(app.popover().inputMonitoringNotice);
-}
-
-TEST(AppAssembly, NotificationsShowWhileTheAppIsInFront) {
-    AppWorld world;
-    world.start();
-    // Unless told, the system shows nothing while the popover, Settings or an alert is open.
-    EXPECT_EQ(world.notifications.presentationWhileActive(),
-              notificationPresentationOptions({NotificationPresentationOption::banner,
-                                               NotificationPresentationOption::list,
-                                               NotificationPresentationOption::sound}));
 }
 
 const SettingsRow* settingsRow(const SettingsViewModel& model, SettingsControl control) {

@@ -17,6 +17,7 @@ namespace gaugely {
 namespace {
 
 namespace fs = std::filesystem;
+using namespace std::string_literals;
 
 SettingsInput chosen(CodexPlan plan) {
     SettingsInput input;
@@ -77,16 +78,13 @@ void expectGolden(const std::string& name, const std::string& text) {
     const char* source = std::getenv("GAUGELY_SOURCE_DIR");
     ASSERT_NE(source, nullptr);
     const fs::path golden = fs::path(source) / "tests/golden" / name;
-    const char* update = std::getenv("GAUGELY_UPDATE_GOLDEN");
-    if (update != nullptr && std::string(update) == "1") {
+    if (const char* update = std::getenv("GAUGELY_UPDATE_GOLDEN"); update && update == "1"s) {
         std::ofstream(golden, std::ios::binary) << text;
         return;
     }
     std::ifstream file(golden, std::ios::binary);
-    const std::string expected((std::istreambuf_iterator<char>(file)),
-                               std::istreambuf_iterator<char>());
-    EXPECT_EQ(text, expected) << golden
-                              << " differs; rerun with GAUGELY_UPDATE_GOLDEN=1 if intended";
+    EXPECT_EQ(text, std::string(std::istreambuf_iterator<char>(file), {}))
+        << golden << " differs; rerun with GAUGELY_UPDATE_GOLDEN=1 if intended";
 }
 
 TEST(SettingsViewModel, TheDisplayPickerOffersOnlyThePlansFormats) {
@@ -174,23 +172,16 @@ TEST(SettingsViewModel, GoldenRenderings) {
         "Codex Usage Monitor for Mac");
     const PrivacyPermissionsInformation privacy =
         PrivacyPermissionsPresentation::information("Gaugely");
-    std::ostringstream texts;
-    texts << "[About]\n"
-          << about.appName << "\n"
-          << about.productDescription << "\n"
-          << about.versionText << "\n"
-          << about.developerText << "\n[" << about.copyActionTitle << "] copies:\n"
-          << about.copiedText << "\n\n[Privacy]\n"
-          << privacy.settingsSummary << "\n"
-          << privacy.accessibilitySummary << "\n"
-          << privacy.notificationsSummary << "\n"
-          << privacy.dataSummary << "\n"
-          << privacy.accessibilityDetails << "\n"
-          << privacy.notificationsDetails << "\n"
-          << privacy.codexLogsDetails << "\n"
-          << privacy.localDataDetails << "\n"
-          << privacy.networkDetails << "\n";
-    expectGolden("about-and-privacy.txt", texts.str());
+    std::string texts = "[About]\n";
+    for (const std::string& line : std::initializer_list<std::string>{
+             about.appName, about.productDescription, about.versionText, about.developerText,
+             "[" + about.copyActionTitle + "] copies:", about.copiedText, "", "[Privacy]",
+             privacy.settingsSummary, privacy.accessibilitySummary, privacy.notificationsSummary,
+             privacy.dataSummary, privacy.accessibilityDetails, privacy.notificationsDetails,
+             privacy.codexLogsDetails, privacy.localDataDetails, privacy.networkDetails}) {
+        texts += line + "\n";
+    }
+    expectGolden("about-and-privacy.txt", texts);
 }
 
 TEST(AppVersionPresentation, TrimsAndFallsBackFieldByField) {

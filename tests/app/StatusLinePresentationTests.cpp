@@ -101,18 +101,6 @@ TEST(CodexFolderSuggestion, TheFolderAboveSessionsIsTheOneMeant) {
     for (const auto& row : rows) {
         EXPECT_EQ(codexFolderAboveSessions(row.folder), row.above) << row.folder;
     }
-
-    CodexLogsState state;
-    EXPECT_FALSE(codexLogsAreMissing(state));  // not looked yet
-    state.looked = true;
-    EXPECT_TRUE(codexLogsAreMissing(state));
-    state.follower.folderProblem = FileProblem::permissionDenied;
-    EXPECT_FALSE(codexLogsAreMissing(state));
-    state.follower.folderProblem = FileProblem::notFound;
-    EXPECT_TRUE(codexLogsAreMissing(state));
-    state.follower.folderProblem = FileProblem::none;
-    state.follower.sessionFiles = 1;
-    EXPECT_FALSE(codexLogsAreMissing(state));
 }
 
 TEST(CodexLogsPresentation, FoldersUnderTheHomeFolderReadWithATilde) {
@@ -236,6 +224,12 @@ TEST(CodexLogsPresentation, TheStatusLineSaysWhereItLookedAndWhyNothingCame) {
             codexLogsStatusText(row.state, "~/.codex/sessions", row.plan, timeOfDay, row.hint),
             row.text);
     }
+    // Missing: looked and found no session file at all, rather than found them unreadable.
+    EXPECT_FALSE(codexLogsAreMissing(CodexLogsState{}));
+    EXPECT_TRUE(codexLogsAreMissing(looked(F::none, 0)));
+    EXPECT_TRUE(codexLogsAreMissing(looked(F::notFound, 0)));
+    EXPECT_FALSE(codexLogsAreMissing(looked(F::permissionDenied, 0)));
+    EXPECT_FALSE(codexLogsAreMissing(looked(F::none, 1)));
 }
 
 }  // namespace

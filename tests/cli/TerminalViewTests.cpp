@@ -277,12 +277,6 @@ TEST_F(TerminalView, TellsTheStoryAndHonoursTheTerminalsLimits) {
     }
 }
 
-std::size_t occurrences(const std::vector<std::string>& lines, std::string_view piece) {
-    return static_cast<std::size_t>(
-        std::count_if(lines.begin(), lines.end(),
-                      [&](const auto& line) { return line.find(piece) != std::string::npos; }));
-}
-
 // `gaugely usage --watch` on a terminal: a notification scrolls above the live reading and stays
 // there through later redraws, on a narrow terminal (where the long lines would wrap) and a wide
 // one alike.
@@ -304,17 +298,14 @@ TEST_F(TerminalView, UsageWatchKeepsNotificationsAboveTheLiveReading) {
         TerminalScreen screen(columns, 30);
         screen.write(session.output());
         const std::vector<std::string> lines = screen.lines();
-        std::string shown;
-        for (const std::string& line : lines) {
-            shown += line + "\n";
-        }
-        EXPECT_EQ(occurrences(lines, "Codex Usage Low: 5h usage remaining: 15%"), 1u)
-            << columns << ":\n"
-            << shown;
-        EXPECT_EQ(occurrences(lines, "Plus \u00B7 Reading "), 1u) << columns << ":\n" << shown;
-        EXPECT_EQ(occurrences(lines, " \u25D4 5h 14% \u00B7 W 39%"), 1u) << columns << ":\n"
-                                                                         << shown;
-        EXPECT_EQ(occurrences(lines, "72%"), 0u) << columns << ":\n" << shown;
+        const auto count = [&](std::string_view piece) {
+            return std::ranges::count_if(lines,
+                                         [&](const auto& line) { return contains(line, piece); });
+        };
+        EXPECT_EQ(count("Codex Usage Low: 5h usage remaining: 15%"), 1) << columns;
+        EXPECT_EQ(count("Plus \u00B7 Reading "), 1) << columns;
+        EXPECT_EQ(count(" \u25D4 5h 14% \u00B7 W 39%"), 1) << columns;
+        EXPECT_EQ(count("72%"), 0) << columns << ":\n" << session.output();
     }
 }
 

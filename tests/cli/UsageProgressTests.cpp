@@ -101,11 +101,6 @@ class UsageProgress : public ToolTest {
         return total;
     }
 
-    // Appends a raw piece to a session file, as a writer caught mid-line leaves it.
-    void appendRaw(const fs::path& file, const std::string& text) {
-        std::ofstream(file, std::ios::binary | std::ios::app) << text;
-    }
-
     std::string tokenLine(double at, double fiveHour) const {
         return writer->tokenCountLine(usedAt(at, fiveHour, 41, now));
     }
@@ -133,11 +128,12 @@ TEST_F(UsageProgress, AWarmRunShowsWhatAFreshReadShowsAndReadsOnlyWhatIsNew) {
         {"then nothing", Reads::nothing, nothing, true},
         {"a line's start written", Reads::appended,
          [](UsageProgress& t) {
-             t.appendRaw(t.newest->file, t.tokenLine(t.now - 40, 77).substr(0, 90));
+             std::ofstream(t.newest->file, std::ios::app)
+                 << t.tokenLine(t.now - 40, 77).substr(0, 90);
          }},
         {"then its rest", Reads::appended,
          [](UsageProgress& t) {
-             t.appendRaw(t.newest->file, t.tokenLine(t.now - 40, 77).substr(90));
+             std::ofstream(t.newest->file, std::ios::app) << t.tokenLine(t.now - 40, 77).substr(90);
          },
          true},
         {"then nothing", Reads::nothing, nothing, true},

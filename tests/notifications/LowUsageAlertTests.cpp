@@ -18,13 +18,6 @@ Date at(int minutes, int seconds = 0) {
     return tenOClock.addingTimeInterval(minutes * 60 + seconds);
 }
 
-// Commits one weekly reading of plus.
-Crossings weekly(LowUsageThresholdState& state, int percentage,
-                 const LowUsageAlertSettings& settings, Date when) {
-    return state.recordCommittedPercentages("plus", {{QuotaWindow::weekly, percentage}}, settings,
-                                            when);
-}
-
 // One committed weekly reading and the crossings it must produce.
 struct Reading {
     Date when;
@@ -75,7 +68,10 @@ TEST(LowUsageThresholdState, CrossingsRemindersAndRearming) {
             const Crossings expected = reading.crossing
                                            ? Crossings{{QuotaWindow::weekly, *reading.crossing}}
                                            : Crossings{};
-            EXPECT_EQ(weekly(state, reading.weekly, c.settings, reading.when), expected)
+            EXPECT_EQ(
+                state.recordCommittedPercentages("plus", {{QuotaWindow::weekly, reading.weekly}},
+                                                 c.settings, reading.when),
+                expected)
                 << c.name << ", reading " << i;
         }
     }
@@ -127,11 +123,10 @@ TEST(LowUsageThresholdState, InvalidateForgetsOnlyThatPlan) {
         state.stateByPlanAndWindow[key] = {true, std::nullopt};
     }
     state.invalidate("plus");
-    std::vector<std::string> kept;
-    for (const auto& [key, value] : state.stateByPlanAndWindow) {
-        kept.push_back(key);
-    }
-    EXPECT_EQ(kept, (std::vector<std::string>{"plus", "plusPlus.weekly", "pro.weekly"}));
+    const LowUsageWindowAlertState low{true, std::nullopt};
+    EXPECT_EQ(state.stateByPlanAndWindow,
+              (decltype(state.stateByPlanAndWindow){
+                  {"plus", low}, {"plusPlus.weekly", low}, {"pro.weekly", low}}));
 }
 
 LowUsageAlertSettings perWindow(LowUsageWindowAlertSettings fiveHour,
@@ -227,8 +222,6 @@ TEST(LowUsageThresholdState, DecodesCurrentAndOlderFormsKeepingUnknownKeys) {
     }
 }
 
-constexpr Date noon{800000000};
-
 TEST(NotificationStateStores, SaveAfterEveryChangeAndLoadAtConstruction) {
     MemoryPreferences defaults;
     {
@@ -237,8 +230,8 @@ TEST(NotificationStateStores, SaveAfterEveryChangeAndLoadAtConstruction) {
         EXPECT_EQ(lowUsage.load(), PersistedRecordLoad::absent);
         EXPECT_EQ(defaults.writeCount(), 0u) << "construction never writes";
 
-        lowUsage.recordCommittedPercentages("plus", {{QuotaWindow::weekly, 50}}, {}, noon);
-        lowUsage.recordCommittedPercentages("plus", {{QuotaWindow::weekly, 10}}, {}, noon);
+        lowUsage.recordCommittedPercentages("plus", {{QuotaWindow::weekly, 50}}, {}, tenOClock);
+        lowUsage.recordCommittedPercentages("plus", {{QuotaWindow::weekly, 10}}, {}, tenOClock);
         lowUsage.rebaseline("pro", {{QuotaWindow::weekly, 5}}, {}, std::nullopt, true);
         lowUsage.invalidate("pro");
         resets.recordCommittedPercentages("plus", {{QuotaWindow::fiveHour, 60}}, {});
@@ -249,9 +242,9 @@ TEST(NotificationStateStores, SaveAfterEveryChangeAndLoadAtConstruction) {
     LowUsageNotificationStateStore lowUsage(defaults);
     QuotaResetNotificationStateStore resets(defaults);
     EXPECT_EQ(lowUsage.load(), PersistedRecordLoad::restored);
-    EXPECT_EQ(
-        lowUsage.state().stateByPlanAndWindow,
-        (decltype(LowUsageThresholdState::stateByPlanAndWindow){{"plus.weekly", {true, noon}}}));
+    EXPECT_EQ(lowUsage.state().stateByPlanAndWindow,
+              (decltype(LowUsageThresholdState::stateByPlanAndWindow){
+                  {"plus.weekly", {true, tenOClock}}}));
     EXPECT_EQ(resets.state().stateByPlanAndWindow,
               (decltype(QuotaResetState::stateByPlanAndWindow){{"freeGo.monthly", {70}},
                                                                {"plus.fiveHour", {60}}}));

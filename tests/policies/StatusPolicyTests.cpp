@@ -125,24 +125,17 @@ TEST(ReaderStatusPresentation, EveryStatusHasItsWordsAndItsHint) {
 TEST(UsageStatusPresentationPolicy, EachConcernOutranksTheOnesBelowIt) {
     // Arguments: plan chosen, validated, permission, valid snapshot, running, recovery, stale.
     using P = UsageStatusPresentationPolicy;
-    constexpr auto ok = QuotaReaderSupport::validated;
-    constexpr auto no = QuotaReaderSupport::unvalidated;
-    EXPECT_EQ(P::highestPriority(false, no, false, false, true, true, true),
-              UsageStatusPriority::noSelectedPlan);
-    EXPECT_EQ(P::highestPriority(true, no, false, false, true, true, true),
-              UsageStatusPriority::unsupportedPlan);
-    EXPECT_EQ(P::highestPriority(true, ok, false, false, true, true, true),
-              UsageStatusPriority::accessibilityPermission);
-    EXPECT_EQ(P::highestPriority(true, ok, true, false, true, true, true),
-              UsageStatusPriority::noUsageData);
-    EXPECT_EQ(P::highestPriority(true, ok, true, true, true, true, true),
-              UsageStatusPriority::activeRefresh);
-    EXPECT_EQ(P::highestPriority(true, ok, true, true, false, true, true),
-              UsageStatusPriority::refreshRecovery);
-    EXPECT_EQ(P::highestPriority(true, ok, true, true, false, false, true),
-              UsageStatusPriority::staleData);
-    EXPECT_EQ(P::highestPriority(true, ok, true, true, false, false, false),
-              UsageStatusPriority::normal);
+    // Each step satisfies one concern more than the step before it.
+    using U = UsageStatusPriority;
+    const U ranked[] = {U::noSelectedPlan, U::unsupportedPlan, U::accessibilityPermission,
+                        U::noUsageData,    U::activeRefresh,   U::refreshRecovery,
+                        U::staleData,      U::normal};
+    for (int i = 0; i < 8; ++i) {
+        const auto support =
+            i > 1 ? QuotaReaderSupport::validated : QuotaReaderSupport::unvalidated;
+        EXPECT_EQ(P::highestPriority(i > 0, support, i > 2, i > 3, i < 5, i < 6, i < 7), ranked[i])
+            << i;
+    }
 }
 
 // The other priorities' texts are asserted through the reader's status tests.

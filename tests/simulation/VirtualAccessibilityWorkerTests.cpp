@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -11,6 +12,7 @@ namespace {
 
 constexpr double start = VirtualTime::defaultMonotonicStart;
 constexpr double timeout = 2.0;
+using Texts = std::vector<std::string>;
 
 // A worker over a bare simulated application whose root's title a test can change mid-job.
 struct WorkerWorld {
@@ -91,13 +93,10 @@ TEST(VirtualAccessibilityWorker, JobsRunOneAtATimeInOrderAndLastTheirRoundTripsT
         world.time.runUntilIdle();
 
         // Each job ends before the next begins, and results come back in submission order.
-        std::vector<std::string> jobs;
-        std::vector<std::string> deliveries;
-        for (const std::string& event : world.trace) {
-            (event.starts_with("deliver") ? deliveries : jobs).push_back(event);
-        }
-        EXPECT_EQ(jobs, expectedTrace);
-        EXPECT_EQ(deliveries, (std::vector<std::string>{"deliver a", "deliver b", "deliver c"}));
+        std::ranges::stable_partition(
+            world.trace, [](const std::string& event) { return !event.starts_with("deliver"); });
+        expectedTrace.insert(expectedTrace.end(), {"deliver a", "deliver b", "deliver c"});
+        EXPECT_EQ(world.trace, expectedTrace);
         ASSERT_EQ(world.deliveredAt.size(), expectedAt.size());
         for (std::size_t i = 0; i < expectedAt.size(); ++i) {
             EXPECT_NEAR(world.deliveredAt[i], expectedAt[i], 1e-9) << i;
@@ -145,18 +144,10 @@ TEST(VirtualAccessibilityWorker, ACancelledJobDeliversNothingAndLeavesNoWorkBehi
         EXPECT_EQ(world.worker.pendingDeliveries(), 0u);
         world.time.runUntilIdle();
 
-        std::vector<std::string> expected;
-        if (c.delivered) {
-            expected.push_back("deliver first");
-        }
-        expected.push_back("deliver second");
-        std::vector<std::string> deliveries;
-        for (const std::string& event : world.trace) {
-            if (event.starts_with("deliver")) {
-                deliveries.push_back(event);
-            }
-        }
-        EXPECT_EQ(deliveries, expected);
+        std::erase_if(world.trace,
+                      [](const std::string& event) { return !event.starts_with("deliver"); });
+        EXPECT_EQ(world.trace, (c.delivered ? Texts{"deliver first", "deliver second"}
+                                            : Texts{"deliver second"}));
         EXPECT_EQ(world.ax.roundTrips(), c.answered + 2);
         EXPECT_TRUE(world.worker.idle());
         EXPECT_EQ(world.time.pendingOneShotCount(), 0u);

@@ -91,40 +91,38 @@ TEST(AppcastReader, ReadsItemsAsTheFrameworkDoes) {
     struct Row {
         std::string what;
         std::string item;
-        std::string build;
-        std::string version;
-        std::optional<std::string> download;
-        bool informational = false;
+        UpdateCandidate read;
     };
+    const std::optional<std::string> none;
     const std::vector<Row> rows{
         {"enclosure attributes win",
          "<item><s:version>9</s:version><s:shortVersionString>9.9.9</s:shortVersionString>"
          "<enclosure url=\"a.zip\" s:version=\"4\" s:shortVersionString=\"1.0.4\"/></item>",
-         "4", "1.0.4", "a.zip"},
+         {"4", "1.0.4", false, none, "a.zip"}},
         {"item elements next, trimmed",
-         "<item><s:version> 5 </s:version><enclosure url=\"a.zip\"/></item>", "5", "5", "a.zip"},
-        {"the file name last", "<item><enclosure url=\"https://h/x/Gaugely_1.0_6.zip\"/></item>",
-         "6", "6", "https://h/x/Gaugely_1.0_6.zip"},
-        {"spaces forgiven", "<item><s:version>7</s:version><enclosure url=\"a b.zip\"/></item>",
-         "7", "7", "a%20b.zip"},
+         "<item><s:version> 5 </s:version><enclosure url=\"a.zip\"/></item>",
+         {"5", "5", false, none, "a.zip"}},
+        {"the file name last",
+         "<item><enclosure url=\"https://h/x/Gaugely_1.0_6.zip\"/></item>",
+         {"6", "6", false, none, "https://h/x/Gaugely_1.0_6.zip"}},
+        {"spaces forgiven",
+         "<item><s:version>7</s:version><enclosure url=\"a b.zip\"/></item>",
+         {"7", "7", false, none, "a%20b.zip"}},
         {"another prefix is not Sparkle's",
          "<item xmlns:t=\"urn:other\"><t:version>8</t:version><enclosure url=\"a.zip\"/></item>",
-         "", "", "a.zip"},
+         {"", "", false, none, "a.zip"}},
         {"information only",
          "<item><link>https://h/i</link><s:version>9</s:version><s:informationalUpdate/>"
          "<enclosure url=\"a.zip\"/></item>",
-         "9", "9", "a.zip", true},
+         {"9", "9", true, "https://h/i", "a.zip"}},
         {"a page without an archive",
-         "<item><link>https://h/i</link><s:version>9</s:version></item>", "9", "9", std::nullopt,
-         true},
+         "<item><link>https://h/i</link><s:version>9</s:version></item>",
+         {"9", "9", true, "https://h/i", none}},
     };
     for (const Row& row : rows) {
         const auto items = itemsOf(row.item);
         ASSERT_EQ(items.size(), 1u) << row.what;
-        EXPECT_EQ(items[0].candidate.build, row.build) << row.what;
-        EXPECT_EQ(items[0].candidate.version, row.version) << row.what;
-        EXPECT_EQ(items[0].candidate.download, row.download) << row.what;
-        EXPECT_EQ(items[0].candidate.informational, row.informational) << row.what;
+        EXPECT_EQ(items[0].candidate, row.read) << row.what;
     }
     EXPECT_EQ(itemsOf("<item><enclosure url=\"noversion.zip\"/></item>")[0].unreadable,
               "no sparkle:version, and none in the archive's file name");

@@ -3,6 +3,7 @@
 #include "Meterlane/Simulation/MemoryBundleInformation.h"
 #include "ProductionUpdateSupport/ProductionUpdaterRuntime.h"
 #include "SharedUpdateSupport/OfficialPublicReleaseRegistry.h"
+#include "updates/UpdaterWorld.h"
 
 namespace gaugely {
 namespace {
@@ -109,12 +110,6 @@ TEST(ProductionUpdaterConfiguration, PublicKeyIsBase64OfThirtyTwoBytes) {
     }
 }
 
-UpdateCandidate candidate(std::string version, std::string build) {
-    const std::string base = "https://updates.example.com/updates/gaugely/";
-    return {build, version, false, base + "releases/" + version + "/",
-            base + "releases/" + version + "/build-" + build + "/Gaugely-" + version + ".zip"};
-}
-
 TEST(ProductionItemRule, OffersOnlyOfficialArchives) {
     struct Row {
         std::string what;
@@ -167,12 +162,12 @@ TEST(ProductionItemRule, OffersOnlyOfficialArchives) {
          information("https://updates.example.com/updates/gaugely/notes.html#1.0.4"), std::nullopt},
     };
     for (const Row& row : rows) {
-        UpdateCandidate item = candidate("1.0.4", "4");
+        UpdateCandidate item = feedItem("1.0.4", "4").candidate;
         row.change(item);
         EXPECT_EQ(productionItemRefusal(item, host), row.refusal) << row.what;
     }
     // No host, nothing offered.
-    EXPECT_EQ(productionItemRefusal(candidate("1.0.4", "4"), ""), R::wrongDownload);
+    EXPECT_EQ(productionItemRefusal(feedItem("1.0.4", "4").candidate, ""), R::wrongDownload);
 }
 
 TEST(OfficialPublicReleaseRegistry, InstalledVersionText) {

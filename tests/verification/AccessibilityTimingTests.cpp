@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <numeric>
+
 #include "Meterlane/Simulation/RefreshProjection.h"
 #include "Meterlane/Simulation/TreeRecording.h"
 #include "Meterlane/Verification/LatencyStatistics.h"
@@ -14,12 +16,9 @@ TEST(LatencyStatistics, MedianAndNearestRankPercentile) {
         std::vector<double> samples;
         LatencySummary expected;
     };
-    std::vector<double> twenty;
-    for (int i = 1; i <= 20; ++i) {
-        twenty.push_back(i);
-    }
-    std::vector<double> twentyOne = twenty;
-    twentyOne.push_back(21);
+    std::vector<double> twentyOne(21);
+    std::iota(twentyOne.begin(), twentyOne.end(), 1);
+    const std::vector<double> twenty(twentyOne.begin(), twentyOne.end() - 1);
     const Case cases[] = {
         {{}, {}},
         {{5}, {1, 5, 5, 5, 5}},

@@ -46,13 +46,10 @@ TEST(RefreshTraceRecorder, KeepsEveryLineOfRealRunsAsLoggedAndOnlyTheLastThree) 
         ASSERT_FALSE(world.traces.traces().empty()) << entry.name;
         const KeptRefreshTrace& trace = world.traces.traces().back();
         EXPECT_TRUE(trace.finished()) << entry.name;
-        std::size_t kept = 0;
-        for (const std::string& line : world.log.lines("refresh")) {
-            if (std::find(trace.lines.begin(), trace.lines.end(), line) != trace.lines.end()) {
-                ++kept;
-            }
-        }
-        EXPECT_EQ(kept, trace.lines.size()) << entry.name;
+        const auto kept = std::ranges::count_if(world.log.lines("refresh"), [&](const auto& line) {
+            return std::ranges::find(trace.lines, line) != trace.lines.end();
+        });
+        EXPECT_EQ(static_cast<std::size_t>(kept), trace.lines.size()) << entry.name;
         for (const std::string& line : trace.lines) {
             EXPECT_EQ(line.find(RefreshTraceRecorder::withheld), std::string::npos)
                 << entry.name << ": " << line;

@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
+#include <iterator>
 #include "Meterlane/Verification/Checklist.h"
 #include "Meterlane/Verification/VerificationPlan.h"
 #include "Meterlane/Verification/VerificationReport.h"
@@ -20,9 +20,6 @@ TEST(VerificationResults, SurviveTheirJsonAndKeepDefaultsForWhatCannotBeRead) {
     const auto decoded = VerificationResults::fromJson(results.toJson());
     ASSERT_TRUE(decoded);
     EXPECT_EQ(decoded->toJson(), results.toJson());
-    EXPECT_EQ(decoded->refresh, results.refresh);
-    EXPECT_EQ(decoded->tree, results.tree);
-    EXPECT_EQ(decoded->findings, results.findings);
 
     EXPECT_FALSE(VerificationResults::fromJson(Json::array()));
     const auto partial = VerificationResults::fromJson(*parseJson(
@@ -96,18 +93,11 @@ TEST(VerificationReport, ThePlanNamesEveryFindingAndHowManyItemsItSettles) {
     EXPECT_EQ(plan.find("[0 items]"), std::string::npos);
 }
 
-std::string checklistFile() {
-    const char* source = std::getenv("GAUGELY_SOURCE_DIR");
-    const auto path = std::filesystem::path(source ? source : ".") / "Meterlane" / "Verification" /
-                      "MacChecklist.json";
-    std::ifstream in(path);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
-
 TEST(Checklist, TheRepositorysChecklistMapsEveryItemToAStepOrAPersonAndUsesEveryFinding) {
-    const std::string text = checklistFile();
+    const char* source = std::getenv("GAUGELY_SOURCE_DIR");
+    std::ifstream file(std::filesystem::path(source ? source : ".") /
+                       "Meterlane/Verification/MacChecklist.json");
+    const std::string text(std::istreambuf_iterator<char>(file), {});
     ASSERT_FALSE(text.empty()) << "MacChecklist.json cannot be read";
     // The app embeds the same text it was built from.
     EXPECT_EQ(text, embeddedMacChecklist());
