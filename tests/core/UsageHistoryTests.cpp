@@ -94,13 +94,11 @@ TEST(UsageHistory, KeepsAtMostTheLimitOfPointsTheNewestOnes) {
 TEST(UsageHistory, PrunesByTheClockAndGivesTheCurrentWindowsPoints) {
     UsageHistory history;
     const Date nextReset = reset.addingTimeInterval(5 * 3600);
-    ASSERT_TRUE(history.record(CodexPlan::plus, QuotaWindow::fiveHour, point(0, 60)));
-    ASSERT_TRUE(history.record(CodexPlan::plus, QuotaWindow::fiveHour, point(10, 50)));
-    ASSERT_TRUE(history.record(CodexPlan::plus, QuotaWindow::fiveHour,
-                               point(20, 45, reset.addingTimeInterval(-100))));
-    ASSERT_TRUE(history.record(CodexPlan::plus, QuotaWindow::fiveHour, point(30, 100, nextReset)));
-    ASSERT_TRUE(
-        history.record(CodexPlan::plus, QuotaWindow::fiveHour, point(40, 90, std::nullopt)));
+    for (const auto& p :
+         {point(0, 60), point(10, 50), point(20, 45, reset.addingTimeInterval(-100)),
+          point(30, 100, nextReset), point(40, 90, std::nullopt)}) {
+        ASSERT_TRUE(history.record(CodexPlan::plus, QuotaWindow::fiveHour, p));
+    }
     EXPECT_EQ(history.currentWindowPoints(CodexPlan::plus, QuotaWindow::fiveHour, reset),
               (std::vector<UsagePoint>{
                   {point(0, 0).at, 60}, {point(10, 0).at, 50}, {point(20, 0).at, 45}}));

@@ -15,12 +15,7 @@ using Lines = std::vector<std::string>;
 
 UsageSnapshot plusSnapshot(std::string fiveHour, std::string fiveHourReset, std::string weekly,
                            std::string weeklyReset) {
-    UsageSnapshot snapshot;
-    snapshot.fiveHour = std::move(fiveHour);
-    snapshot.fiveHourReset = std::move(fiveHourReset);
-    snapshot.weekly = std::move(weekly);
-    snapshot.weeklyReset = std::move(weeklyReset);
-    return snapshot;
+    return {fiveHour, fiveHourReset, weekly, weeklyReset};
 }
 
 const std::string notFound(notFoundText);
@@ -80,9 +75,7 @@ TEST(PlusUsageMenu, ResetTimesWithNoBreakSpacesAreReadAndComplete) {
 
 TEST(UsageRemainingMenu, FreeGoFillsOnlyTheMonthlyFieldsAndProIsNotReadHere) {
     const Lines monthly{"Monthly", "85% left", "Resets Oct 3"};
-    UsageSnapshot expected;
-    expected.monthly = "85%";
-    expected.monthlyReset = "Oct 3";
+    const UsageSnapshot expected{.monthly = "85%", .monthlyReset = "Oct 3"};
     EXPECT_EQ(usageSnapshotFromUsageRemainingMenu(CodexPlan::freeGo, monthly), expected);
     EXPECT_EQ(usageSnapshotFromUsageRemainingMenu(CodexPlan::freeGo, {"Monthly", "85% left"}),
               std::nullopt);

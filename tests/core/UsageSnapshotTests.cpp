@@ -27,15 +27,6 @@ TEST(PercentageValue, ReadsOnlyWholePercentagesFromZeroToHundred) {
     }
 }
 
-UsageSnapshot snapshotWith(
-    std::initializer_list<std::pair<std::string UsageSnapshot::*, const char*>> fields) {
-    UsageSnapshot snapshot;
-    for (const auto& [field, value] : fields) {
-        snapshot.*field = value;
-    }
-    return snapshot;
-}
-
 TEST(UsageSnapshotCompleteness, NeedsEveryRequiredWindowWithAWellFormedReset) {
     using S = UsageSnapshot;
     const struct {
@@ -45,31 +36,26 @@ TEST(UsageSnapshotCompleteness, NeedsEveryRequiredWindowWithAWellFormedReset) {
         bool complete;
     } cases[] = {
         {"plus, all four",
-         snapshotWith({{&S::fiveHour, "72%"},
-                       {&S::fiveHourReset, "3:45 PM"},
-                       {&S::weekly, "40%"},
-                       {&S::weeklyReset, "Sep 12"}}),
+         S{.fiveHour = "72%", .fiveHourReset = "3:45 PM", .weekly = "40%", .weeklyReset = "Sep 12"},
          QuotaSchema::dualWindow, true},
         {"plus, 5-hour reset missing",
-         snapshotWith({{&S::fiveHour, "72%"}, {&S::weekly, "40%"}, {&S::weeklyReset, "Sep 12"}}),
-         QuotaSchema::dualWindow, false},
-        {"resets are trimmed first",
-         snapshotWith({{&S::fiveHour, "0%"},
-                       {&S::fiveHourReset, "\n 9:05pm\u00A0"},
-                       {&S::weekly, "100%"},
-                       {&S::weeklyReset, " Sept 12, 2026\n"}}),
-         QuotaSchema::dualWindow, true},
-        {"pro needs only the weekly percentage", snapshotWith({{&S::weekly, "40%"}}),
-         QuotaSchema::proGeneralWeeklyPercentageOnly, true},
-        {"pro with an unreadable percentage", snapshotWith({{&S::weekly, "40 %"}}),
-         QuotaSchema::proGeneralWeeklyPercentageOnly, false},
-        {"weekly-only needs a reset date, unlike pro", snapshotWith({{&S::weekly, "40%"}}),
-         QuotaSchema::weeklyOnly, false},
-        {"monthly", snapshotWith({{&S::monthly, "85%"}, {&S::monthlyReset, "Oct 3"}}),
-         QuotaSchema::monthlyOnly, true},
-        {"monthly ignores the plus fields",
-         snapshotWith({{&S::weekly, "40%"}, {&S::weeklyReset, "Sep 12"}}), QuotaSchema::monthlyOnly,
+         S{.fiveHour = "72%", .weekly = "40%", .weeklyReset = "Sep 12"}, QuotaSchema::dualWindow,
          false},
+        {"resets are trimmed first",
+         S{.fiveHour = "0%",
+           .fiveHourReset = "\n 9:05pm\u00A0",
+           .weekly = "100%",
+           .weeklyReset = " Sept 12, 2026\n"},
+         QuotaSchema::dualWindow, true},
+        {"pro needs only the weekly percentage", S{.weekly = "40%"},
+         QuotaSchema::proGeneralWeeklyPercentageOnly, true},
+        {"pro with an unreadable percentage", S{.weekly = "40 %"},
+         QuotaSchema::proGeneralWeeklyPercentageOnly, false},
+        {"weekly-only needs a reset date, unlike pro", S{.weekly = "40%"}, QuotaSchema::weeklyOnly,
+         false},
+        {"monthly", S{.monthly = "85%", .monthlyReset = "Oct 3"}, QuotaSchema::monthlyOnly, true},
+        {"monthly ignores the plus fields", S{.weekly = "40%", .weeklyReset = "Sep 12"},
+         QuotaSchema::monthlyOnly, false},
         {"the empty snapshot", UsageSnapshot::empty(), QuotaSchema::dualWindow, false},
     };
     for (const auto& c : cases) {
@@ -97,14 +83,9 @@ TEST(UsageSnapshotCompleteness, ResetPatterns) {
         {"3:45 PM today", false, false},
     };
     for (const auto& c : cases) {
-        UsageSnapshot plus;
-        plus.fiveHour = "50%";
-        plus.fiveHourReset = c.text;
-        plus.weekly = "50%";
-        plus.weeklyReset = "Sep 1";
-        UsageSnapshot monthly;
-        monthly.monthly = "50%";
-        monthly.monthlyReset = c.text;
+        const UsageSnapshot plus{
+            .fiveHour = "50%", .fiveHourReset = c.text, .weekly = "50%", .weeklyReset = "Sep 1"};
+        const UsageSnapshot monthly{.monthly = "50%", .monthlyReset = c.text};
         EXPECT_EQ(isCompleteUsageSnapshot(plus, QuotaSchema::dualWindow), c.time) << c.text;
         EXPECT_EQ(isCompleteUsageSnapshot(monthly, QuotaSchema::monthlyOnly), c.date) << c.text;
     }
@@ -112,10 +93,7 @@ TEST(UsageSnapshotCompleteness, ResetPatterns) {
 
 TEST(QuotaPercentages, ListsReadableWindowsOfTheSchemaInOrder) {
     using Pairs = std::vector<std::pair<QuotaWindow, int>>;
-    UsageSnapshot snapshot;
-    snapshot.fiveHour = "Not Found";
-    snapshot.weekly = "40%";
-    snapshot.monthly = "85%";
+    UsageSnapshot snapshot{.weekly = "40%", .monthly = "85%"};
     EXPECT_EQ(quotaPercentages(snapshot, QuotaSchema::dualWindow),
               (Pairs{{QuotaWindow::weekly, 40}}));
     EXPECT_EQ(quotaPercentages(snapshot, QuotaSchema::monthlyOnly),

@@ -336,8 +336,7 @@ TEST(CodexLogFollower, LooksBetweenScansStatTheTreeAndReadNothingUnchanged) {
         world.follower.look();
     }
     EXPECT_EQ(world.follower.statistics().fullScans, 3u);
-    const auto watched = world.follower.foldersToWatch();
-    EXPECT_EQ(watched.size(), 25u) << "every folder of the tree";
+    EXPECT_EQ(world.follower.foldersToWatch().size(), 25u) << "every folder of the tree";
 }
 
 TEST(CodexLogFollower, AHostileTreeEndsWithinItsLimits) {

@@ -57,13 +57,11 @@ TEST(ProfileMenuMemory, CodexsVersionIsItsShortVersionAndBuild) {
         std::optional<std::string> version;
         std::optional<std::string> build;
         std::optional<std::string> text;
-    } cases[] = {
-        {"1.0.0", "100", "1.0.0 (100)"},
-        {"1.0.0", std::nullopt, "1.0.0"},
-        {std::nullopt, "100", "100"},
-        {"", "", std::nullopt},
-        {std::nullopt, std::nullopt, std::nullopt},
-    };
+    } cases[] = {{"1.0.0", "100", "1.0.0 (100)"},
+                 {"1.0.0", std::nullopt, "1.0.0"},
+                 {std::nullopt, "100", "100"},
+                 {"", "", std::nullopt},
+                 {std::nullopt, std::nullopt, std::nullopt}};
     for (const auto& c : cases) {
         MemoryBundleInformation bundle("com.openai.codex", "/Applications/Codex.app");
         if (c.version) {
@@ -85,10 +83,8 @@ struct Launches {
     // Gaugely starts (again) on the defaults as they are, and refreshes once.
     RefreshCost launchAndRefresh() {
         world.reader.reset();
-        UsageReader& reader = world.makeReader();
-        const RefreshCost cost = measureManualRefresh(reader, world.codex, world.time);
-        world.time.advance(5);
-        return cost;
+        world.makeReader();
+        return refreshAgain();
     }
     RefreshCost refreshAgain() {
         const RefreshCost cost = measureManualRefresh(*world.reader, world.codex, world.time);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -41,22 +42,16 @@ struct ReaderWorld {
         input.setLastInputSecondsAgo(60);
     }
 
+    std::string nextUuid() {
+        char text[40];
+        std::snprintf(text, sizeof text, "%08X-0000-4000-8000-000000000000", ++uuids);
+        return text;
+    }
+
     ReaderEnvironment environment() {
-        return ReaderEnvironment{codex,
-                                 input,
-                                 workspace,
-                                 time,
-                                 time,
-                                 log,
-                                 preferences,
-                                 notifications,
-                                 [this] {
-                                     char text[40];
-                                     std::snprintf(text, sizeof text,
-                                                   "%08X-0000-4000-8000-000000000000", ++uuids);
-                                     return std::string(text);
-                                 },
-                                 &worker};
+        const auto uuid = [this] { return nextUuid(); };
+        return {codex, input,       workspace,     time, time,
+                log,   preferences, notifications, uuid, &worker};
     }
 
     // A reader with its plan chosen and automatic refresh off unless a test wants it.
@@ -97,13 +92,9 @@ struct ReaderWorld {
     }
 
     std::size_t postedMouseEvents() const {
-        std::size_t count = 0;
-        for (const auto& event : input.postedEvents()) {
-            if (event.type != InputEventType::keyDown && event.type != InputEventType::keyUp) {
-                ++count;
-            }
-        }
-        return count;
+        return std::count_if(input.postedEvents().begin(), input.postedEvents().end(), [](auto& e) {
+            return e.type != InputEventType::keyDown && e.type != InputEventType::keyUp;
+        });
     }
 };
 

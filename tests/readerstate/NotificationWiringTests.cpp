@@ -8,11 +8,9 @@ namespace gaugely {
 namespace {
 
 CodexUsage usage(int fiveHour, int weekly) {
-    CodexUsage u;
-    u.fiveHourPercentLeft = fiveHour;
-    u.weeklyPercentLeft = weekly;
-    u.proWeeklyPercentLeft = weekly;
-    return u;
+    return {.fiveHourPercentLeft = fiveHour,
+            .weeklyPercentLeft = weekly,
+            .proWeeklyPercentLeft = weekly};
 }
 
 std::vector<std::string> bodies(const FakeUserNotificationCenter& center) {
