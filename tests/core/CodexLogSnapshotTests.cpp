@@ -10,7 +10,9 @@
 #include "Meterlane/Posix/IcuTimeFormatter.h"
 #include "core/CorePrinters.h"
 
-namespace gaugely {
+// A namespace of its own: a test program builds its files as one unit, and each file has
+// its own helpers of the same short names.
+namespace gaugely::log_snapshot_tests {
 namespace {
 
 // 2025-09-25T13:00:00Z
@@ -292,4 +294,4 @@ TEST(CodexLogWindowLength, NamesOnlyTheLengthsCodexUses) {
 }
 
 }  // namespace
-}  // namespace gaugely
+}  // namespace gaugely::log_snapshot_tests

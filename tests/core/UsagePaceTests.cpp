@@ -4,7 +4,9 @@
 
 #include "LowUsageNotificationSupport/UsagePace.h"
 
-namespace gaugely {
+// A namespace of its own: a test program builds its files as one unit, and each file has
+// its own helpers of the same short names.
+namespace gaugely::pace_tests {
 namespace {
 
 const Date now{800'000'000};
@@ -97,4 +99,4 @@ TEST(UsagePace, SaysItInOneSentence) {
 }
 
 }  // namespace
-}  // namespace gaugely
+}  // namespace gaugely::pace_tests
