@@ -13,7 +13,8 @@
 #include "LowUsageNotificationSupport/Text.h"
 #include "ToolRunner.h"
 
-namespace gaugely::tooltest {
+// Its own namespace: the test program compiles its files as one unit.
+namespace gaugely::tooltest::simulate_tests {
 namespace {
 
 using namespace std::string_literals;
@@ -339,4 +340,4 @@ TEST_F(Simulate, DumpTreeRecordsASetThatReadsBack) {
 }
 
 }  // namespace
-}  // namespace gaugely::tooltest
+}  // namespace gaugely::tooltest::simulate_tests

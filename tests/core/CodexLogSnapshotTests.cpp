@@ -10,8 +10,7 @@
 #include "Meterlane/Posix/IcuTimeFormatter.h"
 #include "core/CorePrinters.h"
 
-// A namespace of its own: a test program builds its files as one unit, and each file has
-// its own helpers of the same short names.
+// Its own namespace: the test program compiles its files as one unit.
 namespace gaugely::log_snapshot_tests {
 namespace {
 

@@ -4,8 +4,7 @@
 
 #include "LowUsageNotificationSupport/UsagePace.h"
 
-// A namespace of its own: a test program builds its files as one unit, and each file has
-// its own helpers of the same short names.
+// Its own namespace: the test program compiles its files as one unit.
 namespace gaugely::pace_tests {
 namespace {
 

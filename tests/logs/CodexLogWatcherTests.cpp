@@ -5,7 +5,8 @@
 #include "LogWorld.h"
 #include "Meterlane/Simulation/VirtualTime.h"
 
-namespace gaugely::logs {
+// Its own namespace: the test program compiles its files as one unit.
+namespace gaugely::logs::watcher_tests {
 namespace {
 
 const std::string logA = day + "/rollout-a.jsonl";
@@ -106,4 +107,4 @@ TEST(CodexLogWatcher, NothingRunsAfterItIsGone) {
 }
 
 }  // namespace
-}  // namespace gaugely::logs
+}  // namespace gaugely::logs::watcher_tests
