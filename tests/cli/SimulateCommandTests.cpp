@@ -13,7 +13,6 @@
 #include "LowUsageNotificationSupport/Text.h"
 #include "ToolRunner.h"
 
-// Its own namespace: the test program compiles its files as one unit.
 namespace gaugely::tooltest::simulate_tests {
 namespace {
 

@@ -5,7 +5,6 @@
 #include "LowUsageNotificationSupport/Json.h"
 #include "ToolRunner.h"
 
-// Its own namespace: the test program compiles its files as one unit.
 namespace gaugely::tooltest::usage_tests {
 namespace {
 

@@ -10,7 +10,6 @@
 // A run that goes on from where the last one stopped reading must show exactly what a run
 // reading the logs afresh shows, with the same state otherwise. Each step changes the Codex
 // folder (or the state), then both kinds of run are made and compared.
-// Its own namespace: the test program compiles its files as one unit.
 namespace gaugely::tooltest::progress_tests {
 namespace {
 

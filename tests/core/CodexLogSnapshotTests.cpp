@@ -10,7 +10,6 @@
 #include "Meterlane/Posix/IcuTimeFormatter.h"
 #include "core/CorePrinters.h"
 
-// Its own namespace: the test program compiles its files as one unit.
 namespace gaugely::log_snapshot_tests {
 namespace {
 

@@ -4,7 +4,6 @@
 
 #include "LowUsageNotificationSupport/UsagePace.h"
 
-// Its own namespace: the test program compiles its files as one unit.
 namespace gaugely::pace_tests {
 namespace {
 

@@ -5,7 +5,6 @@
 #include "LogWorld.h"
 #include "Meterlane/Simulation/VirtualTime.h"
 
-// Its own namespace: the test program compiles its files as one unit.
 namespace gaugely::logs::watcher_tests {
 namespace {
 
