@@ -13,7 +13,7 @@
 #include "LowUsageNotificationSupport/Text.h"
 #include "ToolRunner.h"
 
-namespace gaugely::tooltest {
+namespace gaugely::tooltest::simulate_tests {
 namespace {
 
 using namespace std::string_literals;
@@ -339,4 +339,4 @@ TEST_F(Simulate, DumpTreeRecordsASetThatReadsBack) {
 }
 
 }  // namespace
-}  // namespace gaugely::tooltest
+}  // namespace gaugely::tooltest::simulate_tests

@@ -5,7 +5,7 @@
 #include "LowUsageNotificationSupport/Json.h"
 #include "ToolRunner.h"
 
-namespace gaugely::tooltest {
+namespace gaugely::tooltest::usage_tests {
 namespace {
 
 const fs::path source = GAUGELY_SOURCE_PATH;
@@ -162,4 +162,4 @@ TEST_F(Usage, WatchShowsEachNewReadingWithItsNotifications) {
 }
 
 }  // namespace
-}  // namespace gaugely::tooltest
+}  // namespace gaugely::tooltest::usage_tests

@@ -10,7 +10,7 @@
 // A run that goes on from where the last one stopped reading must show exactly what a run
 // reading the logs afresh shows, with the same state otherwise. Each step changes the Codex
 // folder (or the state), then both kinds of run are made and compared.
-namespace gaugely::tooltest {
+namespace gaugely::tooltest::progress_tests {
 namespace {
 
 constexpr long long hour = 3600;
@@ -218,4 +218,4 @@ TEST_F(UsageProgress, AWarmRunShowsWhatAFreshReadShowsAndReadsOnlyWhatIsNew) {
 }
 
 }  // namespace
-}  // namespace gaugely::tooltest
+}  // namespace gaugely::tooltest::progress_tests

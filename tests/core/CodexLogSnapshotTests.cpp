@@ -10,7 +10,7 @@
 #include "Meterlane/Posix/IcuTimeFormatter.h"
 #include "core/CorePrinters.h"
 
-namespace gaugely {
+namespace gaugely::log_snapshot_tests {
 namespace {
 
 // 2025-09-25T13:00:00Z
@@ -292,4 +292,4 @@ TEST(CodexLogWindowLength, NamesOnlyTheLengthsCodexUses) {
 }
 
 }  // namespace
-}  // namespace gaugely
+}  // namespace gaugely::log_snapshot_tests

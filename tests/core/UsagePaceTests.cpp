@@ -4,7 +4,7 @@
 
 #include "LowUsageNotificationSupport/UsagePace.h"
 
-namespace gaugely {
+namespace gaugely::pace_tests {
 namespace {
 
 const Date now{800'000'000};
@@ -97,4 +97,4 @@ TEST(UsagePace, SaysItInOneSentence) {
 }
 
 }  // namespace
-}  // namespace gaugely
+}  // namespace gaugely::pace_tests

@@ -5,7 +5,7 @@
 #include "LogWorld.h"
 #include "Meterlane/Simulation/VirtualTime.h"
 
-namespace gaugely::logs {
+namespace gaugely::logs::watcher_tests {
 namespace {
 
 const std::string logA = day + "/rollout-a.jsonl";
@@ -106,4 +106,4 @@ TEST(CodexLogWatcher, NothingRunsAfterItIsGone) {
 }
 
 }  // namespace
-}  // namespace gaugely::logs
+}  // namespace gaugely::logs::watcher_tests

@@ -93,8 +93,9 @@ TEST(VirtualAccessibilityWorker, JobsRunOneAtATimeInOrderAndLastTheirRoundTripsT
         world.time.runUntilIdle();
 
         // Each job ends before the next begins, and results come back in submission order.
-        std::ranges::stable_partition(
-            world.trace, [](const std::string& event) { return !event.starts_with("deliver"); });
+        std::stable_partition(world.trace.begin(), world.trace.end(), [](const std::string& event) {
+            return !event.starts_with("deliver");
+        });
         expectedTrace.insert(expectedTrace.end(), {"deliver a", "deliver b", "deliver c"});
         EXPECT_EQ(world.trace, expectedTrace);
         ASSERT_EQ(world.deliveredAt.size(), expectedAt.size());

@@ -139,7 +139,8 @@ TEST(UpdateChecks, OnlyACopyWhoseOverrideKeysPointAtALocalFeedRunsThem) {
         {"SURequireSignedFeed", false},
     };
     for (const auto& [key, value] : refused) {
-        const auto settings = bundle([&](MemoryBundleInformation& info) {
+        // Named again: a lambda may not capture a structured binding before clang 16.
+        const auto settings = bundle([&key = key, &value = value](MemoryBundleInformation& info) {
             value ? info.set(key, *value) : info.remove(key);
         });
         EXPECT_TRUE(std::holds_alternative<std::string>(settings)) << key;

@@ -60,7 +60,8 @@ struct DumpTreeOptions {
     bool help = false;
 };
 
-std::variant<DumpTreeOptions, std::string> parseOptions(const std::vector<std::string>& arguments) {
+std::variant<DumpTreeOptions, std::string> dumpTreeOptions(
+    const std::vector<std::string>& arguments) {
     auto read = readArguments(arguments, dumpTreeOptionShapes);
     if (auto* problem = std::get_if<std::string>(&read)) {
         return *problem;
@@ -120,7 +121,7 @@ std::string capture(Accessibility& accessibility, const AXElement& application,
 }  // namespace
 
 int runDumpTreeCommand(const std::vector<std::string>& arguments, CommandStreams streams) {
-    auto parsed = parseOptions(arguments);
+    auto parsed = dumpTreeOptions(arguments);
     if (auto* problem = std::get_if<std::string>(&parsed)) {
         return usageError(streams, "dump-tree", *problem);
     }

@@ -58,7 +58,8 @@ struct ParseOptions {
 };
 
 // Parses the arguments; the text is the problem when they are wrong.
-std::variant<ParseOptions, std::string> parseOptions(const std::vector<std::string>& arguments) {
+std::variant<ParseOptions, std::string> parseCommandOptions(
+    const std::vector<std::string>& arguments) {
     auto read = readArguments(arguments, parseOptionShapes);
     if (auto* problem = std::get_if<std::string>(&read)) {
         return *problem;
@@ -96,7 +97,7 @@ std::variant<ParseOptions, std::string> parseOptions(const std::vector<std::stri
 }  // namespace
 
 int runParseCommand(const std::vector<std::string>& arguments, CommandStreams streams) {
-    auto parsed = parseOptions(arguments);
+    auto parsed = parseCommandOptions(arguments);
     if (auto* problem = std::get_if<std::string>(&parsed)) {
         return usageError(streams, "parse", *problem);
     }

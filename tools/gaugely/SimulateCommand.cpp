@@ -90,7 +90,8 @@ constexpr OptionShape simulateOptionShapes[] = {
     {"--ax-latency", true}, {"--refreshes", true},
 };
 
-std::variant<SimulateOptions, std::string> parseOptions(const std::vector<std::string>& arguments) {
+std::variant<SimulateOptions, std::string> simulateOptions(
+    const std::vector<std::string>& arguments) {
     auto read = readArguments(arguments, simulateOptionShapes);
     if (auto* problem = std::get_if<std::string>(&read)) {
         return *problem;
@@ -228,7 +229,7 @@ bool showsWithoutVerbose(const LogEntry& entry, bool live) {
 }  // namespace
 
 int runSimulateCommand(const std::vector<std::string>& arguments, CommandStreams streams) {
-    auto parsed = parseOptions(arguments);
+    auto parsed = simulateOptions(arguments);
     if (auto* problem = std::get_if<std::string>(&parsed)) {
         return usageError(streams, "simulate", *problem);
     }

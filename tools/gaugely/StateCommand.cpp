@@ -65,7 +65,7 @@ struct StateOptions {
 
 constexpr OptionShape stateOptionShapes[] = {{"--defaults", true}, {"--json", false}};
 
-std::variant<StateOptions, std::string> parseOptions(const std::vector<std::string>& arguments) {
+std::variant<StateOptions, std::string> stateOptions(const std::vector<std::string>& arguments) {
     auto read = readArguments(arguments, stateOptionShapes);
     if (auto* problem = std::get_if<std::string>(&read)) {
         return *problem;
@@ -482,7 +482,7 @@ Date currentDate() {
 }  // namespace
 
 int runStateCommand(const std::vector<std::string>& arguments, CommandStreams streams) {
-    auto parsed = parseOptions(arguments);
+    auto parsed = stateOptions(arguments);
     if (auto* problem = std::get_if<std::string>(&parsed)) {
         return usageError(streams, "state", *problem);
     }

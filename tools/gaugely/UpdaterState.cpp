@@ -85,7 +85,7 @@ std::string noticeText(const UpdateNoticeState& notice) {
     return text.empty() ? "empty" : text;
 }
 
-void row(std::ostream& out, std::string_view label, const std::string& value) {
+void updaterRow(std::ostream& out, std::string_view label, const std::string& value) {
     out << "  " << label << std::string(label.size() < 24 ? 24 - label.size() : 1, ' ') << value
         << "\n";
 }
@@ -101,17 +101,18 @@ void printUpdaterState(std::ostream& out, const std::filesystem::path& suiteFile
         return;
     }
     const auto unreadable = std::string(" (stored value unreadable: the updater starts empty)");
-    row(out, "Update notice",
-        records.notice.value ? noticeText(*records.notice.value)
-                             : (records.notice.unreadable() ? "empty" + unreadable : "empty"));
+    updaterRow(out, "Update notice",
+               records.notice.value
+                   ? noticeText(*records.notice.value)
+                   : (records.notice.unreadable() ? "empty" + unreadable : "empty"));
     if (const auto& receipt = records.receipt.value) {
-        row(out, "Pending update receipt",
-            "build " + receipt->sourceBuild + " \u2192 " + receipt->targetBuild + " of " +
-                receipt->bundleID + " at " + receipt->bundlePath + ", written " +
-                localDateTimeText(receipt->created) + " (the next start consumes it)");
+        updaterRow(out, "Pending update receipt",
+                   "build " + receipt->sourceBuild + " \u2192 " + receipt->targetBuild + " of " +
+                       receipt->bundleID + " at " + receipt->bundlePath + ", written " +
+                       localDateTimeText(receipt->created) + " (the next start consumes it)");
     } else {
-        row(out, "Pending update receipt",
-            records.receipt.unreadable() ? "none" + unreadable : std::string("none"));
+        updaterRow(out, "Pending update receipt",
+                   records.receipt.unreadable() ? "none" + unreadable : std::string("none"));
     }
 }
 

@@ -129,7 +129,7 @@ constexpr OptionShape usageOptionShapes[] = {{"--plan", true},
                                              {"--install-service", false},
                                              {"--uninstall-service", false}};
 
-std::variant<UsageOptions, std::string> parseOptions(const std::vector<std::string>& arguments) {
+std::variant<UsageOptions, std::string> usageOptions(const std::vector<std::string>& arguments) {
     auto read = readArguments(arguments, usageOptionShapes);
     if (auto* problem = std::get_if<std::string>(&read)) {
         return *problem;
@@ -276,7 +276,7 @@ int runServiceOption(const UsageOptions& options, CommandStreams streams) {
 }  // namespace
 
 int runUsageCommand(const std::vector<std::string>& arguments, CommandStreams streams) {
-    auto parsed = parseOptions(arguments);
+    auto parsed = usageOptions(arguments);
     if (auto* problem = std::get_if<std::string>(&parsed)) {
         return usageError(streams, "usage", *problem);
     }
