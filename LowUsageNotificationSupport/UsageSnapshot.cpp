@@ -101,12 +101,12 @@ std::vector<std::pair<QuotaWindow, int>> quotaPercentages(const UsageSnapshot& s
 
 namespace {
 
-const Regex& fiveHourResetPattern() {
+const Regex& fiveHourResetShape() {
     static thread_local const Regex pattern(R"((?i)^\d{1,2}:\d{2}\s*(?:AM|PM)$)");
     return pattern;
 }
 
-const Regex& dateResetPattern() {
+const Regex& dateResetShape() {
     static thread_local const Regex pattern(
         R"((?i)^(?:Jan(?:uary)?|Feb(?:ruary)?|Mar(?:ch)?|Apr(?:il)?|May|Jun(?:e)?|Jul(?:y)?|Aug(?:ust)?|Sep(?:t(?:ember)?)?|Oct(?:ober)?|Nov(?:ember)?|Dec(?:ember)?)\.?\s+(?:[1-9]|[12]\d|3[01])(?:,?\s+\d{4})?$)");
     return pattern;
@@ -123,7 +123,7 @@ bool isCompleteUsageSnapshot(const UsageSnapshot& snapshot, QuotaSchema schema) 
             return false;
         }
         const Regex& pattern =
-            window == QuotaWindow::fiveHour ? fiveHourResetPattern() : dateResetPattern();
+            window == QuotaWindow::fiveHour ? fiveHourResetShape() : dateResetShape();
         if (!pattern.matchesEntirely(text::trimmed(snapshot.reset(window)))) {
             return false;
         }

@@ -1,5 +1,7 @@
 #include "tools/gaugely/HostTimeFormatter.h"
 
+#include <chrono>
+
 #if defined(__APPLE__)
 #include "Meterlane/macOS/MacTimeFormatter.h"
 #else
@@ -15,6 +17,11 @@ const TimeFormatter& hostTimeFormatter() {
     static const IcuTimeFormatter formatter;
 #endif
     return formatter;
+}
+
+Date currentDate() {
+    const auto now = std::chrono::system_clock::now().time_since_epoch();
+    return Date::fromUnixTime(std::chrono::duration<double>(now).count());
 }
 
 }  // namespace gaugely::tool

@@ -8,4 +8,7 @@ namespace gaugely::tool {
 // locale elsewhere. One for the whole process.
 const TimeFormatter& hostTimeFormatter();
 
+// The system clock's time now.
+Date currentDate();
+
 }  // namespace gaugely::tool

@@ -1,6 +1,5 @@
 #include <unistd.h>
 
-#include <chrono>
 #include <cmath>
 #include <csignal>
 #include <iostream>
@@ -194,11 +193,6 @@ std::optional<CodexPlan> askForPlan(CommandStreams streams) {
         }
         streams.out << "Please answer 1, 2 or 3.\n";
     }
-}
-
-Date currentDate() {
-    const auto now = std::chrono::system_clock::now().time_since_epoch();
-    return Date::fromUnixTime(std::chrono::duration<double>(now).count());
 }
 
 std::string footerText(double elapsed, const SimulateOptions& options,

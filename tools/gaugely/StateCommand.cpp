@@ -1,5 +1,4 @@
 #include <cerrno>
-#include <chrono>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -472,11 +471,6 @@ void printJson(std::ostream& out, const ShownFiles& shown, bool exists,
     files["otherState"] = shown.otherState ? Json(shown.otherState->string()) : Json(nullptr);
     json["files"] = files;
     out << json.dump(2) << "\n";
-}
-
-Date currentDate() {
-    const auto now = std::chrono::system_clock::now().time_since_epoch();
-    return Date::fromUnixTime(std::chrono::duration<double>(now).count());
 }
 
 }  // namespace
