@@ -27,10 +27,14 @@ TEST(PlusUsageMenu, ReadsTheFiveHourAndWeeklySections) {
         Lines lines;
         std::optional<UsageSnapshot> expected;
     } cases[] = {
+        // Chromium writes a narrow no-break space (or a no-break space) before the day period.
         {"the usual menu",
-         {"Usage remaining", "5h", "72% left", "Resets 3:45 PM", "Weekly", "40% left",
+         {"Usage remaining", "5h", "72% left", "Resets 3:45\u202FPM", "Weekly", "40% left",
           "Resets Sep 12"},
-         plusSnapshot("72%", "3:45 PM", "40%", "Sep 12")},
+         plusSnapshot("72%", "3:45\u202FPM", "40%", "Sep 12")},
+        {"a no-break space before PM",
+         {"5h", "72% left", "Resets 3:45\u00A0PM", "Weekly", "40% left", "Resets Sep 12"},
+         plusSnapshot("72%", "3:45\u00A0PM", "40%", "Sep 12")},
         {"long labels, spaced percentages, full dates",
          {"5 Hours", "72 % left", "Resets 11:05am", "  weekly ", "4 % left",
           "Resets September 3, 2026"},
@@ -58,18 +62,6 @@ TEST(PlusUsageMenu, ReadsTheFiveHourAndWeeklySections) {
     for (const auto& c : cases) {
         EXPECT_EQ(usageSnapshotFromUsageRemainingMenu(CodexPlan::plus, c.lines), c.expected)
             << c.name;
-    }
-}
-
-TEST(PlusUsageMenu, ResetTimesWithNoBreakSpacesAreReadAndComplete) {
-    // Chromium renders times with a narrow no-break space (or a no-break space) before AM/PM.
-    for (const std::string time : {"3:45\u202FPM", "3:45\u00A0PM"}) {
-        const auto snapshot = usageSnapshotFromUsageRemainingMenu(
-            CodexPlan::plus,
-            {"5h", "72% left", "Resets " + time, "Weekly", "40% left", "Resets Sep 12"});
-        ASSERT_TRUE(snapshot.has_value());
-        EXPECT_EQ(snapshot->fiveHourReset, time);
-        EXPECT_TRUE(isCompleteUsageSnapshot(*snapshot, QuotaSchema::dualWindow));
     }
 }
 
