@@ -1,9 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <sstream>
 
 #include "Meterlane/Presentation/AppVersionInfo.h"
@@ -12,12 +8,10 @@
 #include "Meterlane/Presentation/PrivacyPermissionsPresentation.h"
 #include "Meterlane/Presentation/SettingsViewModel.h"
 #include "Meterlane/Simulation/FakeLoginItemService.h"
+#include "app/GoldenFile.h"
 
 namespace gaugely {
 namespace {
-
-namespace fs = std::filesystem;
-using namespace std::string_literals;
 
 SettingsInput chosen(CodexPlan plan) {
     SettingsInput input;
@@ -75,19 +69,6 @@ std::string rendered(const SettingsViewModel& model) {
         }
     }
     return out.str();
-}
-
-void expectGolden(const std::string& name, const std::string& text) {
-    const char* source = std::getenv("GAUGELY_SOURCE_DIR");
-    ASSERT_NE(source, nullptr);
-    const fs::path golden = fs::path(source) / "tests/golden" / name;
-    if (const char* update = std::getenv("GAUGELY_UPDATE_GOLDEN"); update && update == "1"s) {
-        std::ofstream(golden, std::ios::binary) << text;
-        return;
-    }
-    std::ifstream file(golden, std::ios::binary);
-    EXPECT_EQ(text, std::string(std::istreambuf_iterator<char>(file), {}))
-        << golden << " differs; rerun with GAUGELY_UPDATE_GOLDEN=1 if intended";
 }
 
 // Each plan's list of formats is its golden rendering; a stale choice the plan cannot show
