@@ -124,7 +124,8 @@ TEST(RefreshRunGuard, DismissesOnlyAMenuTheRunOpenedItself) {
     EXPECT_FALSE(RefreshRunGuard::mayDismiss(false, true, true, true, false));
 }
 
-// Batching and telling only of changes are the reader's change-set tests'; nesting is here.
+// Batching is the reader's change-set tests' to check, telling only of changes its observer test's;
+// nesting is checked here.
 TEST(ModelObservers, NestedChangeSetsTellOnceWhenTheOutermostEnds) {
     ModelObservers observers;
     int count = 0;
