@@ -78,6 +78,7 @@ TEST(UsageSnapshotCompleteness, ResetPatterns) {
         {"Septem 12", false, false},
         {"9:05pm", true, false},
         {"3:45\u202FPM", true, false},
+        {"3:45\u00A0PM", true, false},
         {"13:00", false, false},
         {"3:5 PM", false, false},
         {"3:45 PM today", false, false},

@@ -129,16 +129,6 @@ TEST(LowUsageThresholdState, InvalidateForgetsOnlyThatPlan) {
                   {"plus", low}, {"plusPlus.weekly", low}, {"pro.weekly", low}}));
 }
 
-LowUsageAlertSettings perWindow(LowUsageWindowAlertSettings fiveHour,
-                                LowUsageWindowAlertSettings weekly,
-                                LowUsageWindowAlertSettings monthly) {
-    LowUsageAlertSettings settings;
-    settings.fiveHour = fiveHour;
-    settings.weekly = weekly;
-    settings.monthly = monthly;
-    return settings;
-}
-
 TEST(LowUsageAlertSettings, DecodesCurrentAndOlderForms) {
     constexpr auto all = [](auto... arguments) {
         return LowUsageAlertSettings::make(arguments...);
@@ -153,8 +143,9 @@ TEST(LowUsageAlertSettings, DecodesCurrentAndOlderForms) {
         {R"({"fiveHour":{"isEnabled":false,"threshold":10,"repeatInterval":"oneHour"},
              "weekly":{"isEnabled":true,"threshold":40,"repeatInterval":"once"},
              "monthly":{"isEnabled":true,"threshold":30,"repeatInterval":"twoHours"}})",
-         perWindow({false, T::ten, R::oneHour}, {true, T::forty, R::once},
-                   {true, T::thirty, R::twoHours}),
+         LowUsageAlertSettings{{false, T::ten, R::oneHour},
+                               {true, T::forty, R::once},
+                               {true, T::thirty, R::twoHours}},
          false},
         {R"({"isEnabled": true, "threshold": 30})",
          all(true, T::thirty, T::thirty, T::thirty, R::once), true},
@@ -166,7 +157,8 @@ TEST(LowUsageAlertSettings, DecodesCurrentAndOlderForms) {
         {R"({"isEnabled":null,"threshold":null})", LowUsageAlertSettings{}, true},
         // A window object wins over the flat keys; only the missing ones are rebuilt.
         {R"({"weekly":{"isEnabled":false,"threshold":10,"repeatInterval":"once"},"threshold":40})",
-         perWindow({true, T::forty, R::once}, {false, T::ten, R::once}, {true, T::forty, R::once}),
+         LowUsageAlertSettings{
+             {true, T::forty, R::once}, {false, T::ten, R::once}, {true, T::forty, R::once}},
          true},
         {R"({"threshold": 30.0})", all(true, T::thirty, T::thirty, T::thirty, R::once), true},
         {R"({"threshold": 35})", std::nullopt, false},

@@ -1,11 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <sstream>
-
 #include "Meterlane/Notifications/NotificationPermissionController.h"
 #include "Meterlane/Notifications/UsageNotificationDispatcher.h"
-#include "Meterlane/Posix/TerminalNotificationCenter.h"
 #include "Meterlane/Simulation/FakeUserNotificationCenter.h"
 #include "Meterlane/Simulation/VirtualTime.h"
 
@@ -222,20 +219,6 @@ TEST(RandomUUIDString, HasThePlatformFormAndDiffers) {
     EXPECT_THAT(a, ::testing::MatchesRegex(
                        "[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}"));
     EXPECT_NE(a, randomUUIDString());
-}
-
-TEST(TerminalNotificationCenter, PrintsEachNotificationWithoutAsking) {
-    VirtualTime time;
-    std::ostringstream out;
-    TerminalNotificationCenter center(out);
-    auto dispatcher = UsageNotificationDispatcher::create(center, time, [] { return "U"; });
-    dispatcher->deliverLowUsage({{QuotaWindow::fiveHour, 18}}, plus);
-    dispatcher->deliverResets({{QuotaWindow::weekly, 100}});
-    time.runUntilIdle();
-    EXPECT_EQ(out.str(),
-              "notification [low-usage-fiveHour-U] Codex Usage Low: 5h usage remaining: 18%\n"
-              "notification [usage-reset-U] Codex Usage Reset: Weekly usage reset \u2014 100% "
-              "available\n");
 }
 
 }  // namespace

@@ -6,12 +6,7 @@ namespace gaugely {
 namespace {
 
 PersistedUsageSnapshot plusRecord() {
-    UsageSnapshot snapshot;
-    snapshot.fiveHour = "72%";
-    snapshot.fiveHourReset = "3:45\u202FPM";
-    snapshot.weekly = "40%";
-    snapshot.weeklyReset = "Sep 12";
-    return {snapshot, Date{780000000.25}, CodexPlan::plus};
+    return {{"72%", "3:45\u202FPM", "40%", "Sep 12"}, Date{780000000.25}, CodexPlan::plus};
 }
 
 TEST(PersistedUsageSnapshot, WritesItsKeysInOrderAndReadsThemBack) {

@@ -31,10 +31,7 @@ PopoverInput plusWithData() {
     input.hasExplicitPlanSelection = true;
     input.accessibilityGranted = true;
     input.presentationState = UsageSnapshotPresentationState::dataAvailable;
-    input.currentDisplaySnapshot.fiveHour = "72%";
-    input.currentDisplaySnapshot.fiveHourReset = "3:45 PM";
-    input.currentDisplaySnapshot.weekly = "Not Found";
-    input.currentDisplaySnapshot.weeklyReset = "Sep 12";
+    input.currentDisplaySnapshot = {"72%", "3:45 PM", "Not Found", "Sep 12"};
     input.currentDisplayLastUpdated = Date{100};
     input.nextAutomaticRefreshDate = Date{160};
     return input;
@@ -248,11 +245,7 @@ TEST(PopoverViewModel, APaceTimeFarAheadNamesItsDay) {
 using D = MenuBarDisplay;
 
 UsageSnapshot reading(const char* fiveHour, const char* weekly, const char* monthly) {
-    UsageSnapshot snapshot;
-    snapshot.fiveHour = fiveHour;
-    snapshot.weekly = weekly;
-    snapshot.monthly = monthly;
-    return snapshot;
+    return {.fiveHour = fiveHour, .weekly = weekly, .monthly = monthly};
 }
 
 TEST(MenuBarUsageSummary, EveryPlanAndFormat) {

@@ -104,38 +104,5 @@ TEST(SimulatedCodex, ReturnPressesTheFocusedItemAndClicksToggleOrClose) {
     EXPECT_EQ(sim.codex.menuOpenings(), 3u);
 }
 
-// Values that settle one by one, shown as placeholders or not yet there.
-TEST(SimulatedCodex, UsageRowsSettleOneByOne) {
-    const struct {
-        UnsettledRows style;
-        Texts first;
-        Texts second;
-    } cases[] = {
-        {UnsettledRows::placeholder,
-         {"5h", "--% left", "Resets --", "Weekly", "--% left", "Resets --"},
-         {"5h", "72% left", "Resets --", "Weekly", "--% left", "Resets --"}},
-        {UnsettledRows::missing, {"5h", "Weekly"}, {"5h", "72% left", "Weekly"}},
-    };
-    for (const auto& c : cases) {
-        Simulation settling;
-        settling.codex.behaviour.rowSettleDelay = 0.2;
-        settling.codex.behaviour.unsettledRows = c.style;
-        clickControl(settling);
-        settling.time.advance(1);
-        press(settling, down, 2);
-        press(settling, enter);
-        ASSERT_TRUE(settling.time.runUntil([&] { return settling.codex.usageIsExpanded(); }, 1));
-        auto rows = [&] {
-            auto texts = settling.codex.menuTexts();
-            return Texts(texts.begin() + 2, texts.end() - 2);
-        };
-        EXPECT_EQ(rows(), c.first);
-        settling.time.advance(0.2);
-        EXPECT_EQ(rows(), c.second);
-        settling.time.advance(0.7);
-        EXPECT_EQ(rows(), usageRows(CodexPlan::plus, CodexUsage{}));
-    }
-}
-
 }  // namespace
 }  // namespace gaugely
