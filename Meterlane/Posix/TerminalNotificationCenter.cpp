@@ -2,21 +2,6 @@
 
 namespace gaugely {
 
-TerminalNotificationCenter::TerminalNotificationCenter(std::ostream& out)
-    : TerminalNotificationCenter(LinePrinter([&out](const std::string& line) {
-          out << line << '\n';
-          out.flush();
-      })) {}
-
-TerminalNotificationCenter::TerminalNotificationCenter(LinePrinter print)
-    : print_([print = std::move(print)](const NotificationRequest& request) {
-          print(line(request));
-      }) {}
-
-std::string TerminalNotificationCenter::line(const NotificationRequest& request) {
-    return "notification [" + request.identifier + "] " + request.title + ": " + request.body;
-}
-
 void TerminalNotificationCenter::getNotificationSettings(
     std::function<void(NotificationAuthorizationStatus)> completion) {
     if (completion) {

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <functional>
-#include <ostream>
+#include <optional>
 #include <string>
 
 #include "Meterlane/Platform/UserNotificationCenter.h"
@@ -9,21 +9,13 @@
 namespace gaugely {
 
 // The command-line tool's notification center: permission is always granted and each
-// notification is printed as one line, to a stream or through whoever draws the screen (a live
-// view keeps such lines above what it redraws). Completions run at once, on the caller's thread.
+// notification goes to whoever draws the screen, in a shape of its own (a line above a live view,
+// or JSON). Completions run at once, on the caller's thread.
 class TerminalNotificationCenter final : public UserNotificationCenter {
   public:
-    using LinePrinter = std::function<void(const std::string& line)>;
-
-    // Or the whole request, for whoever writes it in a shape of its own (JSON).
     using RequestPrinter = std::function<void(const NotificationRequest& request)>;
 
-    explicit TerminalNotificationCenter(std::ostream& out);
-    explicit TerminalNotificationCenter(LinePrinter print);
     explicit TerminalNotificationCenter(RequestPrinter print) : print_(std::move(print)) {}
-
-    // "notification [<identifier>] <title>: <body>"
-    static std::string line(const NotificationRequest& request);
 
     void getNotificationSettings(
         std::function<void(NotificationAuthorizationStatus)> completion) override;

@@ -123,6 +123,9 @@ RunRecord playDraw(uint32_t draw, ElementLookupMode mode, InsideJobs& inside) {
     codex.expansionDelay = maybeDelay(0.1, 0.01, 3);
     codex.escapeCloseDelay = maybeDelay(0.1, 0.001, 0.2);
     codex.rowSettleDelay = chance(0.3) ? uniform(0, 0.4) : 0;
+    // Unsettled rows show placeholders, or are not there yet; by draw, so the draws stay as they
+    // were.
+    codex.unsettledRows = draw % 2 ? UnsettledRows::missing : UnsettledRows::placeholder;
     world.input.tapCreationFails = chance(0.05);
     world.codex.setControlOccluded(chance(0.05));
     if (chance(0.05)) {
