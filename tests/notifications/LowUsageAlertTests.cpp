@@ -6,7 +6,7 @@
 #include "Meterlane/Notifications/QuotaResetNotificationStateStore.h"
 #include "Meterlane/Simulation/MemoryPreferences.h"
 
-namespace gaugely {
+namespace gaugely::low_usage_alert_tests {
 namespace {
 
 using Percentages = std::vector<std::pair<QuotaWindow, int>>;
@@ -246,4 +246,4 @@ TEST(NotificationStateStores, SaveAfterEveryChangeAndLoadAtConstruction) {
 }
 
 }  // namespace
-}  // namespace gaugely
+}  // namespace gaugely::low_usage_alert_tests

@@ -6,7 +6,7 @@
 #include "Meterlane/Simulation/FakeUserNotificationCenter.h"
 #include "Meterlane/Simulation/VirtualTime.h"
 
-namespace gaugely {
+namespace gaugely::delivery_tests {
 namespace {
 
 using Status = NotificationAuthorizationStatus;
@@ -222,4 +222,4 @@ TEST(RandomUUIDString, HasThePlatformFormAndDiffers) {
 }
 
 }  // namespace
-}  // namespace gaugely
+}  // namespace gaugely::delivery_tests

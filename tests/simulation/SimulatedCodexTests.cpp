@@ -5,7 +5,7 @@
 
 #include "Meterlane/Simulation/Simulation.h"
 
-namespace gaugely {
+namespace gaugely::simulated_codex_tests {
 namespace {
 
 using Texts = std::vector<std::string>;
@@ -105,4 +105,4 @@ TEST(SimulatedCodex, ReturnPressesTheFocusedItemAndClicksToggleOrClose) {
 }
 
 }  // namespace
-}  // namespace gaugely
+}  // namespace gaugely::simulated_codex_tests

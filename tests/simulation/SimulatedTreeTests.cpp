@@ -8,7 +8,7 @@
 #include "Meterlane/Simulation/SimulatedTree.h"
 #include "Meterlane/Simulation/TreeRecording.h"
 
-namespace gaugely {
+namespace gaugely::simulated_tree_tests {
 namespace {
 
 constexpr std::string_view fixture = R"(
@@ -154,4 +154,4 @@ TEST(TreeRecording, KeepsOnlyOurLabelsAndUsageValues) {
 }
 
 }  // namespace
-}  // namespace gaugely
+}  // namespace gaugely::simulated_tree_tests

@@ -7,7 +7,7 @@
 #include "Meterlane/Simulation/VirtualAccessibilityWorker.h"
 #include "Meterlane/Simulation/VirtualTime.h"
 
-namespace gaugely {
+namespace gaugely::worker_tests {
 namespace {
 
 constexpr double start = VirtualTime::defaultMonotonicStart;
@@ -233,4 +233,4 @@ TEST(VirtualTime, DroppingAHandleCancelsItsWorkEvenFromInsideTheWork) {
 }
 
 }  // namespace
-}  // namespace gaugely
+}  // namespace gaugely::worker_tests
