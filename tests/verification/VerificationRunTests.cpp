@@ -12,7 +12,9 @@ namespace gaugely {
 namespace {
 
 // The verification as the app runs it with --verify, over a simulated Mac: Codex, the app's own
-// reader, the ports, and an update framework that behaves as documented.
+// reader, the ports, and an update framework that behaves as documented. Codex's window is a tenth
+// of the reference size: the run walks it several times (the recording, the projections, the
+// refresh), and what is found in it does not depend on its size.
 struct RunWorld : VerificationWorld {
     MemoryBundleInformation bundle{"com.vostrel.gaugely", "/Users/ann/src/gaugely/Gaugely.app"};
     MemoryPreferences frameworkDefaults;
@@ -21,7 +23,7 @@ struct RunWorld : VerificationWorld {
     std::optional<VerificationResults> results;
 
     explicit RunWorld(double roundTrip = 0.002)
-        : VerificationWorld(CodexPlan::plus, {}, roundTrip) {
+        : VerificationWorld(CodexPlan::plus, CodexTreeShape{.webContentElements = 200}, roundTrip) {
         bundle.set("CFBundleShortVersionString", std::string("1.0.3"));
         bundle.set("CFBundleVersion", std::string("3"));
         bundle.set("SUDefaultsDomain", std::string("com.vostrel.gaugely.mac-verify"));
